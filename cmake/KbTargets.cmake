@@ -1,0 +1,44 @@
+# What every target shares: warnings, sanitizers, visibility; and the one way a library is made from its rooms.
+
+add_library(kb_options INTERFACE)
+target_compile_options(kb_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion
+  -ffp-contract=off -fno-math-errno -fvisibility=hidden
+  $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
+if(KB_SANITIZE)
+  set(flags -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(kb_options INTERFACE ${flags})
+  target_link_options(kb_options INTERFACE ${flags})
+endif()
+if(KB_THREAD_SANITIZE)
+  target_compile_options(kb_options INTERFACE -fsanitize=thread)
+  target_link_options(kb_options INTERFACE -fsanitize=thread)
+endif()
+if(KB_COVERAGE)
+  target_compile_options(kb_options INTERFACE --coverage)
+  target_link_options(kb_options INTERFACE --coverage)
+endif()
+
+# kb_library(name rooms LINK args...): a shared library of all sources below the rooms. Only C names that are marked
+# leave it: the version script keeps the C++ library's own templates in.
+function(kb_library name rooms)
+  cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
+  set(sources)
+  foreach(room IN LISTS rooms)
+    file(GLOB_RECURSE found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${room}/*.cpp)
+    list(APPEND sources ${found})
+  endforeach()
+  list(FILTER sources EXCLUDE REGEX "/tools/")
+  if(NOT sources)
+    add_library(${name} INTERFACE)
+    return()
+  endif()
+  add_library(${name} SHARED ${sources})
+  target_include_directories(${name} PUBLIC
+    $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kbann-1>)
+  target_link_libraries(${name} ${arg_LINK} PRIVATE $<BUILD_INTERFACE:kb_options>)
+  target_link_options(${name} PRIVATE
+    -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/exports.map)
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
+endfunction()

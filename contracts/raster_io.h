@@ -1,0 +1,121 @@
+/* The raster file component's contract: reading images, their tags and their headers; saving is an addition of this
+ * house. Formats are told by the first bytes, never by the name. Results are SUCCESS or a code below 1 unless a line says
+ * otherwise: ERROR_FILE_OPEN, ERROR_FILE_READ (short or broken data), ERROR_FILE_FORMAT (no known format),
+ * ERROR_FEATURE_NOT_SUPPORTED (known, but not this variant), ERROR_NO_MEMORY, ERROR_PAGE_NOT_FOUND, ERROR_FILE_WRITE.
+ * A failed load leaves the bitmap record zeroed. The file name "DUMMY" means the thread's memory file. */
+#ifndef KB_CONTRACTS_RASTER_IO_H
+#define KB_CONTRACTS_RASTER_IO_H
+
+#include "contracts/raster_kernel.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Formats: the numbers of files drawn at a chosen resolution are fixed, the others are this house's. */
+enum {
+    KB_FORMAT_UNKNOWN = 0,
+    KB_FORMAT_TIFF = 1,
+    KB_FORMAT_PNG = 2,
+    KB_FORMAT_JPEG = 3,
+    KB_FORMAT_BMP = 4,
+    KB_FORMAT_WMF = 15,
+    KB_FORMAT_EMF = 116
+};
+
+/* Compressions of a saved TIFF. */
+enum {
+    KB_COMPRESS_DEFAULT = 0, /* G4 at 1 bit, LZW else */
+    KB_COMPRESS_NONE = 1,
+    KB_COMPRESS_PACKBITS = 2,
+    KB_COMPRESS_LZW = 3,
+    KB_COMPRESS_DEFLATE = 4,
+    KB_COMPRESS_G3 = 5,
+    KB_COMPRESS_G4 = 6,
+    KB_COMPRESS_JPEG = 7
+};
+
+#define SAVE_REPLACEPAGE 0x400u
+#define SAVE_INSERTPAGE 0x800u
+
+typedef struct KernelLoadOptions {
+    uint32_t uStructSize; /* 44 */
+    int32_t nPageNumber;  /* from 1; 0 counts as 1 */
+    uint32_t uFlags;      /* 0 */
+    uint32_t uMaxPixels;  /* refuse larger images before anything is allocated; 0: the process's limit */
+    uint8_t reserved[28];
+} KernelLoadOptions;
+
+#pragma pack(push, 2) /* 1646 isn't a multiple of 4 */
+typedef struct KernelSaveOptions {
+    uint32_t uStructSize; /* 1646 */
+    uint32_t uFlags;      /* 0, SAVE_REPLACEPAGE or SAVE_INSERTPAGE */
+    int32_t nPageNumber;  /* from 1, -1 behind the last */
+    int32_t nCompression; /* KB_COMPRESS_*, TIFF alone */
+    int32_t nQuality;     /* JPEG, 1 to 100; 0: 90 */
+    int32_t nLevel;       /* PNG and Deflate effort 1 to 9; 0: fast with good size */
+    uint8_t reserved[1622];
+} KernelSaveOptions;
+#pragma pack(pop)
+
+typedef struct KernelFileInfo {
+    int32_t nFormat;
+    int32_t nWidth, nHeight;  /* as stored */
+    int32_t nBitsPerPixel;    /* of the record that a load gives */
+    int32_t nXResolution, nYResolution;
+    uint32_t uFlags;          /* set to 0x1000 by the caller before a load from memory */
+    int32_t nPages;
+    int32_t nPage;
+    int32_t nCompression;     /* KB_COMPRESS_* of a TIFF page, else 0 */
+    int32_t nViewPerspective;
+} KernelFileInfo;
+
+KB_API int K_DefaultLoadOptions(KernelLoadOptions* pOptions, uint32_t uSize); /* size 44 */
+KB_API int K_DefaultSaveOptions(KernelSaveOptions* pOptions, uint32_t uSize); /* size 1646 */
+
+/* Reads the header of the page that the options name (null: 1). */
+KB_API int K_FileInfo(const char* pszPath, KernelFileInfo* pInfo, int reserved, const KernelLoadOptions* pOptions);
+KB_API int K_MemoryFileInfo(const void* pData, KernelFileInfo* pInfo, size_t size, int r1, int r2);
+
+/* Loads at the file's own depth. b is overwritten, not freed. pInfo may be null. Grey of 2 to 16 bits comes as 4, 8, 12 or
+ * 16 bits; alpha as 32 bits with Alpha set; MINISWHITE and orientation are told by palette and perspective. */
+KB_API int K_LoadFile(const char* pszPath, KernelBitmap* b, int r1, int r2, const KernelLoadOptions* pOptions, KernelFileInfo* pInfo);
+/* The same from memory; bits 0 keeps the file's depth, any other changes it. */
+KB_API int K_LoadMemory(const void* pData, KernelBitmap* b, int r1, int bits, size_t size, const KernelLoadOptions* pOptions,
+                        KernelFileInfo* pInfo);
+
+KB_API int K_GetVectorResolution(int* pOut); /* dots an inch for formats 15 and 116; 0: the file's own */
+KB_API int K_SetVectorResolution(int value);
+
+/* Queues a tag for the calling thread's next TIFF save; the data is copied. Types are TIFF's. Null data takes it away. */
+KB_API int K_SetFileTag(uint16_t tag, uint16_t type, uint32_t count, const void* pData);
+/* Gives the bytes of a tag of the page that the options name, 0 or less when it isn't there. With a buffer, which must
+ * have room for that size, fills it in the machine's byte order. */
+KB_API int K_GetFileTag(const char* pszPath, uint16_t tag, uint16_t* pType, uint32_t* pCount, void* pBuffer,
+                        const KernelLoadOptions* pOptions);
+
+typedef struct KernelMemoryFile { const void* pOldData; size_t uOldSize; } KernelMemoryFile;
+KB_API int K_BeginMemoryFile(KernelMemoryFile* pContext, const void* pData, size_t size);
+KB_API int K_EndMemoryFile(KernelMemoryFile* pContext, int r1, int r2, int result); /* gives `result` */
+
+/* --- Additions -------------------------------------------------------------------------------------------------------------- */
+
+/* Saves a bitmap record. TIFF takes every depth and writes the perspective as orientation; flags of the options insert or
+ * replace a page of an existing TIFF, none writes a new file. PNG, JPEG and BMP are written upright. Tags queued by
+ * K_SetFileTag go out with a TIFF save and leave the queue when it has succeeded. ERROR_FEATURE_NOT_SUPPORTED for a
+ * compression that doesn't fit the depth. */
+KB_API int K_SaveFile(const char* pszPath, const KernelBitmap* b, int format, const KernelSaveOptions* pOptions);
+/* The same into a new memory block of *puSize bytes, the caller's to free. */
+KB_API int K_SaveMemory(const KernelBitmap* b, int format, const KernelSaveOptions* pOptions, HGLOBAL* phMem, size_t* puSize);
+/* Format of data by its first bytes (16 suffice), KB_FORMAT_*. */
+KB_API int K_RecognizeFormat(const void* pData, size_t size);
+/* Largest image in pixels that any load makes, 2^28 unless set. Gives the old limit. */
+KB_API uint64_t K_SetPixelLimit(uint64_t pixels);
+/* Copies a TIFF and, on page n (from 1), sets or (null data) takes out one tag in place; strips and other tags stay as they
+ * are. The old value's bytes are zeroed. */
+KB_API int K_RewriteFileTag(const char* pszPath, int page, uint16_t tag, uint16_t type, uint32_t count, const void* pData);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

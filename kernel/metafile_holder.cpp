@@ -1,0 +1,135 @@
+// Holders of metafiles: ten plain words of the caller with one handle of the graphics layer, which the holder owns. Copies
+// are made of the bits, so that two holders never share a handle.
+#include "contracts/raster_kernel.h"
+
+#include "platform/handle_table.h"
+
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <vector>
+
+using namespace kb;
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+HMETAFILE classicHandle(const KernelMetafile& m) { return toHandle<HMETAFILE>(m.nHandle); }
+HENHMETAFILE enhancedHandle(const KernelMetafile& m) { return toHandle<HENHMETAFILE>(m.nHandle); }
+
+uint32_t bitsSize(const KernelMetafile& m) {
+    return m.bEnhanced ? GetEnhMetaFileBits(enhancedHandle(m), 0, nullptr) : GetMetaFileBitsEx(classicHandle(m), 0, nullptr);
+}
+
+// The bits, or nothing for a dead handle.
+Bytes bitsOf(const KernelMetafile& m) {
+    Bytes bytes(bitsSize(m));
+    const auto size = static_cast<UINT>(bytes.size());
+    const UINT copied = !size ? 0 : m.bEnhanced ? GetEnhMetaFileBits(enhancedHandle(m), size, bytes.data())
+                                                : GetMetaFileBitsEx(classicHandle(m), size, bytes.data());
+    bytes.resize(copied);
+    return bytes;
+}
+
+template <class T> T read(const Bytes& bytes, size_t at) {
+    T value{};
+    if (at + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + at, sizeof value);
+    return value;
+}
+
+// The window extents that a classic metafile sets first are its size; none of it knows another.
+void measureClassic(const Bytes& bits, KernelMetafile* m) {
+    constexpr uint16_t setWindowExt = 0x020C;
+    constexpr size_t headerBytes = 18, recordHeadBytes = 6;
+    for (size_t at = headerBytes; at + recordHeadBytes <= bits.size();) {
+        const size_t bytes = size_t{read<uint32_t>(bits, at)} * 2;
+        if (bytes < recordHeadBytes || bytes > bits.size() - at) return;
+        if (read<uint16_t>(bits, at + 4) == setWindowExt && bytes >= recordHeadBytes + 4) {
+            m->nHeight = read<int16_t>(bits, at + 6);
+            m->nWidth = read<int16_t>(bits, at + 8);
+            m->nExtentX = m->nWidth;
+            m->nExtentY = m->nHeight;
+            return;
+        }
+        at += bytes;
+    }
+}
+
+// The frame of an enhanced metafile, in 1/100 millimetre.
+void measureEnhanced(const Bytes& bits, KernelMetafile* m) {
+    const auto left = read<int32_t>(bits, 24), top = read<int32_t>(bits, 28);
+    const auto right = read<int32_t>(bits, 32), bottom = read<int32_t>(bits, 36);
+    m->nWidth = static_cast<int32_t>(static_cast<uint32_t>(right) - static_cast<uint32_t>(left));
+    m->nHeight = static_cast<int32_t>(static_cast<uint32_t>(bottom) - static_cast<uint32_t>(top));
+}
+
+} // namespace
+
+extern "C" {
+
+int K_CopyMetafile(KernelMetafile* dst, const KernelMetafile* src) {
+    if (!dst || !src || dst == src) return ERROR_INV_PARAMETER;
+    if (!src->nHandle) {
+        *dst = {};
+        return SUCCESS;
+    }
+    try {
+        const Bytes bits = bitsOf(*src);
+        if (bits.empty()) return ERROR_INV_PARAMETER;
+        const auto size = static_cast<UINT>(bits.size());
+        const uint32_t handle = src->bEnhanced ? handleValue(SetEnhMetaFileBits(size, bits.data()))
+                                               : handleValue(SetMetaFileBitsEx(size, bits.data()));
+        if (!handle) return ERROR_NO_MEMORY;
+        *dst = *src;
+        dst->nHandle = handle;
+        return SUCCESS;
+    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+}
+
+void K_FreeMetafile(KernelMetafile* m) {
+    if (!m) return;
+    if (m->nHandle && m->bEnhanced) DeleteEnhMetaFile(enhancedHandle(*m));
+    else if (m->nHandle) DeleteMetaFile(classicHandle(*m));
+    *m = {};
+}
+
+int K_WrapMetafile(HANDLE handle, KernelMetafile* m) {
+    if (!m || !handle) return ERROR_INV_PARAMETER;
+    KernelMetafile made{};
+    made.nHandle = handleValue(handle);
+    if (!bitsSize(made)) {
+        made.bEnhanced = 1;
+        if (!bitsSize(made)) return ERROR_INV_PARAMETER;
+    }
+    try {
+        const Bytes bits = bitsOf(made);
+        if (made.bEnhanced) {
+            measureEnhanced(bits, &made);
+        } else {
+            made.nMapMode = MM_ANISOTROPIC;
+            measureClassic(bits, &made);
+        }
+    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    *m = made;
+    return SUCCESS;
+}
+
+int K_MetafileToMemory(const KernelMetafile* m, void* pOut, uint32_t size) {
+    if (!m) return ERROR_INV_PARAMETER;
+    if (!m->nHandle) return 0;
+    const uint32_t needed = bitsSize(*m);
+    if (!needed) return ERROR_INV_PARAMETER;
+    if (!pOut) return static_cast<int>(needed);
+    if (size >= needed) {
+        return static_cast<int>(m->bEnhanced ? GetEnhMetaFileBits(enhancedHandle(*m), size, static_cast<BYTE*>(pOut))
+                                             : GetMetaFileBitsEx(classicHandle(*m), size, pOut));
+    }
+    try {
+        const Bytes bits = bitsOf(*m);
+        std::memcpy(pOut, bits.data(), size);
+        return static_cast<int>(size);
+    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+}
+
+} // extern "C"

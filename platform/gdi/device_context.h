@@ -1,0 +1,68 @@
+// A device context: a surface, what is selected, the modes, the mapping and the clip; and a stack of saved states.
+// A rectangular clip is a box and nothing else; a region is held only when it isn't a rectangle, shared with the saved
+// states and never changed in place.
+#pragma once
+
+#include "platform/gdi/map_mode.h"
+#include "platform/gdi/objects.h"
+#include "platform/gdi/painter.h"
+
+#include <memory>
+#include <vector>
+
+namespace kb::gdi {
+
+struct Clip {
+    bool bounded = false;
+    Box box;            // when bounded
+    Ref<Region> region; // when more than one box; its bounds are `box`
+};
+
+struct DcState {
+    Ref<Pen> pen;
+    Ref<Brush> brush;
+    Ref<Font> font;
+    Ref<Palette> palette;
+    Ref<Bitmap> bitmap;
+    COLORREF textColor = 0, bkColor = 0xFFFFFF;
+    int bkMode = OPAQUE, rop2 = R2_COPYPEN, polyFillMode = ALTERNATE, stretchMode = BLACKONWHITE;
+    UINT textAlign = 0;
+    POINT brushOrigin{0, 0}, position{0, 0};
+    Mapping map;
+    Clip clip;
+};
+
+enum class DcKind : uint8_t { screen, memory, borrowed };
+
+struct DeviceContext {
+    DcKind kind = DcKind::memory;
+    uint32_t handle = 0;
+    int dpiX = 96, dpiY = 96;
+    Surface surface;
+    std::unique_ptr<ColorTable> ownColors; // of a borrowed surface
+    DcState state;
+    std::vector<DcState> saved;
+
+    // What can be drawn on.
+    Box clipBox() const {
+        const Box all = surface.bounds();
+        return state.clip.bounded ? intersect(all, state.clip.box) : all;
+    }
+    Painter painter(const Paint& paint) const { return {surface, paint, clipBox(), state.clip.region.get()}; }
+    void useBitmap(Ref<Bitmap> bitmap);
+};
+
+// Cuts the clip by another; may throw std::bad_alloc, and has changed nothing then.
+void clipToBox(Clip& clip, const Box& box);
+void setClipRegion(Clip& clip, const Region& region);
+int clipKind(const DeviceContext& dc);
+
+// The paint of the selected pen or of a brush. `cells` is where a hatch or pattern is spread out; it must live as long as the paint.
+void penPaint(const DeviceContext& dc, COLORREF color, Paint& paint);
+// False when the brush is hollow. `table` as in Paint::setSolid.
+bool brushPaint(const DeviceContext& dc, const Brush& brush, uint32_t table, Paint& paint, Cells& cells);
+
+// Box of logical corners in device pixels, corners put in order.
+Box deviceBox(const DeviceContext& dc, int64_t left, int64_t top, int64_t right, int64_t bottom);
+
+} // namespace kb::gdi

@@ -1,0 +1,85 @@
+// A record's string: null or a non-empty zero-terminated text in the system's code page. Texts are shared between copies
+// of a record by a count, so that copying an object copies no characters; the texts that every new object begins with
+// are immortal and cost it nothing.
+#pragma once
+
+#include "platform/sys.h"
+
+#include <atomic>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+namespace kbann {
+
+class Text {
+public:
+    Text() = default;
+    Text(const Text& other) noexcept : body_(other.body_) { retain(); }
+    Text(Text&& other) noexcept : body_(std::exchange(other.body_, nullptr)) {}
+    Text& operator=(Text other) noexcept {
+        std::swap(body_, other.body_);
+        return *this;
+    }
+    ~Text() { release(); }
+
+    // A text that is never freed; for the few that many records share.
+    static Text immortal(std::string_view text) {
+        Text result;
+        if (result.assign(text) && result.body_) result.body_->uses.store(immortalUses, std::memory_order_relaxed);
+        return result;
+    }
+
+    // Replaces the text by a copy, cut at its first NUL; an empty one leaves null. False when memory fails: null then,
+    // the old text is gone.
+    bool assign(std::string_view text) noexcept {
+        text = text.substr(0, text.find('\0'));
+        Body* fresh = nullptr;
+        if (!text.empty()) {
+            if (text.size() < UINT32_MAX - sizeof(Body))
+                fresh = static_cast<Body*>(KbAlloc(sizeof(Body) + text.size() + 1));
+            if (!fresh) return clear(), false;
+            new (&fresh->uses) std::atomic<uint32_t>(1);
+            fresh->length = static_cast<uint32_t>(text.size());
+            std::memcpy(fresh->bytes(), text.data(), text.size());
+            fresh->bytes()[text.size()] = 0;
+        }
+        release();
+        body_ = fresh;
+        return true;
+    }
+    bool assign(const char* text) noexcept { return assign(text ? std::string_view(text) : std::string_view()); }
+
+    void clear() noexcept {
+        release();
+        body_ = nullptr;
+    }
+
+    explicit operator bool() const noexcept { return body_ != nullptr; }
+    // "" for null.
+    const char* c_str() const noexcept { return body_ ? body_->bytes() : ""; }
+    uint32_t length() const noexcept { return body_ ? body_->length : 0; }
+    std::string_view view() const noexcept { return {c_str(), length()}; }
+
+private:
+    struct Body {
+        std::atomic<uint32_t> uses;
+        uint32_t length;
+        char* bytes() { return reinterpret_cast<char*>(this + 1); }
+    };
+    static constexpr uint32_t immortalUses = UINT32_MAX;
+
+    void retain() noexcept {
+        if (body_ && body_->uses.load(std::memory_order_relaxed) != immortalUses)
+            body_->uses.fetch_add(1, std::memory_order_relaxed);
+    }
+    void release() noexcept {
+        if (body_ && body_->uses.load(std::memory_order_relaxed) != immortalUses &&
+            body_->uses.fetch_sub(1, std::memory_order_acq_rel) == 1)
+            KbFree(body_);
+    }
+
+    Body* body_ = nullptr;
+};
+
+} // namespace kbann
