@@ -19,26 +19,32 @@ if(KB_COVERAGE)
   target_link_options(kb_options INTERFACE --coverage)
 endif()
 
-# kb_library(name rooms LINK args...): a shared library of all sources below the rooms. Only C names that are marked
-# leave it: the version script keeps the C++ library's own templates in.
+# kb_library(name rooms [OBJECTS] [EXTRA files] LINK args...): a shared library of all sources below the rooms. Only C names
+# that are marked leave it: the version script keeps the C++ library's own templates in. With OBJECTS the sources are
+# compiled into the object library name_objects, which tests of the inside link as it is.
 function(kb_library name rooms)
-  cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
-  set(sources)
+  cmake_parse_arguments(arg "OBJECTS" "" "LINK;EXTRA" ${ARGN})
+  set(sources ${arg_EXTRA})
   foreach(room IN LISTS rooms)
     file(GLOB_RECURSE found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${room}/*.cpp)
     list(APPEND sources ${found})
   endforeach()
-  list(FILTER sources EXCLUDE REGEX "/tools/")
-  if(NOT sources)
-    add_library(${name} INTERFACE)
-    return()
+  set(compiled ${name})
+  if(arg_OBJECTS)
+    set(compiled ${name}_objects)
+    add_library(${compiled} OBJECT ${sources})
+    add_library(${name} SHARED $<TARGET_OBJECTS:${compiled}>)
+    target_link_libraries(${name} ${arg_LINK})
+  else()
+    add_library(${name} SHARED ${sources})
   endif()
-  add_library(${name} SHARED ${sources})
-  target_include_directories(${name} PUBLIC
-    $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include>
-    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kbann-1>)
-  target_link_libraries(${name} ${arg_LINK} PRIVATE $<BUILD_INTERFACE:kb_options>)
-  target_link_options(${name} PRIVATE
-    -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/exports.map)
+  target_link_libraries(${compiled} ${arg_LINK} PRIVATE $<BUILD_INTERFACE:kb_options>)
+  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:kb_options>)
+  foreach(target IN ITEMS ${name} ${compiled})
+    target_include_directories(${target} PUBLIC
+      $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include>
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kbann-1>)
+  endforeach()
+  target_link_options(${name} PRIVATE -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/exports.map)
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
 endfunction()

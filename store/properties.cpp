@@ -164,7 +164,25 @@ int setList(AnnObject* record, const Setting& s, bool bSiblings) {
     return SUCCESS;
 }
 
+int replaceUserList(AnnObject* record, std::string_view from, const char* to, uint32_t uFlags, bool bSiblings) {
+    for (; record; record = bSiblings ? record->pNext : nullptr) {
+        if (annPasses(*record, uFlags, ANN_FLAG_SELECTED | ANN_FLAG_NOTCONTAINER, noMenuItem, nullptr) &&
+            record->pszUser.view() == from && !record->pszUser.assign(to))
+            return ERROR_NO_MEMORY;
+        if (uFlags & ANN_FLAG_RECURSE && record->pFirstChild) {
+            const int code = replaceUserList(record->pFirstChild, from, to, uFlags, true);
+            if (code != SUCCESS) return code;
+        }
+    }
+    return SUCCESS;
+}
+
 } // namespace
+
+int annReplaceUser(AnnObject& record, const char* pszOldUser, const char* pszNewUser, uint32_t uFlags) {
+    const bool children = uFlags & ANN_FLAG_NOTTHIS;
+    return replaceUserList(children ? record.pFirstChild : &record, pszOldUser ? pszOldUser : "", pszNewUser, uFlags, children);
+}
 
 int annSetProperty(AnnObject* record, Property id, PropertyValue value, uint32_t uFlags, int nMenuItem, const char* pszUserList) {
     if (!record) return ERROR_INV_PARAMETER;

@@ -60,6 +60,8 @@ int annSetChecked(HANNOBJECT hObject, Property id, PropertyValue value, uint32_t
 // The generic getter: reads the one object, never walks. `out` is what the row's kind gives: BOOL, uint32_t, double, char[],
 // KernelBitmap, KernelMetafile, AnnPoint.
 int annGetProperty(HANNOBJECT hObject, Property id, void* out);
+// One user name for another on all objects of the walk that bear it; repaints nothing.
+int annReplaceUser(AnnObject& record, const char* pszOldUser, const char* pszNewUser, uint32_t uFlags);
 int annGetStringLength(HANNOBJECT hObject, Property id, uint32_t* puLength);
 
 } // namespace kbann

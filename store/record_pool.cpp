@@ -7,6 +7,14 @@
 #include <sys/mman.h>
 
 namespace kbann {
+
+#if defined(__SANITIZE_ADDRESS__)
+
+void* annPoolTake() noexcept { return KbAlloc(sizeof(AnnObject)); }
+void annPoolGive(void* place) noexcept { KbFree(place); }
+
+#else
+
 namespace {
 
 constexpr size_t slabBytes = size_t{2} << 20;
@@ -40,13 +48,6 @@ std::byte* mapSlab() {
 }
 
 } // namespace
-
-#if defined(__SANITIZE_ADDRESS__)
-
-void* annPoolTake() noexcept { return KbAlloc(sizeof(AnnObject)); }
-void annPoolGive(void* place) noexcept { KbFree(place); }
-
-#else
 
 void* annPoolTake() noexcept {
     if (!KbMayAllocate(sizeof(AnnObject))) return nullptr;

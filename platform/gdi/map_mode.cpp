@@ -17,19 +17,19 @@ int32_t Mapping::toDevice(int64_t v, int32_t from, int32_t fromExtent, int32_t t
     const int64_t d = v - from;
     if (fromExtent == toExtent) return saturate(d + to);
     // |d| is below 2^33 and extents below 2^32, so the product needs more than 64 bits.
-    const __int128 product = static_cast<__int128>(d) * toExtent * 2 * (fromExtent < 0 ? -1 : 1);
-    const __int128 divisor = static_cast<__int128>(fromExtent < 0 ? -static_cast<int64_t>(fromExtent) : fromExtent) * 2;
-    const __int128 half = divisor / 2;
-    const __int128 r = (product >= 0 ? product + half : product - half) / divisor + to;
+    const Wide product = static_cast<Wide>(d) * toExtent * 2 * (fromExtent < 0 ? -1 : 1);
+    const Wide divisor = static_cast<Wide>(fromExtent < 0 ? -static_cast<int64_t>(fromExtent) : fromExtent) * 2;
+    const Wide half = divisor / 2;
+    const Wide r = (product >= 0 ? product + half : product - half) / divisor + to;
     return static_cast<int32_t>(r > INT32_MAX ? INT32_MAX : r < INT32_MIN ? INT32_MIN : r);
 }
 
 int32_t Mapping::length(int64_t v, int64_t multiply, int64_t divide) {
     if (multiply == divide) return saturate(v < 0 ? -v : v);
-    const __int128 product = static_cast<__int128>(v) * multiply;
-    const __int128 size = product < 0 ? -product : product;
-    const __int128 by = divide < 0 ? -divide : divide;
-    const __int128 r = (size + by / 2) / by;
+    const Wide product = static_cast<Wide>(v) * multiply;
+    const Wide size = product < 0 ? -product : product;
+    const Wide by = divide < 0 ? -divide : divide;
+    const Wide r = (size + by / 2) / by;
     return r > INT32_MAX ? INT32_MAX : static_cast<int32_t>(r);
 }
 

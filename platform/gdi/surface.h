@@ -25,6 +25,10 @@ inline Box intersect(const Box& a, const Box& b) {
     return r;
 }
 
+// For products of 32-bit lengths.
+__extension__ typedef __int128 Wide;
+__extension__ typedef unsigned __int128 UWide;
+
 constexpr int32_t saturate(int64_t v) {
     return static_cast<int32_t>(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX));
 }

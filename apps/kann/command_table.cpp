@@ -1,0 +1,116 @@
+// The rows behind the command line: options and commands. Wording for people stands here once; help, manual page and
+// completions take it from these rows.
+#include "apps/kann/add_properties.h"
+#include "apps/kann/commands.h"
+
+#include <algorithm>
+#include <array>
+
+namespace kann {
+
+namespace {
+
+// The first rows belong to every command.
+constexpr std::size_t commonOptions = 6;
+
+constexpr auto options = std::to_array<OptionRow>({
+    {"quiet", 'q', Arity::flag, "", "no warnings and no progress on standard error, failures alone"},
+    {"trace", '\0', Arity::flag, "", "show the library's trace lines on standard error"},
+    {"max-pixels", '\0', Arity::one, "N", "refuse images of more pixels (default 268435456)"},
+    {"max-memory", '\0', Arity::one, "SIZE", "take no more memory for data than this, in bytes or with K, M, G (default 4G)"},
+    {"max-objects", '\0', Arity::one, "N", "refuse trees of more objects (default 1000000)"},
+    {"help", 'h', Arity::flag, "", "show this help"},
+
+    {"output", 'o', Arity::one, "OUT", "write to OUT, \"-\" for standard output; its extension names the format", ValueKind::file},
+    {"format", '\0', Arity::one, "FORMAT", "picture format of OUT, whatever its extension", ValueKind::words, "png jpeg tiff bmp"},
+    {"out-dir", '\0', Arity::one, "DIR", "several inputs: write one result for each into DIR", ValueKind::folder},
+    {"files-from", '\0', Arity::one, "LIST", "take further inputs from the lines of LIST, \"-\" for standard input", ValueKind::file},
+    {"store", '\0', Arity::one, "STORE", "one store for all images", ValueKind::file},
+    {"jobs", 'j', Arity::one, "N", "work on N files at once (default 1)"},
+    {"progress", '\0', Arity::flag, "", "tell the progress also when standard error is no terminal"},
+    {"page", '\0', Arity::one, "N", "page of the input (default 1)"},
+    {"store-page", '\0', Arity::one, "N", "page of the store (default: the image's page if the store has several, else 1)"},
+    {"mode", '\0', Arity::one, "MODE", "draw as in run mode or in design mode (default run)", ValueKind::words, "run design"},
+    {"scale", '\0', Arity::one, "S", "size of the result against the image (default 1)"},
+    {"select", '\0', Arity::many, "TAG...", "select the objects with these tags; design mode draws their handles"},
+    {"json", '\0', Arity::flag, "", "one JSON document; JSON Lines for several inputs"},
+    {"to", '\0', Arity::one, "FORM", "form of the result", ValueKind::words, "native coded tifftag wangtag wmf json"},
+    {"as", '\0', Arity::one, "FORM", "form of the data in the tag (default: the store's own)", ValueKind::words,
+     "native coded tifftag wangtag"},
+    {"rect", '\0', Arity::one, "L,T,R,B", "rectangle in the container's units"},
+    {"points", '\0', Arity::many, "X,Y...", "points in the container's units; ends at the next option"},
+    {"rotate", '\0', Arity::one, "DEGREES", "turn the new object clockwise about its centre"},
+    {"parent", '\0', Arity::one, "TAG", "put the object into the container with this tag (default: the root)"},
+    {"man", '\0', Arity::flag, "", "print the manual page"},
+    {"completion", '\0', Arity::one, "SHELL", "print the completion", ValueKind::words, "bash zsh"},
+});
+
+using Names = std::string_view;
+constexpr std::array renderOptions{Names("output"), Names("format"), Names("page"), Names("store-page"), Names("mode"),
+                                   Names("scale"), Names("select"), Names("out-dir"), Names("files-from"), Names("store"),
+                                   Names("jobs"), Names("progress")};
+constexpr std::array infoOptions{Names("json"), Names("page"), Names("files-from"), Names("jobs"), Names("progress")};
+constexpr std::array convertOptions{Names("output"), Names("to"), Names("page"), Names("out-dir"), Names("files-from"),
+                                    Names("jobs"), Names("progress")};
+constexpr std::array pagesOptions{Names("output"), Names("store-page")};
+constexpr std::array attachOptions{Names("output"), Names("page"), Names("store-page"), Names("as"), Names("out-dir"),
+                                   Names("files-from"), Names("store"), Names("jobs"), Names("progress")};
+constexpr std::array tagOptions{Names("output"), Names("page"), Names("out-dir"), Names("files-from"), Names("jobs"), Names("progress")};
+constexpr std::array addOptions{Names("output"), Names("rect"), Names("points"), Names("rotate"), Names("parent"),
+                                Names("store-page"), Names("to")};
+
+constexpr std::size_t anyNumber = 1u << 24;
+
+constexpr auto commands = std::to_array<CommandRow>({
+    {"render", "IMAGE [STORE] -o OUT", "draw an image with its annotations as a viewer shows them",
+     "Without STORE the annotations are those that the image carries in its tag. The root container is fitted to the image, "
+     "whatever zoom it was stored with. OUT has 24 bits a pixel, the image's resolution, and no annotation data.\n\n"
+     "With --out-dir or --files-from all operands are images; one store for all of them comes by --store.",
+     renderOptions, false, 0, anyNumber, runRender},
+    {"info", "FILE... [--json]", "show form, pages and tree of annotation data",
+     "Tells each object's type, bounds, tag, name and text, and whether redactions hold pixels that can be restored. With --json "
+     "every stored field is told.",
+     infoOptions, false, 0, anyNumber, runInfo},
+    {"add", "STORE TYPE --rect L,T,R,B | --points X,Y... [--PROPERTY VALUE...] -o OUT", "put one more object in a tree",
+     "STORE may be new:WxH for a new tree of that size. TYPE is the name of an object type, such as rect, line or text. An object "
+     "is visible unless --visible no is given.",
+     addOptions, true, 2, 2, runAdd},
+    {"convert", "STORE -o OUT --to FORM", "write annotation data in another form",
+     "All pages are taken along unless --page picks one. The forms of tags and of json hold one page, the first one by default.",
+     convertOptions, false, 0, anyNumber, runConvert},
+    {"pages", "STORE list | insert N STORE2 | replace N STORE2 | delete N", "list, insert, replace and delete pages of a store",
+     "Works in place, through a temporary copy, or to OUT. Insert puts the page of STORE2 before page N. N of last puts it behind "
+     "the last; delete last takes the last page away.",
+     pagesOptions, false, 2, 4, runPages},
+    {"attach", "IMAGE.tif STORE -o OUT.tif [--page N] [--as FORM]", "put annotation data into the tag of a TIFF page",
+     "Pixels and other tags stay as they are. One page of the store goes into the tag.", attachOptions, false, 0, anyNumber, runAttach},
+    {"extract", "IMAGE.tif -o STORE [--page N]", "copy the annotation data out of the tag of a TIFF page",
+     "The data is copied as it stands in the tag.", tagOptions, false, 0, anyNumber, runExtract},
+    {"detach", "IMAGE.tif -o OUT.tif [--page N]", "take the annotation data out of the tag of a TIFF page",
+     "Pixels and other tags stay as they are; the bytes of the data are zeroed.", tagOptions, false, 0, anyNumber, runDetach},
+});
+
+} // namespace
+
+std::span<const OptionRow> optionRows() { return options; }
+
+std::size_t commonOptionCount() { return commonOptions; }
+
+std::span<const CommandRow> commandRows() { return commands; }
+
+const CommandRow* findCommand(std::string_view name) {
+    const auto row = std::ranges::find(commands, name, &CommandRow::name);
+    return row == commands.end() ? nullptr : &*row;
+}
+
+std::vector<const OptionRow*> optionsOf(const CommandRow& command) {
+    std::vector<const OptionRow*> rows;
+    for (const std::string_view name : command.options) rows.push_back(&*std::ranges::find(options, name, &OptionRow::name));
+    if (command.takesProperties) {
+        for (const PropertyRow& property : propertyRows()) rows.push_back(&property.option);
+    }
+    for (std::size_t i = 0; i < commonOptions; ++i) rows.push_back(&options[i]);
+    return rows;
+}
+
+} // namespace kann

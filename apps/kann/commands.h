@@ -1,0 +1,17 @@
+// The commands' entry points; each gives the exit status and throws Failure or UsageError.
+#pragma once
+
+#include "apps/kann/options.h"
+
+namespace kann {
+
+int runRender(const Arguments& arguments);
+int runInfo(const Arguments& arguments);
+int runAdd(const Arguments& arguments);
+int runConvert(const Arguments& arguments);
+int runPages(const Arguments& arguments);
+int runAttach(const Arguments& arguments);
+int runExtract(const Arguments& arguments);
+int runDetach(const Arguments& arguments);
+
+} // namespace kann

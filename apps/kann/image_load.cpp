@@ -1,0 +1,266 @@
+// Reading of files, images and stores for all commands. Pages of a store are counted by asking for them: only the library
+// knows its forms. A page exists unless the answer is that it isn't there, so that a broken page counts.
+#include "apps/kann/image_load.h"
+
+#include "apps/kann/failure.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <limits>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kann {
+
+namespace {
+
+constexpr std::string_view nativeHeader = "KBANNBEGIN";
+constexpr std::string_view codedHeader = "KBANNBEGINCODED";
+constexpr int maxPages = 1 << 24;
+
+class Descriptor {
+public:
+    explicit Descriptor(int value, bool close = true) : value_(value), close_(close) {}
+    ~Descriptor() {
+        if (close_ && value_ >= 0) ::close(value_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return value_; }
+
+private:
+    int value_;
+    bool close_;
+};
+
+Bytes readDescriptor(int descriptor, std::string_view name, std::size_t count) {
+    Bytes bytes;
+    while (bytes.size() < count) {
+        const std::size_t piece = std::min<std::size_t>(count - bytes.size(), std::max<std::size_t>(1 << 16, bytes.size() / 2));
+        const std::size_t before = bytes.size();
+        bytes.resize(before + piece);
+        const ssize_t got = ::read(descriptor, bytes.data() + before, piece);
+        if (got < 0 && errno == EINTR) {
+            bytes.resize(before);
+            continue;
+        }
+        if (got < 0) throw systemFailure(name, ERROR_FILE_READ, errno);
+        bytes.resize(before + static_cast<std::size_t>(got));
+        if (got == 0) break;
+    }
+    return bytes;
+}
+
+KernelLoadOptions pageOptions(int page) {
+    KernelLoadOptions options{};
+    K_DefaultLoadOptions(&options, sizeof options);
+    options.nPageNumber = page;
+    options.uMaxPixels = static_cast<std::uint32_t>(std::min<std::uint64_t>(limits().maxPixels, std::numeric_limits<std::uint32_t>::max()));
+    return options;
+}
+
+struct ObjectCount {
+    std::uint64_t objects = 0, limit = 0;
+};
+
+int countObject(HANNOBJECT, void* user) {
+    auto* count = static_cast<ObjectCount*>(user);
+    return ++count->objects > count->limit ? ERROR_NO_MEMORY : SUCCESS;
+}
+
+int loadStoredPage(const Store& store, int page, HANNOBJECT* root) {
+    KernelLoadOptions options = pageOptions(page);
+    if (store.data.size() >= std::numeric_limits<std::uint32_t>::max()) return ERROR_NO_MEMORY;
+    if (!store.inTag) return K_AnnLoadMemory(store.data.data(), static_cast<std::uint32_t>(store.data.size()), root, &options);
+    if (page != 1) return ERROR_PAGE_NOT_FOUND;
+    if (store.form != StoreForm::wang) {
+        return K_AnnLoadMemory(store.data.data(), static_cast<std::uint32_t>(store.data.size()), root, &options);
+    }
+    // Marks are placed by the size and resolution of their image, so the library reads them from the TIFF itself.
+    options.nPageNumber = store.tagPage;
+    return K_AnnLoad(InputPath(store.file).get(), root, &options);
+}
+
+} // namespace
+
+Limits& limits() {
+    static Limits values;
+    return values;
+}
+
+InputFile openInput(const std::string& name) {
+    InputFile input{name, name, {}, false};
+    if (name == "-") {
+        input.name = "standard input";
+        input.bytes = readDescriptor(STDIN_FILENO, input.name, SIZE_MAX);
+        input.inMemory = true;
+        return input;
+    }
+    if (name == "DUMMY") input.path = "./DUMMY"; // the bare name means the thread's memory file
+    const Descriptor file(::open(input.path.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status{};
+    if (file.get() < 0 || ::fstat(file.get(), &status) != 0) throw systemFailure(name, ERROR_FILE_OPEN, errno);
+    if (S_ISDIR(status.st_mode)) throw systemFailure(name, ERROR_FILE_OPEN, EISDIR);
+    if (!S_ISREG(status.st_mode)) {
+        input.bytes = readDescriptor(file.get(), name, SIZE_MAX);
+        input.inMemory = true;
+    }
+    return input;
+}
+
+Bytes readStart(const InputFile& input, std::size_t count) {
+    if (input.inMemory) {
+        return {input.bytes.begin(), input.bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, input.bytes.size()))};
+    }
+    const Descriptor file(::open(input.path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.get() < 0) throw systemFailure(input.name, ERROR_FILE_OPEN, errno);
+    return readDescriptor(file.get(), input.name, count);
+}
+
+Bytes readAll(const InputFile& input) { return readStart(input, SIZE_MAX); }
+
+InputPath::InputPath(const InputFile& input) : path_(input.inMemory ? "DUMMY" : input.path.c_str()), inMemory_(input.inMemory) {
+    if (inMemory_) check(K_BeginMemoryFile(&saved_, input.bytes.data(), input.bytes.size()), input.name);
+}
+
+InputPath::~InputPath() {
+    if (inMemory_) K_EndMemoryFile(&saved_, 0, 0, SUCCESS);
+}
+
+bool isTiff(const InputFile& input) {
+    const Bytes start = readStart(input, 16);
+    return K_RecognizeFormat(start.data(), start.size()) == KB_FORMAT_TIFF;
+}
+
+int imagePages(const InputFile& input) {
+    const InputPath path(input);
+    KernelFileInfo info{};
+    check(K_FileInfo(path.get(), &info, 0, nullptr), input.name);
+    return info.nPages;
+}
+
+Bitmap loadImage(const InputFile& input, int page) {
+    const Bytes start = readStart(input, 16);
+    if (start.empty()) throw failure(input.name, ERROR_FILE_READ, "the file is empty");
+    const int format = K_RecognizeFormat(start.data(), start.size());
+    if (format == KB_FORMAT_UNKNOWN) throw failure(input.name, ERROR_FILE_FORMAT, "not an image");
+    Bitmap bitmap;
+    const KernelLoadOptions options = pageOptions(page);
+    const InputPath path(input);
+    check(K_LoadFile(path.get(), &bitmap.record, 0, 0, &options, nullptr), input.name,
+          page > 1 ? "page " + std::to_string(page) : std::string());
+    return bitmap;
+}
+
+std::string_view formName(StoreForm form) {
+    constexpr std::array<std::string_view, 4> names{"unknown", "native", "coded", "wang"};
+    return names[static_cast<std::size_t>(form)];
+}
+
+StoreForm recognizeStore(const Bytes& bytes) {
+    if (bytes.size() < 8) return StoreForm::unknown;
+    if (bytes[4] <= 1 && bytes[5] == 0 && bytes[6] == 0 && bytes[7] == 0) return StoreForm::wang;
+    std::string_view line(reinterpret_cast<const char*>(bytes.data()), std::min<std::size_t>(bytes.size(), 80));
+    line = line.substr(0, line.find_first_of("\r\n"));
+    if (line == nativeHeader) return StoreForm::native;
+    return line == codedHeader ? StoreForm::coded : StoreForm::unknown;
+}
+
+Bytes readTag(const InputFile& input, int page) {
+    const InputPath path(input);
+    const KernelLoadOptions options = pageOptions(page);
+    KernelFileInfo info{};
+    check(K_FileInfo(path.get(), &info, 0, &options), input.name, page > 1 ? "page " + std::to_string(page) : std::string());
+    std::uint16_t type = 0;
+    std::uint32_t count = 0;
+    const int size = K_GetFileTag(path.get(), ANN_TAG_TIFF, &type, &count, nullptr, &options);
+    if (size <= 0) return {};
+    Bytes data(static_cast<std::size_t>(size));
+    if (const int got = K_GetFileTag(path.get(), ANN_TAG_TIFF, &type, &count, data.data(), &options); got <= 0) {
+        throw failure(input.name, got == 0 ? ERROR_FILE_READ : got);
+    }
+    return data;
+}
+
+Store openStore(InputFile file, int tagPage) {
+    Store store;
+    store.inTag = isTiff(file);
+    store.tagPage = tagPage;
+    store.data = store.inTag ? readTag(file, tagPage) : readAll(file);
+    if (!store.inTag && store.data.empty()) throw failure(file.name, ERROR_FILE_READ, "the file is empty");
+    store.form = recognizeStore(store.data);
+    if (store.form == StoreForm::unknown && !store.data.empty()) throw failure(file.name, ERROR_FILE_READ, "not annotation data");
+    // The coded form has pages since a link record, with the number 52, stands behind its first line.
+    const std::size_t behindHeader = codedHeader.size() + 2;
+    const bool linked = store.form == StoreForm::coded && store.data.size() > behindHeader + 1 && store.data[behindHeader] == 52 &&
+                        store.data[behindHeader + 1] == 0;
+    store.version = store.form == StoreForm::native || linked ? 13 : 12;
+    store.file = std::move(file);
+    return store;
+}
+
+int countPages(const Store& store) {
+    if (store.data.empty()) return 0;
+    if (store.inTag || store.version == 12) return 1;
+    const auto exists = [&store](int page) {
+        HANNOBJECT root = nullptr;
+        const int code = loadStoredPage(store, page, &root);
+        const Tree tree(root);
+        return code != ERROR_PAGE_NOT_FOUND;
+    };
+    int known = 1, missing = 2;
+    while (missing < maxPages && exists(missing)) {
+        known = missing;
+        missing *= 2;
+    }
+    while (missing - known > 1) {
+        const int middle = known + (missing - known) / 2;
+        (exists(middle) ? known : missing) = middle;
+    }
+    return known;
+}
+
+Tree loadTree(const Store& store, int page) {
+    if (store.data.empty()) return {};
+    HANNOBJECT root = nullptr;
+    const int code = loadStoredPage(store, page, &root);
+    Tree tree(root);
+    check(code, store.file.name, code == ERROR_PAGE_NOT_FOUND ? "page " + std::to_string(page) : std::string());
+    if (!tree) return tree;
+    ObjectCount count{0, limits().maxObjects};
+    if (const int walked = K_AnnEnumerate(root, countObject, &count, ANN_FLAG_RECURSE, nullptr); walked != SUCCESS) {
+        throw failure(store.file.name, walked, "more than " + std::to_string(count.limit) + " objects, see --max-objects");
+    }
+    return tree;
+}
+
+Bytes saveTree(HANNOBJECT root, std::uint32_t form, const Bytes& old, std::uint32_t flags, int page, std::string_view file) {
+    KernelSaveOptions options{};
+    K_DefaultSaveOptions(&options, sizeof options);
+    HGLOBAL block = nullptr;
+    if (!old.empty()) {
+        block = GlobalAlloc(GMEM_MOVEABLE, old.size());
+        if (!block) throw failure(file, ERROR_NO_MEMORY);
+        std::memcpy(GlobalLock(block), old.data(), old.size());
+        GlobalUnlock(block);
+        options.uFlags = flags;
+        options.nPageNumber = page;
+    }
+    std::uint32_t size = 0;
+    const int code = K_AnnSaveMemory(root, form, FALSE, &block, &size, old.empty() ? nullptr : &options);
+    check(code, file, code == ERROR_PAGE_NOT_FOUND ? "page " + std::to_string(page) : std::string());
+    Bytes bytes;
+    if (block) {
+        const std::unique_ptr<KbMemory, HGLOBAL (*)(HGLOBAL)> owner(block, GlobalFree);
+        const auto* data = static_cast<const std::uint8_t*>(GlobalLock(block));
+        bytes.assign(data, data + size);
+        GlobalUnlock(block);
+    }
+    return bytes;
+}
+
+} // namespace kann

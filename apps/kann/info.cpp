@@ -1,0 +1,171 @@
+// kann info: what a store holds. The fields come from the tree's own stored text, the rectangles from the loaded objects;
+// both are walked side by side. The writer leaves out nested containers without any item in them, and so does this walk.
+#include "apps/kann/info.h"
+
+#include "apps/kann/batch.h"
+#include "apps/kann/commands.h"
+#include "apps/kann/failure.h"
+#include "apps/kann/stored_text.h"
+#include "kbann/object_types.h"
+
+#include <array>
+#include <charconv>
+
+namespace kann {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+int collect(HANNOBJECT object, void* user) {
+    static_cast<std::vector<HANNOBJECT>*>(user)->push_back(object);
+    return SUCCESS;
+}
+
+std::uint32_t typeOf(HANNOBJECT object) {
+    std::uint32_t type = ANN_OBJECT_LAST;
+    K_AnnGetType(object, &type);
+    return type;
+}
+
+std::vector<HANNOBJECT> childrenOf(HANNOBJECT object, const std::string& file, std::uint32_t moreFlags = 0) {
+    std::vector<HANNOBJECT> children;
+    HANNOBJECT first = nullptr;
+    check(K_AnnGetItem(object, &first), file);
+    if (first) check(K_AnnEnumerate(object, collect, &children, ANN_FLAG_NOTTHIS | moreFlags, nullptr), file);
+    return children;
+}
+
+bool isStored(HANNOBJECT object, const std::string& file) {
+    if (typeOf(object) != ANN_OBJECT_CONTAINER) return true;
+    return !childrenOf(object, file, ANN_FLAG_RECURSE | ANN_FLAG_NOTCONTAINER).empty();
+}
+
+// The node's record; `restorable` turns true when a redaction at or below it holds pixels.
+Json nodeRecord(StoredNode& node, HANNOBJECT object, const std::string& file, bool& restorable) {
+    if (typeOf(object) != node.type) throw failure(file, ERROR_FAILURE, "the stored tree isn't the loaded one");
+    AnnRect bounds{};
+    RECT client{};
+    check(K_AnnGetRect(object, &bounds, nullptr), file);
+    check(K_AnnGetBoundingRect(object, &client, nullptr), file);
+    restorable = restorable || node.holdsPixels;
+    Json record;
+    record["type"] = kbann::annObjectTypeNames[node.type];
+    record["fields"] = std::move(node.fields);
+    record["bounds"] = {bounds.left, bounds.top, bounds.right, bounds.bottom};
+    record["client"] = {client.left, client.top, client.right, client.bottom};
+    Json children = Json::array();
+    std::size_t next = 0;
+    for (const HANNOBJECT child : childrenOf(object, file)) {
+        if (!isStored(child, file)) continue;
+        if (next == node.children.size()) throw failure(file, ERROR_FAILURE, "the stored tree isn't the loaded one");
+        children.push_back(nodeRecord(node.children[next++], child, file, restorable));
+    }
+    record["children"] = std::move(children);
+    return record;
+}
+
+std::string numberText(const Json& number) {
+    if (number.is_number_integer()) return std::to_string(number.get<std::int64_t>());
+    if (!number.is_number()) return "?";
+    std::array<char, 32> digits{};
+    const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number.get<double>(), std::chars_format::general, 9);
+    return error == std::errc{} ? std::string(digits.data(), end) : "?";
+}
+
+std::string listText(const Json& numbers) {
+    std::string text;
+    for (const Json& one : numbers) text += (text.empty() ? "" : ",") + numberText(one);
+    return text;
+}
+
+// A text on one line, between quotes.
+std::string quotedText(const std::string& text) {
+    constexpr std::size_t longest = 60;
+    std::string line = "\"";
+    for (const char c : text) {
+        if (line.size() > longest && (static_cast<unsigned char>(c) & 0xC0) != 0x80) return line + "...\"";
+        if (c == '\n') {
+            line += "\\n";
+        } else if (c != '\r') {
+            line += c;
+        }
+    }
+    return line + "\"";
+}
+
+void describeNode(const Json& node, std::size_t depth, std::string& out) {
+    const Json& fields = node["fields"];
+    out.append(2 * depth, ' ').append(node["type"].get<std::string>());
+    out += " " + listText(node["bounds"]);
+    if (fields.contains("pPoints") && fields["pPoints"].size() > 3) out += " (" + std::to_string(fields["pPoints"].size()) + " points)";
+    if (fields.value("uTag", 0u) != 0) out += " tag " + numberText(fields["uTag"]);
+    if (fields.contains("pszName")) out += " name " + quotedText(fields["pszName"].get<std::string>());
+    if (fields.contains("pszText")) out += " text " + quotedText(fields["pszText"].get<std::string>());
+    if (!fields.value("bVisible", true)) out += " hidden";
+    if (fields.contains("bLocked")) out += " locked";
+    if (fields.contains("pszUser")) out += " user " + quotedText(fields["pszUser"].get<std::string>());
+    if (fields.contains("bitmap")) {
+        out += " image " + numberText(fields["bitmap"]["width"]) + "x" + numberText(fields["bitmap"]["height"]);
+        if (node["type"] == "REDACT") out += " (restorable)";
+    }
+    out += "\n";
+    for (const Json& child : node["children"]) describeNode(child, depth + 1, out);
+}
+
+std::string describe(const Json& document) {
+    std::string out = document["file"].get<std::string>() + ": ";
+    if (document["root"].is_null()) return out + "no annotation data\n";
+    out += document["form"].get<std::string>() + " form, version " + numberText(document["version"]) + ", page " +
+           numberText(document["page"]) + " of " + numberText(document["pages"]);
+    if (document["restorable"].get<bool>()) out += ", holds pixels that can be restored";
+    out += "\n";
+    describeNode(document["root"], 1, out);
+    return out;
+}
+
+} // namespace
+
+std::string dumpDocument(const Json& document, int indent) {
+    // File names are bytes of any kind, so what isn't UTF-8 is replaced, not refused.
+    return document.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+Json infoDocument(const Store& store, int page) {
+    const std::string& file = store.file.name;
+    const Tree tree = loadTree(store, store.inTag ? 1 : page);
+    bool restorable = false;
+    Json root;
+    if (tree) {
+        const Bytes saved = saveTree(tree.get(), ANN_FMT_NATIVE, {}, 0, 1, file);
+        StoredNode node;
+        try {
+            node = readStoredTree(std::string_view(reinterpret_cast<const char*>(saved.data()), saved.size()));
+        } catch (const std::runtime_error& error) {
+            throw failure(file, ERROR_FAILURE, error.what());
+        }
+        root = nodeRecord(node, tree.get(), file, restorable);
+    }
+    Json document;
+    document["schema"] = 1;
+    document["file"] = file;
+    document["form"] = tree ? Json(formName(store.form)) : Json();
+    document["version"] = tree ? Json(store.version) : Json();
+    document["pages"] = countPages(store);
+    document["page"] = page;
+    document["restorable"] = restorable;
+    document["root"] = std::move(root);
+    return document;
+}
+
+int runInfo(const Arguments& arguments) {
+    const auto page = static_cast<int>(arguments.number("page", 1, 1, 1 << 24));
+    const std::vector<Job> jobs = makeJobs(arguments, {false, false, false, {}});
+    const bool json = arguments.has("json");
+    return runJobs(arguments, jobs, [page, json](const Job& job, JobLog& log) {
+        const Json document = infoDocument(openStore(openInput(job.input), page), page);
+        log.out = json ? dumpDocument(document, job.several ? -1 : 2) : describe(document);
+    });
+}
+
+} // namespace kann

@@ -1,0 +1,23 @@
+// What a stream holds: its form, told by the first bytes, and its version and pages. All forms are known here, also those
+// that can't be read or written yet.
+#pragma once
+
+#include "kbann/types.h"
+#include "persist/stream.h"
+
+#include <cstdint>
+
+namespace kbann {
+
+inline constexpr uint32_t versionPaged = 13;
+inline constexpr uint32_t versionOnePage = 12;
+
+// nFormat: ANN_FMT_NATIVE, ANN_FMT_ENCODED or, for marks of either kind, ANN_FMT_WANGTAG. bPaged: whether pages can be
+// counted. On success the stream stands behind the header line, or at its base for marks, which have none.
+// ERROR_FILE_READ for anything else.
+int annQueryFormat(AnnStream& stream, uint32_t& nFormat, bool& bPaged);
+
+// Fills version, form and page count of the record. The stream stands at its base afterwards. ERROR_FILE_READ.
+int annQueryInfo(AnnStream& stream, AnnFileInfoRecord& info);
+
+} // namespace kbann

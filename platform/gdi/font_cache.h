@@ -1,0 +1,65 @@
+// Fonts made ready: the face found, its metrics at a size, the advances and the pictures of its 256 characters. Fonts are realised
+// once for equal logical fonts, so that an engine may make and delete them for every object. Each thread has its own
+// cache, because a face of the font library must not be used by two; it holds the fonts used last.
+#pragma once
+
+#include "platform/gdi/glyph.h"
+
+#include <array>
+#include <memory>
+#include <string>
+
+namespace kb::gdi {
+
+class FaceFile; // a face of a font file
+
+class RealisedFont {
+public:
+    RealisedFont(const LOGFONTA& device, bool builtIn);
+    ~RealisedFont();
+    RealisedFont(const RealisedFont&) = delete;
+    RealisedFont& operator=(const RealisedFont&) = delete;
+
+    const TEXTMETRICA& metrics() const { return metrics_; }
+    const std::string& faceName() const { return faceName_; }
+    int advance(uint8_t c) const { return advances_[c]; }
+    bool turned() const { return turned_; }
+    double cosine() const { return cosine_; }
+    double sine() const { return sine_; }
+    int underlineTop() const { return underlineTop_; } // below the base line
+    int strikeOutTop() const { return strikeOutTop_; }
+    int lineWidth() const { return lineWidth_; }
+
+    // Lays a character over the pixels, its pen place at x, y. Large characters are never kept as pictures.
+    void draw(uint8_t c, GlyphPainter& painter, int64_t x, int64_t y, bool grey);
+
+private:
+    void measureFace();
+    void measureStrokes();
+    std::unique_ptr<GlyphBitmap> render(uint8_t c, bool grey);
+    void drawLarge(uint8_t c, GlyphPainter& painter, int64_t x, int64_t y);
+    bool loadOutline(uint8_t c, bool grey);
+
+    LOGFONTA font_;
+    FaceFile* face_ = nullptr; // null: the built-in strokes
+    void* size_ = nullptr;     // the font library's size object
+    int em_ = 0;               // character height in pixels
+    bool turned_ = false, slanted_ = false, embolden_ = false;
+    double cosine_ = 1, sine_ = 0;
+    int underlineTop_ = 1, strikeOutTop_ = 0, lineWidth_ = 1;
+    TEXTMETRICA metrics_{};
+    std::string faceName_;
+    std::array<int, 256> advances_{};
+    std::array<std::unique_ptr<GlyphBitmap>, 256> plainGlyphs_, greyGlyphs_;
+};
+
+// The context's font at its device size. Valid until the thread's next call.
+RealisedFont& realisedFont(const DeviceContext& dc);
+
+inline constexpr int largestEm = 8191;      // pixels; greater heights are drawn at this one
+inline constexpr int largestKeptEm = 256;   // above it characters are drawn from their outlines each time
+
+// Unicode of a windows-1252 character.
+char32_t unicodeOf(uint8_t c);
+
+} // namespace kb::gdi

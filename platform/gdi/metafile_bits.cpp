@@ -1,0 +1,100 @@
+// Metafile handles: blocks of bytes whose outer shape has been checked, so that a player may walk the records without looking
+// over its shoulder at every step: every record up to the end record lies within the size that the header tells.
+#include "platform/gdi/gdi_state.h"
+
+#include <cstring>
+
+using namespace kb;
+using namespace kb::gdi;
+
+namespace {
+
+uint32_t word(const uint8_t* p) { return static_cast<uint32_t>(p[0] | p[1] << 8); }
+uint32_t dword(const uint8_t* p) { return word(p) | word(p + 2) << 16; }
+
+// Bytes of a classic metafile that can be walked; 0 for what isn't one.
+size_t classicSize(const uint8_t* p, size_t size) {
+    constexpr size_t header = 18;
+    if (size < header + 6) return 0;
+    const uint32_t type = word(p), headerWords = word(p + 2);
+    if ((type != 1 && type != 2) || headerWords != header / 2) return 0;
+    const uint64_t claimed = static_cast<uint64_t>(dword(p + 6)) * 2;
+    if (claimed < header + 6 || claimed > size) return 0;
+    size_t at = header;
+    while (claimed - at >= 6) {
+        const uint64_t record = static_cast<uint64_t>(dword(p + at)) * 2;
+        const uint32_t function = word(p + at + 4);
+        if (record < 6 || record > claimed - at) return 0;
+        at += record;
+        if (function == 0) return claimed; // the end record
+    }
+    return at == claimed ? claimed : 0;
+}
+
+size_t enhancedSize(const uint8_t* p, size_t size) {
+    constexpr size_t header = 88;
+    if (size < header || dword(p) != 1 || dword(p + 40) != 0x464D4520) return 0;
+    const uint32_t first = dword(p + 4), claimed = dword(p + 48);
+    if (first < header || first % 4 || claimed < first || claimed > size) return 0;
+    size_t at = first;
+    while (claimed - at >= 8) {
+        const uint32_t type = dword(p + at), record = dword(p + at + 4);
+        if (record < 8 || record % 4 || record > claimed - at) return 0;
+        at += record;
+        if (type == 14) return claimed; // the end record
+    }
+    return at == claimed ? claimed : 0;
+}
+
+template <class Handle> Handle makeMetafile(const uint8_t* data, size_t size, bool enhanced) {
+    const size_t used = !data ? 0 : enhanced ? enhancedSize(data, size) : classicSize(data, size);
+    if (!used) {
+        SetLastError(ERROR_BAD_HANDLE);
+        return nullptr;
+    }
+    return guarded<Handle>(nullptr, [&] {
+        auto metafile = Ref<Metafile>::adopt(Pool<Metafile>::make());
+        metafile->bytes.assign(data, data + used);
+        metafile->enhanced = enhanced;
+        return publish<Handle>(gdiState().metafiles, std::move(metafile));
+    });
+}
+
+template <class Handle> Metafile* findMetafile(Handle hMetafile, bool enhanced) {
+    Metafile* metafile = gdiState().metafiles.find(handleValue(hMetafile));
+    if (metafile && metafile->enhanced == enhanced) return metafile;
+    SetLastError(ERROR_BAD_HANDLE);
+    return nullptr;
+}
+
+template <class Handle> UINT getBits(Handle hMetafile, bool enhanced, UINT size, void* out) {
+    const Metafile* metafile = findMetafile(hMetafile, enhanced);
+    if (!metafile) return 0;
+    const auto bytes = static_cast<UINT>(metafile->bytes.size());
+    if (!out) return bytes;
+    if (size < bytes) return 0;
+    std::memcpy(out, metafile->bytes.data(), bytes);
+    return bytes;
+}
+
+template <class Handle> BOOL freeMetafile(Handle hMetafile, bool enhanced) {
+    if (!findMetafile(hMetafile, enhanced)) return FALSE;
+    Ref<Metafile>::drop(gdiState().metafiles.remove(handleValue(hMetafile)));
+    return TRUE;
+}
+
+template <class Handle> Handle copyMetafile(Handle hMetafile, bool enhanced, const char* file) {
+    const Metafile* metafile = file ? nullptr : findMetafile(hMetafile, enhanced);
+    return metafile ? makeMetafile<Handle>(metafile->bytes.data(), metafile->bytes.size(), enhanced) : nullptr;
+}
+
+} // namespace
+
+KB_API HMETAFILE SetMetaFileBitsEx(UINT size, const BYTE* pData) { return makeMetafile<HMETAFILE>(pData, size, false); }
+KB_API UINT GetMetaFileBitsEx(HMETAFILE hMetafile, UINT size, void* pOut) { return getBits(hMetafile, false, size, pOut); }
+KB_API BOOL DeleteMetaFile(HMETAFILE hMetafile) { return freeMetafile(hMetafile, false); }
+KB_API HMETAFILE CopyMetaFileA(HMETAFILE hMetafile, const char* pszFile) { return copyMetafile(hMetafile, false, pszFile); }
+KB_API HENHMETAFILE SetEnhMetaFileBits(UINT size, const BYTE* pData) { return makeMetafile<HENHMETAFILE>(pData, size, true); }
+KB_API UINT GetEnhMetaFileBits(HENHMETAFILE hMetafile, UINT size, BYTE* pOut) { return getBits(hMetafile, true, size, pOut); }
+KB_API BOOL DeleteEnhMetaFile(HENHMETAFILE hMetafile) { return freeMetafile(hMetafile, true); }
+KB_API HENHMETAFILE CopyEnhMetaFileA(HENHMETAFILE hMetafile, const char* pszFile) { return copyMetafile(hMetafile, true, pszFile); }

@@ -1,0 +1,199 @@
+// Text calls: layout by whole-pixel advances, alignment, background, turned lines. Widths don't depend on depth or angle.
+#include "platform/gdi/font_cache.h"
+#include "platform/gdi/gdi_state.h"
+#include "platform/gdi/scratch.h"
+
+#include <cmath>
+#include <cstring>
+
+using namespace kb;
+using namespace kb::gdi;
+
+namespace {
+
+// A line of text on its way out: where its pen starts, and how the text's own axes lie on the surface.
+struct TextLine {
+    double x, y;         // pen on the base line, device
+    double cosine, sine; // of the escapement
+    int64_t width;       // of all advances, device
+
+    // Device point of an offset along (u) and across (v, down) the line.
+    POINT at(double u, double v) const {
+        return {saturate(floorInt(x + u * cosine + v * sine + 0.5)), saturate(floorInt(y - u * sine + v * cosine + 0.5))};
+    }
+};
+
+// The box u0..u1, v0..v1 of the line in one colour, without raster operation.
+void fillBlock(const DeviceContext& dc, const Box& clip, const TextLine& line, bool turned, double u0, double v0, double u1, double v1,
+               COLORREF color) {
+    Paint paint;
+    paint.setSolid(dc.surface.pixelFor(color), tableOfRop2(R2_COPYPEN), dc.surface.bits);
+    Painter painter(dc.surface, paint, clip, dc.state.clip.region.get());
+    const POINT corners[4] = {line.at(u0, v0), line.at(u1, v0), line.at(u1, v1), line.at(u0, v1)};
+    if (!turned) {
+        painter.rect({corners[0].x, corners[0].y, corners[2].x, corners[2].y});
+        return;
+    }
+    PolygonFiller& filler = scratch().filler;
+    filler.begin(clip);
+    filler.add(corners, 4);
+    filler.fill(WINDING, [&](int64_t y, int64_t x0, int64_t x1) { painter.span(y, x0, x1); });
+}
+
+int64_t advanceOf(const DeviceContext& dc, const RealisedFont& font, const uint8_t* text, const INT* dx, size_t i) {
+    if (!dx) return font.advance(text[i]);
+    if (dc.state.map.identity) return dx[i];
+    const int64_t length = dc.state.map.deviceWidth(dx[i]);
+    return dx[i] < 0 ? -length : length;
+}
+
+void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const uint8_t* text, size_t count, const INT* dx) {
+    Box clip = dc.clipBox();
+    if (rect && options & (ETO_OPAQUE | ETO_CLIPPED)) {
+        const Box box = deviceBox(dc, rect->left, rect->top, rect->right, rect->bottom);
+        if (options & ETO_OPAQUE) {
+            Paint paint;
+            paint.setSolid(dc.surface.pixelFor(dc.state.bkColor), tableOfRop2(R2_COPYPEN), dc.surface.bits);
+            dc.painter(paint).rect(box);
+        }
+        if (options & ETO_CLIPPED) clip = intersect(clip, box);
+    }
+    if (!count) return;
+    RealisedFont& font = realisedFont(dc);
+    const TEXTMETRICA& metrics = font.metrics();
+    TextLine line{0, 0, font.cosine(), font.sine(), 0};
+    for (size_t i = 0; i < count; ++i) line.width += advanceOf(dc, font, text, dx, i);
+
+    const UINT align = dc.state.textAlign;
+    const bool moves = align & TA_UPDATECP;
+    const POINT start = dc.state.map.device(moves ? dc.state.position : at);
+    int64_t u = 0, v = metrics.tmAscent;
+    if ((align & TA_CENTER) == TA_CENTER) u = -(line.width / 2);
+    else if (align & TA_RIGHT) u = -line.width;
+    if ((align & TA_BASELINE) == TA_BASELINE) v = 0;
+    else if (align & TA_BOTTOM) v = -metrics.tmDescent;
+    line.x = start.x + static_cast<double>(u) * line.cosine + static_cast<double>(v) * line.sine;
+    line.y = start.y - static_cast<double>(u) * line.sine + static_cast<double>(v) * line.cosine;
+
+    if (moves && (align & TA_CENTER) != TA_CENTER) {
+        const double sign = align & TA_RIGHT ? -1 : 1;
+        const POINT end{saturate(floorInt(start.x + sign * static_cast<double>(line.width) * line.cosine + 0.5)),
+                        saturate(floorInt(start.y - sign * static_cast<double>(line.width) * line.sine + 0.5))};
+        dc.state.position = {dc.state.map.logicalX(end.x), dc.state.map.logicalY(end.y)};
+    }
+    if (clip.empty()) return;
+    const auto width = static_cast<double>(line.width);
+    if (dc.state.bkMode == OPAQUE)
+        fillBlock(dc, clip, line, font.turned(), 0, -metrics.tmAscent, width, metrics.tmDescent, dc.state.bkColor);
+    GlyphPainter painter(dc, clip, dc.state.textColor);
+    const bool grey = dc.surface.bits >= 24;
+    if (!font.turned()) {
+        auto x = static_cast<int64_t>(line.x);
+        const auto y = static_cast<int64_t>(line.y);
+        for (size_t i = 0; i < count; ++i) {
+            font.draw(text[i], painter, x, y, grey);
+            x += advanceOf(dc, font, text, dx, i);
+        }
+    } else {
+        int64_t along = 0;
+        for (size_t i = 0; i < count; ++i) {
+            const POINT p = line.at(static_cast<double>(along), 0);
+            font.draw(text[i], painter, p.x, p.y, grey);
+            along += advanceOf(dc, font, text, dx, i);
+        }
+    }
+    const auto bar = [&](int top) {
+        fillBlock(dc, clip, line, font.turned(), 0, top, width, top + font.lineWidth(), dc.state.textColor);
+    };
+    if (metrics.tmUnderlined) bar(font.underlineTop());
+    if (metrics.tmStruckOut) bar(font.strikeOutTop());
+}
+
+template <class Body> BOOL withFont(HDC hDC, Body&& body) {
+    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+        DeviceContext* dc = findDc(hDC);
+        return dc ? body(*dc, realisedFont(*dc)) : FALSE;
+    });
+}
+
+const uint8_t* bytesOf(const char* text) { return reinterpret_cast<const uint8_t*>(text); }
+
+} // namespace
+
+KB_API BOOL TextOutA(HDC hDC, int x, int y, const char* pText, int count) {
+    return count < 0 ? FALSE : ExtTextOutA(hDC, x, y, 0, nullptr, pText, static_cast<UINT>(count), nullptr);
+}
+
+KB_API BOOL ExtTextOutA(HDC hDC, int x, int y, UINT options, const RECT* pRect, const char* pText, UINT count, const INT* pDx) {
+    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+        DeviceContext* dc = findDc(hDC);
+        if (!dc || (count && !pText) || count > INT32_MAX) return FALSE;
+        drawText(*dc, {x, y}, options, pRect, bytesOf(pText), count, pDx);
+        return TRUE;
+    });
+}
+
+KB_API BOOL GetTextExtentPoint32A(HDC hDC, const char* pText, int count, SIZE* pOut) {
+    return GetTextExtentExPointA(hDC, pText, count, 0, nullptr, nullptr, pOut);
+}
+
+KB_API BOOL GetTextExtentExPointA(HDC hDC, const char* pText, int count, int maxExtent, INT* pFit, INT* pDx, SIZE* pOut) {
+    if (count < 0 || (count && !pText) || !pOut) return FALSE;
+    return withFont(hDC, [&](DeviceContext& dc, RealisedFont& font) {
+        const Mapping& map = dc.state.map;
+        int64_t width = 0;
+        int fit = 0;
+        for (int i = 0; i < count; ++i) {
+            width += font.advance(bytesOf(pText)[i]);
+            const int32_t logical = map.logicalWidth(width);
+            if (pFit && fit == i && logical <= maxExtent) fit = i + 1;
+            if (pDx && (!pFit || fit == i + 1)) pDx[i] = logical;
+        }
+        if (pFit) *pFit = fit;
+        *pOut = {map.logicalWidth(width), map.logicalHeight(font.metrics().tmHeight)};
+        return TRUE;
+    });
+}
+
+KB_API BOOL GetCharWidth32A(HDC hDC, UINT first, UINT last, INT* pOut) {
+    if (first > last || last > 255 || !pOut) return FALSE;
+    return withFont(hDC, [&](DeviceContext& dc, RealisedFont& font) {
+        for (UINT c = first; c <= last; ++c) pOut[c - first] = dc.state.map.logicalWidth(font.advance(static_cast<uint8_t>(c)));
+        return TRUE;
+    });
+}
+
+KB_API BOOL GetTextMetricsA(HDC hDC, TEXTMETRICA* pOut) {
+    if (!pOut) return FALSE;
+    return withFont(hDC, [&](DeviceContext& dc, RealisedFont& font) {
+        *pOut = font.metrics();
+        const Mapping& map = dc.state.map;
+        if (map.identity) return TRUE;
+        pOut->tmAscent = map.logicalHeight(pOut->tmAscent);
+        pOut->tmDescent = map.logicalHeight(pOut->tmDescent);
+        pOut->tmHeight = pOut->tmAscent + pOut->tmDescent;
+        pOut->tmInternalLeading = map.logicalHeight(pOut->tmInternalLeading);
+        pOut->tmExternalLeading = map.logicalHeight(pOut->tmExternalLeading);
+        pOut->tmAveCharWidth = map.logicalWidth(pOut->tmAveCharWidth);
+        pOut->tmMaxCharWidth = map.logicalWidth(pOut->tmMaxCharWidth);
+        return TRUE;
+    });
+}
+
+KB_API int GetTextFaceA(HDC hDC, int size, char* pszOut) {
+    int written = 0;
+    withFont(hDC, [&](DeviceContext&, RealisedFont& font) {
+        const std::string& name = font.faceName();
+        if (!pszOut) {
+            written = static_cast<int>(name.size()) + 1;
+            return TRUE;
+        }
+        if (size <= 0) return FALSE;
+        const size_t n = std::min(name.size(), static_cast<size_t>(size) - 1);
+        std::memcpy(pszOut, name.data(), n);
+        pszOut[n] = 0;
+        written = static_cast<int>(n) + 1;
+        return TRUE;
+    });
+    return written;
+}

@@ -1,0 +1,106 @@
+// Saving of bitmap records to files and memory. One-page formats are built in memory and written in one go; TIFF pages are
+// written into the file itself.
+#include "rasterio/image_io.h"
+#include "rasterio/tiff_directory.h"
+
+#include "platform/sys.h"
+
+#include <new>
+
+using namespace kb;
+
+namespace {
+
+KernelSaveOptions optionsOr(const KernelSaveOptions* options) {
+    KernelSaveOptions made{};
+    if (options) made = *options;
+    return made;
+}
+
+int encode(const KernelBitmap& b, int format, const KernelSaveOptions& options, Bytes* out) {
+    switch (format) {
+    case KB_FORMAT_PNG: return savePng(b, options, out);
+    case KB_FORMAT_JPEG: return saveJpeg(b, options, out);
+    case KB_FORMAT_BMP: return saveBmp(b, options, out);
+    case KB_FORMAT_TIFF: {
+        BlockStream stream;
+        const int result = saveTiff(b, options, {}, stream);
+        *out = std::move(stream.bytes);
+        return result;
+    }
+    default: return ERROR_FILE_FORMAT;
+    }
+}
+
+constexpr int createAndWrite = 1 | 0x100 | 0x200, readAndWrite = 2;
+
+int saveBytes(const char* path, const Bytes& bytes) {
+    FileStream stream(path, createAndWrite);
+    if (!stream.isOpen()) return ERROR_FILE_OPEN;
+    const bool written = stream.write(bytes.data(), bytes.size()) == static_cast<int64_t>(bytes.size());
+    return stream.close() && written ? SUCCESS : ERROR_FILE_WRITE;
+}
+
+int savePage(const char* path, const KernelBitmap& b, const KernelSaveOptions& options) {
+    PagePlace place{.append = true, .replaces = (options.uFlags & SAVE_REPLACEPAGE) != 0, .page = options.nPageNumber};
+    // A page behind the last: nothing is replaced.
+    if (place.page == -1) place.replaces = false;
+    FileStream stream(path, readAndWrite | 0x100);
+    if (!stream.isOpen()) return ERROR_FILE_OPEN;
+    if (stream.size() == 0) {
+        if (place.page != -1 && place.page != 1) return ERROR_PAGE_NOT_FOUND;
+        place.append = false;
+    }
+    const int result = saveTiff(b, options, place, stream);
+    return stream.close() || result != SUCCESS ? result : ERROR_FILE_WRITE;
+}
+
+int saveFile(const char* path, const KernelBitmap& b, int format, const KernelSaveOptions& options) {
+    const uint32_t placing = options.uFlags & (SAVE_REPLACEPAGE | SAVE_INSERTPAGE);
+    if (placing && format != KB_FORMAT_TIFF) return ERROR_FEATURE_NOT_SUPPORTED;
+    if (placing) return savePage(path, b, options);
+    Bytes bytes;
+    const int result = encode(b, format, options, &bytes);
+    return result == SUCCESS ? saveBytes(path, bytes) : result;
+}
+
+template <class Save> int guarded(const KernelBitmap* b, int format, Save&& save) {
+    if (!b) return ERROR_INV_PARAMETER;
+    if (!K_BitmapRowPointer(b, 0)) return ERROR_INV_BITMAP;
+    int result;
+    try {
+        result = save();
+    } catch (const std::bad_alloc&) { result = ERROR_NO_MEMORY; }
+    if (result == SUCCESS && format == KB_FORMAT_TIFF) clearQueuedTiffTags();
+    return result;
+}
+
+} // namespace
+
+extern "C" {
+
+int K_SaveFile(const char* pszPath, const KernelBitmap* b, int format, const KernelSaveOptions* pOptions) {
+    if (!pszPath) return ERROR_INV_PARAMETER;
+    return guarded(b, format, [&] { return saveFile(pszPath, *b, format, optionsOr(pOptions)); });
+}
+
+int K_SaveMemory(const KernelBitmap* b, int format, const KernelSaveOptions* pOptions, HGLOBAL* phMem, size_t* puSize) {
+    if (!phMem || !puSize) return ERROR_INV_PARAMETER;
+    return guarded(b, format, [&] {
+        Bytes bytes;
+        if (const int result = encode(*b, format, optionsOr(pOptions), &bytes); result != SUCCESS) return static_cast<int>(result);
+        HGLOBAL handle = GlobalAlloc(GMEM_MOVEABLE, bytes.size());
+        void* block = handle ? GlobalLock(handle) : nullptr;
+        if (!block) {
+            if (handle) GlobalFree(handle);
+            return static_cast<int>(ERROR_NO_MEMORY);
+        }
+        std::memcpy(block, bytes.data(), bytes.size());
+        GlobalUnlock(handle);
+        *phMem = handle;
+        *puSize = bytes.size();
+        return static_cast<int>(SUCCESS);
+    });
+}
+
+} // extern "C"

@@ -1,0 +1,36 @@
+// Client calls of libtiff.
+#include "rasterio/tiff_io.h"
+
+#include <climits>
+
+namespace kb {
+namespace {
+
+ByteStream& streamOf(thandle_t handle) { return *static_cast<ByteStream*>(handle); }
+
+tmsize_t readBytes(thandle_t handle, void* out, tmsize_t count) { return count < 0 ? -1 : streamOf(handle).read(out, static_cast<size_t>(count)); }
+tmsize_t writeBytes(thandle_t handle, void* data, tmsize_t count) {
+    return count < 0 ? -1 : streamOf(handle).write(data, static_cast<size_t>(count));
+}
+toff_t seekTo(thandle_t handle, toff_t offset, int origin) {
+    return static_cast<toff_t>(streamOf(handle).seek(static_cast<int64_t>(offset), origin));
+}
+int closeNothing(thandle_t) { return 0; }
+toff_t sizeOf(thandle_t handle) { return static_cast<toff_t>(std::max<int64_t>(0, streamOf(handle).size())); }
+int silent(TIFF*, void*, const char*, const char*, va_list) { return 1; }
+
+} // namespace
+
+TiffPointer openTiff(ByteStream& stream, const char* mode, uint64_t maxAllocation) {
+    stream.seek(0, SEEK_SET); // where libtiff takes a fresh file to be
+    TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
+    if (!options) return nullptr;
+    TIFFOpenOptionsSetErrorHandlerExtR(options, silent, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(options, silent, nullptr);
+    if (maxAllocation) TIFFOpenOptionsSetMaxSingleMemAlloc(options, static_cast<tmsize_t>(std::min<uint64_t>(maxAllocation, INT64_MAX)));
+    TIFF* tiff = TIFFClientOpenExt("image", mode, &stream, readBytes, writeBytes, seekTo, closeNothing, sizeOf, nullptr, nullptr, options);
+    TIFFOpenOptionsFree(options);
+    return TiffPointer(tiff);
+}
+
+} // namespace kb

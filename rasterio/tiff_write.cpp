@@ -1,0 +1,176 @@
+// Writes pages of TIFF files through libtiff. Grey and colour go out at the record's depth; the perspective becomes the
+// orientation tag. In a file that has pages the new one is written behind the last and then moved to its place.
+#include "rasterio/tiff_directory.h"
+#include "rasterio/tiff_io.h"
+#include "rasterio/upright_rows.h"
+
+namespace kb {
+namespace {
+
+struct Layout {
+    uint16_t bits = 8, samples = 1, photometric = PHOTOMETRIC_MINISBLACK;
+    bool inverts = false; // grey values count from white
+};
+
+bool hasInvertedRamp(const KernelBitmap& b) {
+    const uint32_t colors = 1u << b.BitsPerPixel;
+    if (b.BitsPerPixel > 8 || b.nColors != colors) return false;
+    for (uint32_t i = 0; i < colors; ++i) {
+        if ((fromQuad(b.pPalette[i]) & 0xFFFFFFu) != (colors - 1 - i) * 255u / (colors - 1) * 0x010101u) return false;
+    }
+    return true;
+}
+
+Layout layoutOf(const KernelBitmap& b) {
+    switch (b.BitsPerPixel) {
+    case 12:
+    case 16: return {.bits = static_cast<uint16_t>(b.BitsPerPixel)};
+    case 24: return {.bits = 8, .samples = 3, .photometric = PHOTOMETRIC_RGB};
+    case 32: return {.bits = 8, .samples = 4, .photometric = PHOTOMETRIC_RGB};
+    default: break;
+    }
+    const auto bits = static_cast<uint16_t>(b.BitsPerPixel);
+    if (hasGreyRamp(b)) return {.bits = bits};
+    if (hasInvertedRamp(b)) return {.bits = bits, .photometric = PHOTOMETRIC_MINISWHITE};
+    return {.bits = bits, .photometric = PHOTOMETRIC_PALETTE};
+}
+
+struct Scheme { int kind; uint16_t scheme; bool bilevelOnly, jpeg, predicts; };
+constexpr auto schemes = std::to_array<Scheme>({
+    {KB_COMPRESS_NONE, COMPRESSION_NONE, false, false, false},
+    {KB_COMPRESS_PACKBITS, COMPRESSION_PACKBITS, false, false, false},
+    {KB_COMPRESS_LZW, COMPRESSION_LZW, false, false, true},
+    {KB_COMPRESS_DEFLATE, COMPRESSION_ADOBE_DEFLATE, false, false, true},
+    {KB_COMPRESS_G3, COMPRESSION_CCITTFAX3, true, false, false},
+    {KB_COMPRESS_G4, COMPRESSION_CCITTFAX4, true, false, false},
+    {KB_COMPRESS_JPEG, COMPRESSION_JPEG, false, true, false},
+});
+
+// Null for a compression that doesn't fit the depth.
+const Scheme* schemeFor(int compression, const KernelBitmap& b, const Layout& layout) {
+    if (compression == KB_COMPRESS_DEFAULT) compression = b.BitsPerPixel == 1 ? KB_COMPRESS_G4 : KB_COMPRESS_LZW;
+    for (const Scheme& row : schemes) {
+        if (row.kind != compression) continue;
+        if (row.bilevelOnly && b.BitsPerPixel != 1) return nullptr;
+        if (row.jpeg && !(layout.bits == 8 && (layout.photometric == PHOTOMETRIC_MINISBLACK || layout.samples == 3))) return nullptr;
+        return &row;
+    }
+    return nullptr;
+}
+
+void setPalette(TIFF* tiff, const KernelBitmap& b) {
+    uint16_t red[256] = {}, green[256] = {}, blue[256] = {};
+    for (uint32_t i = 0; i < b.nColors; ++i) {
+        red[i] = static_cast<uint16_t>(b.pPalette[i].rgbRed * 257);
+        green[i] = static_cast<uint16_t>(b.pPalette[i].rgbGreen * 257);
+        blue[i] = static_cast<uint16_t>(b.pPalette[i].rgbBlue * 257);
+    }
+    TIFFSetField(tiff, TIFFTAG_COLORMAP, red, green, blue);
+}
+
+bool setFields(TIFF* tiff, const KernelBitmap& b, const Layout& layout, const Scheme& scheme, const KernelSaveOptions& options) {
+    bool done = TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(b.Width)) &&
+                TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(b.Height)) &&
+                TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, layout.bits) && TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, layout.samples) &&
+                TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
+                TIFFSetField(tiff, TIFFTAG_ORIENTATION, orientationFrom(b.ViewPerspective)) &&
+                TIFFSetField(tiff, TIFFTAG_COMPRESSION, scheme.scheme);
+    if (scheme.jpeg) {
+        const int quality = options.nQuality >= 1 && options.nQuality <= 100 ? options.nQuality : 90;
+        done = done && TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, layout.samples == 3 ? PHOTOMETRIC_YCBCR : PHOTOMETRIC_MINISBLACK) &&
+               TIFFSetField(tiff, TIFFTAG_JPEGQUALITY, quality);
+        if (layout.samples == 3) done = done && TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+    } else {
+        done = done && TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, layout.photometric);
+    }
+    if (scheme.scheme == COMPRESSION_ADOBE_DEFLATE && options.nLevel) {
+        done = done && TIFFSetField(tiff, TIFFTAG_ZIPQUALITY, std::clamp(options.nLevel, 1, 9));
+    }
+    // Differences of neighbours pack better where values are amounts, not indices.
+    if (scheme.predicts && layout.bits >= 8 && layout.bits != 12 && layout.photometric != PHOTOMETRIC_PALETTE) {
+        done = done && TIFFSetField(tiff, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+    }
+    if (layout.samples == 4) {
+        const uint16_t extra = b.Alpha ? EXTRASAMPLE_UNASSALPHA : EXTRASAMPLE_UNSPECIFIED;
+        done = done && TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &extra);
+    }
+    if (layout.photometric == PHOTOMETRIC_PALETTE) setPalette(tiff, b);
+    if (b.XResolution > 0 && b.YResolution > 0) {
+        done = done && TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH) &&
+               TIFFSetField(tiff, TIFFTAG_XRESOLUTION, static_cast<double>(b.XResolution)) &&
+               TIFFSetField(tiff, TIFFTAG_YRESOLUTION, static_cast<double>(b.YResolution));
+    }
+    // Pages of fax data are one strip, as readers of it expect; JPEG strips are whole rows of blocks.
+    uint32_t rows = TIFFDefaultStripSize(tiff, 0);
+    if (scheme.bilevelOnly) rows = static_cast<uint32_t>(b.Height);
+    if (scheme.jpeg) rows = 256;
+    return done && TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, std::max(1u, std::min(rows, static_cast<uint32_t>(b.Height))));
+}
+
+// A stored row as the file has it.
+const uint8_t* fileRow(const KernelBitmap& b, int32_t y, Bytes* line) {
+    const uint8_t* row = K_BitmapRowPointer(&b, y);
+    const auto width = static_cast<size_t>(b.Width);
+    if (b.BitsPerPixel == 24 && b.Order != KB_ORDER_RGB) swapRedBlue24(line->data(), row, width);
+    else if (b.BitsPerPixel == 32 && b.Order != KB_ORDER_RGB) swapRedBlue32(line->data(), row, width);
+    else if (b.BitsPerPixel == 16) {
+        for (size_t x = 0; x < width; ++x) {
+            const auto value = static_cast<uint16_t>(PixelAccess<16>::get(row, static_cast<int32_t>(x)));
+            std::memcpy(line->data() + x * 2, &value, 2);
+        }
+    } else std::memcpy(line->data(), row, static_cast<size_t>(b.BytesPerLine)); // libtiff may change what it is given
+    return line->data();
+}
+
+bool writeRows(TIFF* tiff, const KernelBitmap& b) {
+    Bytes line(static_cast<size_t>(b.BytesPerLine));
+    for (int32_t y = 0; y < b.Height; ++y) {
+        if (TIFFWriteScanline(tiff, const_cast<uint8_t*>(fileRow(b, y, &line)), static_cast<uint32_t>(y), 0) < 0) return false;
+    }
+    return true;
+}
+
+int writePage(const KernelBitmap& image, const KernelSaveOptions& options, ByteStream& stream, bool append) {
+    const Layout layout = layoutOf(image);
+    const Scheme* scheme = schemeFor(options.nCompression, image, layout);
+    if (!scheme) return ERROR_FEATURE_NOT_SUPPORTED;
+    // Beyond this the offsets of the plain form could run out.
+    constexpr int64_t wideFrom = int64_t{3} << 30;
+    const bool wide = !append && int64_t{image.BytesPerLine} * image.Height > wideFrom;
+    TiffPointer tiff = openTiff(stream, append ? "a" : wide ? "w8" : "w", 0);
+    if (!tiff) return append ? ERROR_FILE_FORMAT : ERROR_FILE_WRITE;
+    if (!setFields(tiff.get(), image, layout, *scheme, options)) return ERROR_FAILURE;
+    return writeRows(tiff.get(), image) && TIFFWriteDirectory(tiff.get()) ? SUCCESS : ERROR_FILE_WRITE;
+}
+
+} // namespace
+
+int saveTiff(const KernelBitmap& b, const KernelSaveOptions& options, const PagePlace& place, ByteStream& stream) {
+    // 5-5-5 colour has no place in TIFF; a fourth byte does.
+    LoadedBitmap direct;
+    const KernelBitmap* image = &b;
+    if (b.BitsPerPixel == 16 && b.Order != KB_ORDER_GREY) {
+        if (const int result = K_ChangeBitmapDepth(&b, &direct.record, 24, 0, 0, 0, 0, 0, 0); result != SUCCESS) return result;
+        image = &direct.record;
+    }
+    if (!place.append) {
+        if (const int result = writePage(*image, options, stream, false); result != SUCCESS) return result;
+        return queuedTiffTags().empty() ? SUCCESS : editTiffPage(stream, 1, queuedTiffTags());
+    }
+    TiffFile file(stream);
+    if (const int result = file.open(); result != SUCCESS) return result;
+    const int pages = file.pages();
+    const int last = place.replaces ? pages : pages + 1; // highest place that can be asked for
+    if (place.page != -1 && (place.page < 1 || place.page > last)) return ERROR_PAGE_NOT_FOUND;
+    const int64_t oldSize = stream.size();
+    if (const int result = writePage(*image, options, stream, true); result != SUCCESS) {
+        stream.truncate(oldSize);
+        return result;
+    }
+    if (!queuedTiffTags().empty()) {
+        if (const int result = editTiffPage(stream, pages + 1, queuedTiffTags()); result != SUCCESS) return result;
+    }
+    return place.page == -1 ? SUCCESS : placeLastTiffPage(stream, place.page, place.replaces);
+}
+
+} // namespace kb

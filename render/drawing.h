@@ -1,0 +1,89 @@
+// Turning objects into calls on a device context. Every routine runs inside a bracket that saves the context's state and
+// brings it back, so that an object's pen, brush, clip and modes end with it. A routine that can't get what it needs draws
+// nothing and reports false.
+#pragma once
+
+#include "platform/gdi.h"
+#include "store/geometry.h"
+
+#include <string_view>
+
+namespace kbann {
+
+struct DrawTools {
+    HPEN pen = nullptr;
+    HBRUSH brush = nullptr;
+    int saved = 0;
+};
+
+// State saved, clip narrowed, pen, brush, colours and modes of the object set.
+void annBeginDraw(HDC hDC, const RECT& clip, const AnnObject& record, DrawTools& tools, const AnnMatrix& matrix);
+void annEndDraw(HDC hDC, const DrawTools& tools);
+
+class DrawBracket {
+public:
+    DrawBracket(HDC hDC, const RECT& clip, const AnnObject& record, const AnnMatrix& matrix) : hDC_(hDC) {
+        annBeginDraw(hDC, clip, record, tools_, matrix);
+    }
+    ~DrawBracket() { annEndDraw(hDC_, tools_); }
+    DrawBracket(const DrawBracket&) = delete;
+    DrawBracket& operator=(const DrawBracket&) = delete;
+
+private:
+    HDC hDC_;
+    DrawTools tools_;
+};
+
+// What an object's drawing is given.
+struct Drawing {
+    HDC hDC;
+    RECT clip;
+    AnnObject& record;
+    AnnMatrix matrix;
+};
+
+// One object without its children, and its name on top.
+bool annDrawObject(const Drawing& d);
+// The object, the ones in front of it in its list, and all that is below them.
+int annDrawList(HDC hDC, const RECT* pRect, AnnObject* first);
+
+bool annDrawRectShape(const Drawing& d);
+bool annDrawEllipse(const Drawing& d);
+bool annDrawOpenLine(const Drawing& d);
+bool annDrawPolygon(const Drawing& d);
+bool annDrawPointer(const Drawing& d);
+bool annDrawText(const Drawing& d);
+bool annDrawNote(const Drawing& d);
+bool annDrawButton(const Drawing& d);
+bool annDrawPushpin(const Drawing& d);
+bool annDrawPoint(const Drawing& d);
+
+// Word-wrapped output from the rectangle's left and top: its right is the wrap limit, its bottom the height limit. The
+// bottom becomes the y behind the last line, `text` the rest that wasn't drawn.
+void annWrapText(HDC hDC, HFONT hFont, std::string_view& text, RECT& rect);
+
+// Paints a bitmap as the object's transparency and raster mode ask for.
+void annPaintBitmap(HDC hDC, const AnnObject& record, KernelBitmap& bitmap, const RECT* pSource, const RECT& target,
+                    const RECT* pClip, bool bInvertXor);
+
+// A font made for one routine, selected while it lives.
+class FontSelection {
+public:
+    FontSelection(HDC hDC, HFONT font) : hDC_(hDC), font_(font), old_(font ? SelectObject(hDC, font) : nullptr) {}
+    ~FontSelection() {
+        if (!font_) return;
+        SelectObject(hDC_, old_);
+        DeleteObject(font_);
+    }
+    FontSelection(const FontSelection&) = delete;
+    FontSelection& operator=(const FontSelection&) = delete;
+    explicit operator bool() const { return font_ != nullptr; }
+    HFONT font() const { return font_; }
+
+private:
+    HDC hDC_;
+    HFONT font_;
+    HGDIOBJ old_;
+};
+
+} // namespace kbann

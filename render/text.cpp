@@ -1,0 +1,161 @@
+// Text: word wrap, into an upright rectangle or along the axes of a turned, mirrored or skewed quad. A run is found by
+// adding up character widths, then checked with the exact extent, as summing alone would drift with rounding.
+#include "render/drawing.h"
+
+#include <algorithm>
+#include <numbers>
+
+namespace kbann {
+namespace {
+
+constexpr double pi = std::numbers::pi;
+
+using CharWidths = std::array<INT, 256>;
+
+// From the drawing context, else from a screen context, else each character measured alone.
+CharWidths charWidths(HDC hDC, HFONT hFont) {
+    CharWidths widths{};
+    if (GetCharWidth32A(hDC, 0, 255, widths.data())) return widths;
+    bool done = false;
+    if (const HDC screen = GetDC(nullptr)) {
+        const HGDIOBJ old = SelectObject(screen, hFont);
+        done = GetCharWidth32A(screen, 0, 255, widths.data());
+        SelectObject(screen, old);
+        ReleaseDC(nullptr, screen);
+    }
+    for (size_t i = 0; i < widths.size() && !done; ++i) {
+        const char c = static_cast<char>(i);
+        SIZE size{};
+        GetTextExtentPoint32A(hDC, &c, 1, &size);
+        widths[i] = size.cx;
+    }
+    return widths;
+}
+
+int extentOf(HDC hDC, std::string_view run) {
+    SIZE size{};
+    GetTextExtentPoint32A(hDC, run.data(), static_cast<int>(run.size()), &size);
+    return size.cx;
+}
+
+// Length of the run that goes on one line; at least one character.
+size_t runLength(HDC hDC, const CharWidths& widths, std::string_view paragraph, int width) {
+    size_t n = 0;
+    int64_t sum = 0;
+    while (n < paragraph.size() && (sum += widths[static_cast<uint8_t>(paragraph[n])]) <= width) ++n;
+    n = std::max<size_t>(n, 1);
+    while (n > 1 && extentOf(hDC, paragraph.substr(0, n)) > width) --n;
+    while (n < paragraph.size() && extentOf(hDC, paragraph.substr(0, n + 1)) <= width) ++n;
+    if (n == paragraph.size()) return n;
+    const size_t space = paragraph.rfind(' ', n); // also the one right behind the run
+    return space == std::string_view::npos || space == 0 ? n : space;
+}
+
+// Calls emit(run) for each line (an empty run for an empty paragraph) until the text is used up or emit says that there is no
+// more room. `text` becomes the rest.
+template <class Emit> void layOut(HDC hDC, const CharWidths& widths, std::string_view& text, int width, Emit&& emit) {
+    bool room = true;
+    while (!text.empty() && room) {
+        std::string_view paragraph = text.substr(0, text.find('\r'));
+        text.remove_prefix(paragraph.size());
+        if (paragraph.empty()) room = emit(paragraph);
+        while (!paragraph.empty() && room) {
+            const size_t n = runLength(hDC, widths, paragraph, width);
+            room = emit(paragraph.substr(0, n));
+            paragraph.remove_prefix(std::min(paragraph.find_first_not_of(' ', n), paragraph.size()));
+        }
+        if (!paragraph.empty()) { // the room ended within it
+            text = {paragraph.data(), paragraph.size() + text.size()};
+            return;
+        }
+        text.remove_prefix(std::min(text.find_first_not_of('\r'), text.size()));
+        if (text.starts_with('\n')) text.remove_prefix(1);
+    }
+}
+
+int lineHeight(HDC hDC) {
+    TEXTMETRICA metrics{};
+    GetTextMetricsA(hDC, &metrics);
+    return std::max<int>(metrics.tmHeight + metrics.tmExternalLeading, 1);
+}
+
+// Narrows the clip to the quad. Regions count in device units, so a scaling context's own mapping is applied too.
+void clipToQuad(const Drawing& d) {
+    if (GetDeviceCaps(d.hDC, TECHNOLOGY) == DT_METAFILE) return;
+    AnnMatrix matrix = d.matrix;
+    const int mode = GetMapMode(d.hDC);
+    if (mode == MM_ISOTROPIC || mode == MM_ANISOTROPIC) {
+        POINT window{}, viewport{};
+        SIZE windowSize{1, 1}, viewportSize{1, 1};
+        GetWindowOrgEx(d.hDC, &window);
+        GetViewportOrgEx(d.hDC, &viewport);
+        GetWindowExtEx(d.hDC, &windowSize);
+        GetViewportExtEx(d.hDC, &viewportSize);
+        const double sx = windowSize.cx ? double(viewportSize.cx) / windowSize.cx : 1.0;
+        const double sy = windowSize.cy ? double(viewportSize.cy) / windowSize.cy : 1.0;
+        matrix = annMul(matrix, {sx, 0, 0, sy, viewport.x - window.x * sx, viewport.y - window.y * sy});
+    } else if (RECT r; annQuadRect(matrix, d.record.quad, r)) {
+        IntersectClipRect(d.hDC, r.left, r.top, r.right, r.bottom);
+        return;
+    }
+    if (const HRGN region = annQuadRegion(matrix, d.record.quad)) {
+        ExtSelectClipRgn(d.hDC, region, RGN_AND);
+        DeleteObject(region);
+    }
+}
+
+double direction(AnnPoint from, AnnPoint to) { return std::atan2(to.y - from.y, to.x - from.x); }
+
+} // namespace
+
+void annWrapText(HDC hDC, HFONT hFont, std::string_view& text, RECT& rect) {
+    if (annIsEmpty(rect) || text.empty()) return;
+    const CharWidths widths = charWidths(hDC, hFont);
+    const int height = lineHeight(hDC);
+    int32_t y = rect.top;
+    layOut(hDC, widths, text, annAdd(rect.right, -int64_t{rect.left}), [&](std::string_view run) {
+        if (!run.empty()) TextOutA(hDC, rect.left, y, run.data(), static_cast<int>(run.size()));
+        y = annAdd(y, height);
+        return y < rect.bottom;
+    });
+    rect.bottom = y;
+}
+
+bool annDrawText(const Drawing& d) {
+    if (!d.record.pszText) return true;
+    const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    clipToQuad(d);
+    const auto [corner] = annQuadCorners(d.matrix, d.record.quad);
+    AnnPoint a = corner[0], b = corner[1], c = corner[2];
+    double theta = direction(b, c);
+    double delta = theta - direction(b, a);
+    while (delta < 0) delta += 2 * pi;
+    while (delta >= 2 * pi) delta -= 2 * pi;
+    if (delta > pi) { // mirrored: the text still reads along the turned axes
+        theta -= pi;
+        a = {a.x + c.x - b.x, a.y + c.y - b.y};
+        std::swap(b, c);
+    }
+    const FontSelection font(d.hDC, annMakeFont(d.matrix, d.record, annRound(theta * -572.9577951308238)));
+    if (!font) return false;
+    const CharWidths widths = charWidths(d.hDC, font.font());
+    const double height = lineHeight(d.hDC), phi = direction(b, a);
+    const AnnPoint step{-height * std::cos(phi), -height * std::sin(phi)};
+    AnnPoint at = a;
+    if ((delta > pi / 2 && delta < pi) || delta > 3 * pi / 2) { // skewed
+        const double along = -height / std::tan(delta);
+        at = {at.x + along * std::cos(theta), at.y + along * std::sin(theta)};
+    }
+    // What lies beyond the quad's far side is clipped anyway.
+    const double visibleLines = std::hypot(a.x - b.x, a.y - b.y) / height + 2;
+    double line = 0;
+    std::string_view text = d.record.pszText.view();
+    layOut(d.hDC, widths, text, annRound(std::hypot(c.x - b.x, c.y - b.y)), [&](std::string_view run) {
+        if (!run.empty()) TextOutA(d.hDC, annRound(at.x), annRound(at.y), run.data(), static_cast<int>(run.size()));
+        at = {at.x + step.x, at.y + step.y};
+        return ++line < visibleLines;
+    });
+    return true;
+}
+
+} // namespace kbann
