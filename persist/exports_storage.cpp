@@ -19,8 +19,8 @@ int K_AnnSave(const char* pszFile, HANNOBJECT hObject, uint32_t uFormat, BOOL bS
     return exported([&] { return annSaveFile(pszFile, requestOf(hObject, uFormat, bSelected, pOptions)); });
 }
 
-int K_AnnSaveOffset(int hFile, int32_t nOffset, uint32_t* puBytesWritten, HANNOBJECT hObject, uint32_t uFormat, BOOL bSelected,
-                    const KernelSaveOptions* pOptions) {
+int K_AnnSaveOffset(int hFile, int32_t nOffset, uint32_t* puBytesWritten, HANNOBJECT hObject, uint32_t uFormat,
+                    BOOL bSelected, const KernelSaveOptions* pOptions) {
     return exported(
         [&] { return annSaveOffset(hFile, nOffset, puBytesWritten, requestOf(hObject, uFormat, bSelected, pOptions)); });
 }

@@ -12,7 +12,8 @@
 
 namespace kbann {
 
-using FieldMember = std::variant<std::monostate, uint32_t AnnValues::*, int32_t AnnValues::*, double AnnValues::*, Text AnnValues::*>;
+using FieldMember =
+    std::variant<std::monostate, uint32_t AnnValues::*, int32_t AnnValues::*, double AnnValues::*, Text AnnValues::*>;
 
 inline constexpr uint32_t storedTagCount = 52;
 // Rows that have a rule besides their content.
@@ -77,7 +78,9 @@ inline constexpr auto fieldRows = [] {
 }();
 
 // The member of a row whose content tells its kind.
-template <class Value> constexpr Value AnnValues::* fieldMember(uint8_t tag) { return *std::get_if<Value AnnValues::*>(&fieldMembers[tag]); }
+template <class Value> constexpr Value AnnValues::*fieldMember(uint8_t tag) {
+    return *std::get_if<Value AnnValues::*>(&fieldMembers[tag]);
+}
 
 consteval bool fieldMembersFitContent() {
     for (const auto& field : storedFields) {

@@ -19,8 +19,8 @@ constexpr uint32_t paletteBits = 8;
 constexpr uint32_t longestSide = 1u << 24;
 constexpr uint64_t pointTextBytes = 4; // two numbers of one digit with their line ends
 constexpr double smallestFont = 1.0;
-constexpr TypeSet typesOfPointLists = typeSet(ANN_OBJECT_FREEHAND, ANN_OBJECT_LINE, ANN_OBJECT_POLYGON, ANN_OBJECT_POLYLINE,
-                                              ANN_OBJECT_FREEHANDHOTSPOT);
+constexpr TypeSet typesOfPointLists =
+    typeSet(ANN_OBJECT_FREEHAND, ANN_OBJECT_LINE, ANN_OBJECT_POLYGON, ANN_OBJECT_POLYLINE, ANN_OBJECT_FREEHANDHOTSPOT);
 constexpr uint32_t fewestHandles = 4;
 
 bool isStoredDepth(uint32_t bits, uint32_t order) {
@@ -74,11 +74,13 @@ struct ObjectReader {
         for (uint32_t* value : {&bits, &width, &height, &order, &perspective}) {
             if (!in.number(*value)) return ERROR_FILE_READ;
         }
-        if (order > KB_ORDER_GREY || perspective > KB_VIEW_LEFT_BOTTOM || !isStoredDepth(bits, order)) return ERROR_FILE_READ;
+        if (order > KB_ORDER_GREY || perspective > KB_VIEW_LEFT_BOTTOM || !isStoredDepth(bits, order))
+            return ERROR_FILE_READ;
         if (!width || width > longestSide || !height || height > longestSide) return ERROR_FILE_READ;
         RGBQUAD palette[1u << paletteBits];
         const bool indexed = bits <= paletteBits;
-        if (indexed && !in.run(reinterpret_cast<uint8_t*>(palette), (uint64_t{1} << bits) * sizeof(RGBQUAD))) return ERROR_FILE_READ;
+        if (indexed && !in.run(reinterpret_cast<uint8_t*>(palette), (uint64_t{1} << bits) * sizeof(RGBQUAD)))
+            return ERROR_FILE_READ;
         const uint64_t rowBytes = (uint64_t{width} * bits + 31) / 32 * 4;
         if (!in.canHold(rowBytes * height)) return ERROR_FILE_READ;
 
@@ -134,7 +136,8 @@ struct ObjectReader {
             return true;
         };
         if (!enhanced) {
-            for (int32_t* value : {&made.nMapMode, &made.nExtentX, &made.nExtentY, &made.nUnitsPerInch, &made.nLeft, &made.nTop}) {
+            for (int32_t* value :
+                 {&made.nMapMode, &made.nExtentX, &made.nExtentY, &made.nUnitsPerInch, &made.nLeft, &made.nTop}) {
                 if (!word(*value)) return ERROR_FILE_READ;
             }
         }
@@ -145,7 +148,8 @@ struct ObjectReader {
         if (!in.run(bits, size)) return ERROR_FILE_READ;
         SetLastError(0);
         made.bEnhanced = static_cast<uint32_t>(enhanced);
-        made.nHandle = enhanced ? kb::handleValue(SetEnhMetaFileBits(size, bits)) : kb::handleValue(SetMetaFileBitsEx(size, bits));
+        made.nHandle =
+            enhanced ? kb::handleValue(SetEnhMetaFileBits(size, bits)) : kb::handleValue(SetMetaFileBitsEx(size, bits));
         if (!made.nHandle) return GetLastError() == ERROR_OUT_OF_MEMORY ? ERROR_NO_MEMORY : ERROR_FILE_READ;
         K_FreeMetafile(&object.metafile);
         object.metafile = made;
@@ -204,8 +208,8 @@ struct ObjectReader {
                              in.number(object.uHyperlinkParam2));
         case FieldContent::nodes: return readError(in.boolean(object.bShowNodes) && in.number(object.nGapNodes));
         case FieldContent::angle:
-            return readError(in.boolean(object.bAcute) && in.number(object.nAngleUnit) && in.number(object.nAnglePrecision) &&
-                             in.real(object.dArcRadius));
+            return readError(in.boolean(object.bAcute) && in.number(object.nAngleUnit) &&
+                             in.number(object.nAnglePrecision) && in.real(object.dArcRadius));
         case FieldContent::nameOffset: return readError(in.real(object.ptNameOffset.x) && in.real(object.ptNameOffset.y));
         case FieldContent::bitmap: return bitmapField(tag);
         case FieldContent::metafile: return metafile();

@@ -15,7 +15,8 @@ namespace {
 
 constexpr uint32_t paletteBits = 8; // up to that depth pixels are palette indices
 constexpr uint32_t lastMenuByte = menuTableBytes - 1;
-constexpr uint8_t lastMenuBits = static_cast<uint8_t>(0xFF00u >> (menuItemCount % 8)); // of 299 items three are in the last byte
+constexpr uint8_t lastMenuBits =
+    static_cast<uint8_t>(0xFF00u >> (menuItemCount % 8)); // of 299 items three are in the last byte
 
 struct ObjectWriter {
     TextWriter& out;
@@ -258,7 +259,8 @@ int writeMarkedTree(ObjectWriter& writer, const AnnObject& top, const WriteFilte
             } else {
                 number = mark.next;
             }
-        } else if ((!onlySelected || record->bSelected) && (!filter.bCheckMenu || annMenuItemEnabled(*record, filter.nMenuItem))) {
+        } else if ((!onlySelected || record->bSelected) &&
+                   (!filter.bCheckMenu || annMenuItemEnabled(*record, filter.nMenuItem))) {
             if (writer.object(*record, flags) != SUCCESS) return writer.code;
         }
         while (record != &top && !record->pNext) {
@@ -296,7 +298,9 @@ int annWriteTree(TextWriter& writer, const AnnObject& object, const WriteFilter&
         if (wrap) writer.line(tokenBlockEnd.keyword);
         writer.line(tokenPageEnd.keyword);
         return writer.failed() ? ERROR_FILE_WRITE : SUCCESS;
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
 }
 
 } // namespace kbann

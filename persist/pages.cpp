@@ -116,7 +116,8 @@ int annMoveBlock(AnnStream& stream, uint64_t start, uint64_t length, int64_t del
         // Upwards the top piece goes first: nothing is written over before it has been read.
         const uint64_t from = delta > 0 ? start + length - moved - piece : start + moved;
         if (!annSeekTo(stream, from) || !annReadAll(stream, bytes, piece)) return ERROR_FILE_READ;
-        if (!annSeekTo(stream, from + static_cast<uint64_t>(delta)) || !annWriteAll(stream, bytes, piece)) return ERROR_FILE_WRITE;
+        if (!annSeekTo(stream, from + static_cast<uint64_t>(delta)) || !annWriteAll(stream, bytes, piece))
+            return ERROR_FILE_WRITE;
         moved += piece;
     }
     return SUCCESS;
@@ -129,7 +130,8 @@ int annMakeTextRoom(AnnStream& stream, RoomMode mode, int32_t page, uint64_t siz
     if (code == ERROR_FILE_READ || (code == ERROR_PAGE_NOT_FOUND && mode == RoomMode::remove)) return code;
     room = found.start;
     if (code == ERROR_PAGE_NOT_FOUND && endsInsideLine(stream, found.dataEnd)) {
-        if (!writeRoom(stream, found.dataEnd, size + 2) || !annSeekTo(stream, found.dataEnd) || !annWriteAll(stream, "\r\n", 2)) {
+        if (!writeRoom(stream, found.dataEnd, size + 2) || !annSeekTo(stream, found.dataEnd) ||
+            !annWriteAll(stream, "\r\n", 2)) {
             cutAt(stream, found.dataEnd);
             return ERROR_FILE_WRITE;
         }

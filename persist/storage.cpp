@@ -104,7 +104,8 @@ int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat
     if (info.nFormat != uFormat) return ERROR_INV_PARAMETER;
     if (page == -1) page = pages + 1;
     if (!insert && page == 1 && pages == 1) return annWriteTextData(stream, object, filter);
-    return annWriteTextPage(stream, object, filter, insert ? RoomMode::insert : RoomMode::replace, static_cast<int32_t>(page));
+    return annWriteTextPage(stream, object, filter, insert ? RoomMode::insert : RoomMode::replace,
+                            static_cast<int32_t>(page));
 }
 
 int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadOptions* pOptions) {
@@ -165,7 +166,8 @@ int annSaveOffset(int file, int32_t nOffset, uint32_t* puBytesWritten, const Sav
     if (ioSeek(file, nOffset, 0) < 0) return ERROR_FILE_SEEK;
     AnnStream stream = annFileStream(file, nOffset, UINT32_MAX);
     const int code = annSaveToStream(stream, *object, request.uFormat, request.filter, request.pOptions);
-    if (code == SUCCESS && puBytesWritten) *puBytesWritten = static_cast<uint32_t>(stream.uPos - static_cast<uint64_t>(nOffset));
+    if (code == SUCCESS && puBytesWritten)
+        *puBytesWritten = static_cast<uint32_t>(stream.uPos - static_cast<uint64_t>(nOffset));
     return code;
 }
 

@@ -12,7 +12,8 @@ namespace {
 
 int64_t readFile(AnnStream& stream, void* destination, int64_t count) {
     if (stream.uPos >= stream.uEnd) return 0;
-    auto left = static_cast<int64_t>(std::min<uint64_t>(static_cast<uint64_t>(std::max<int64_t>(count, 0)), stream.uEnd - stream.uPos));
+    auto left = static_cast<int64_t>(
+        std::min<uint64_t>(static_cast<uint64_t>(std::max<int64_t>(count, 0)), stream.uEnd - stream.uPos));
     auto* to = static_cast<char*>(destination);
     int64_t done = 0;
     while (left > 0) {
@@ -99,8 +100,15 @@ int64_t seekMemory(AnnStream& stream, int64_t offset, int origin) {
 AnnStream annFileStream(int file, int64_t offset, uint32_t length) noexcept {
     const auto base = static_cast<uint64_t>(offset);
     const bool bounded = length != UINT32_MAX;
-    return {readFile, writeFile, seekFile, base, file, nullptr, bounded ? length : noStreamLimit,
-            bounded ? base + length : noStreamLimit, base};
+    return {readFile,
+            writeFile,
+            seekFile,
+            base,
+            file,
+            nullptr,
+            bounded ? length : noStreamLimit,
+            bounded ? base + length : noStreamLimit,
+            base};
 }
 
 AnnStream annMemoryStream(void* pBlock, uint64_t size) noexcept {

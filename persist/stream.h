@@ -8,7 +8,7 @@
 namespace kbann {
 
 inline constexpr uint64_t noStreamLimit = UINT64_MAX;
-inline constexpr int64_t streamPieceBytes = 32767;  // most that a file operation is given at a time
+inline constexpr int64_t streamPieceBytes = 32767;   // most that a file operation is given at a time
 inline constexpr uint64_t streamGrowthBytes = 32768; // sizes of memory blocks are multiples of it while they grow
 
 struct AnnStream {

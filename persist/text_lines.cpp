@@ -36,7 +36,8 @@ size_t lineLength(const char* text, size_t most) {
 uint32_t codeOf(char c) { return static_cast<uint32_t>(c - firstCode) & 63; }
 
 char* putGroup(char* out, uint32_t bits, int characters) {
-    for (int shift = 18; characters > 0; --characters, shift -= 6) *out++ = static_cast<char>(firstCode + (bits >> shift & 63));
+    for (int shift = 18; characters > 0; --characters, shift -= 6)
+        *out++ = static_cast<char>(firstCode + (bits >> shift & 63));
     return out;
 }
 
@@ -196,10 +197,12 @@ void TextWriter::run(const uint8_t* bytes, size_t count) noexcept {
         char* out = room(longestLine);
         size_t i = 0;
         for (; i + 3 <= taken; i += 3) {
-            const uint32_t group = static_cast<uint32_t>(bytes[i]) << 16 | static_cast<uint32_t>(bytes[i + 1]) << 8 | bytes[i + 2];
+            const uint32_t group =
+                static_cast<uint32_t>(bytes[i]) << 16 | static_cast<uint32_t>(bytes[i + 1]) << 8 | bytes[i + 2];
             out = putGroup(out, group, 4);
         }
-        if (taken - i == 2) out = putGroup(out, static_cast<uint32_t>(bytes[i]) << 16 | static_cast<uint32_t>(bytes[i + 1]) << 8, 3);
+        if (taken - i == 2)
+            out = putGroup(out, static_cast<uint32_t>(bytes[i]) << 16 | static_cast<uint32_t>(bytes[i + 1]) << 8, 3);
         if (taken - i == 1) out = putGroup(out, static_cast<uint32_t>(bytes[i]) << 16, 2);
         endLine(out);
         bytes += taken;

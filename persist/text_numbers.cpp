@@ -54,7 +54,8 @@ size_t parsePrefix(std::string_view text, double& value) {
 
     double size = 0;
     std::from_chars_result result{};
-    const bool hex = end - p > 2 && p[0] == '0' && (p[1] | 32) == 'x' && (isHexDigit(p[2]) || (end - p > 3 && p[2] == '.' && isHexDigit(p[3])));
+    const bool hex = end - p > 2 && p[0] == '0' && (p[1] | 32) == 'x' &&
+                     (isHexDigit(p[2]) || (end - p > 3 && p[2] == '.' && isHexDigit(p[3])));
     if (hex) p += 2;
     result = std::from_chars(p, end, size, hex ? std::chars_format::hex : std::chars_format::general);
     if (result.ec == std::errc::invalid_argument) return 0;

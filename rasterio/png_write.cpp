@@ -36,9 +36,13 @@ constexpr auto strategies = std::to_array<Strategy>({
 constexpr auto adaptiveFilters = std::to_array<PngFilter>({PngFilter::sub, PngFilter::up, PngFilter::average, PngFilter::paeth});
 
 constexpr int sampleLevel = 1;
-// Efforts for images that pack well and for those that don't: flat pages gain little from a long search.
-constexpr int easyLevel = 4, hardLevel = 5;
-constexpr double hardRatio = 0.25; // packed size to raw size, of the sample
+// Effort by how well the sample packed. Flat pages are cheap to search thoroughly and gain most by it; where noise rules, a
+// long search costs seconds and saves a few hundredths.
+struct Effort { double upToRatio; int level; };
+constexpr auto efforts = std::to_array<Effort>({{0.06, 7}, {0.2, 4}, {2.0, 2}});
+int levelFor(double ratio) {
+    return std::find_if(efforts.begin(), efforts.end() - 1, [ratio](const Effort& e) { return ratio <= e.upToRatio; })->level;
+}
 
 void put32(Bytes* out, uint32_t value) {
     for (int shift = 24; shift >= 0; shift -= 8) out->push_back(static_cast<uint8_t>(value >> shift));
@@ -196,7 +200,7 @@ int savePng(const KernelBitmap& b, const KernelSaveOptions& options, Bytes* out)
     const PngLayout layout = layoutOf(image);
     const PngRows rows(upright, layout);
     const Choice choice = chooseStrategy(rows, layout, image.Height);
-    const int level = options.nLevel ? std::clamp(options.nLevel, 1, 9) : choice.ratio > hardRatio ? hardLevel : easyLevel;
+    const int level = options.nLevel ? std::clamp(options.nLevel, 1, 9) : levelFor(choice.ratio);
     const Compressor compressor(libdeflate_alloc_compressor(level));
     const size_t size = (layout.rowBytes + 1) * static_cast<size_t>(image.Height);
     Scratch raw(size);

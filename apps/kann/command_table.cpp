@@ -41,8 +41,6 @@ constexpr auto options = std::to_array<OptionRow>({
     {"points", '\0', Arity::many, "X,Y...", "points in the container's units; ends at the next option"},
     {"rotate", '\0', Arity::one, "DEGREES", "turn the new object clockwise about its centre"},
     {"parent", '\0', Arity::one, "TAG", "put the object into the container with this tag (default: the root)"},
-    {"man", '\0', Arity::flag, "", "print the manual page"},
-    {"completion", '\0', Arity::one, "SHELL", "print the completion", ValueKind::words, "bash zsh"},
 });
 
 using Names = std::string_view;

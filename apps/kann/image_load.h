@@ -3,6 +3,7 @@
 #pragma once
 
 #include "kbann/kbann.h"
+#include "platform/sys.h"
 
 #include <cstdint>
 #include <memory>

@@ -5,6 +5,7 @@
 #include "apps/kann/image_load.h"
 #include "apps/kann/options.h"
 #include "apps/kann/output_file.h"
+#include "platform/sys.h"
 
 #include <array>
 #include <cstdio>

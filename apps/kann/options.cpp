@@ -71,7 +71,7 @@ Arguments parseArguments(const CommandRow& command, std::span<const char* const>
     for (const Parsed& one : parsed) {
         if (one.option->count() == 0 || one.row->words.empty()) continue;
         const std::string value = arguments.text(one.row->name);
-        if ((" " + std::string(one.row->words) + " ").find(" " + value + " ") == std::string::npos || value.empty()) {
+        if (!hasWord(one.row->words, value)) {
             throw UsageError{quoted("--" + std::string(one.row->name), value) + ", only: " + std::string(one.row->words)};
         }
     }
@@ -124,6 +124,15 @@ std::vector<double> parseReals(std::string_view text, std::string_view what, std
     }
     if (values.size() != count) throw UsageError{quoted(what, text) + ", " + std::to_string(count) + " numbers are due"};
     return values;
+}
+
+bool hasWord(std::string_view words, std::string_view word) {
+    while (!words.empty()) {
+        const std::size_t end = std::min(words.find(' '), words.size());
+        if (words.substr(0, end) == word) return true;
+        words.remove_prefix(std::min(end + 1, words.size()));
+    }
+    return false;
 }
 
 std::uint64_t parseSize(std::string_view text, std::string_view what) {

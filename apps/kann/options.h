@@ -70,6 +70,8 @@ Arguments parseArguments(const CommandRow& command, std::span<const char* const>
 // Numbers of the command line: no locale, the whole text. Throw UsageError that names `what`.
 std::int64_t parseNumber(std::string_view text, std::string_view what, std::int64_t low, std::int64_t high);
 double parseReal(std::string_view text, std::string_view what);
+// Is it one of the words that blanks separate?
+bool hasWord(std::string_view words, std::string_view word);
 // `count` reals separated by commas.
 std::vector<double> parseReals(std::string_view text, std::string_view what, std::size_t count);
 // A number with K, M or G behind it, in bytes.

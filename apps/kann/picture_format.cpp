@@ -2,6 +2,7 @@
 #include "apps/kann/picture_format.h"
 
 #include "apps/kann/failure.h"
+#include "apps/kann/options.h"
 
 #include <algorithm>
 #include <array>
@@ -32,7 +33,7 @@ const PictureFormat& pictureFormatOf(std::string_view path) {
     if (path == "-") extension = ".png";
     std::ranges::transform(extension, extension.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     for (const PictureFormat& row : formats) {
-        if (!extension.empty() && (" " + std::string(row.extensions) + " ").find(" " + extension + " ") != std::string::npos) return row;
+        if (hasWord(row.extensions, extension)) return row;
     }
     throw UsageError{"the extension of \"" + std::string(path) + "\" names no picture format; use --format"};
 }

@@ -23,28 +23,45 @@ template <int bytes> void blendPixel(uint8_t* d, uint32_t pixel, uint32_t c) {
 }
 
 #if defined(__x86_64__)
-// Eight pixels of four bytes.
-__attribute__((target("avx2"))) void blendEight32(uint8_t* d, uint32_t pixel, const uint8_t* coverage) {
-    uint64_t eight;
-    std::memcpy(&eight, coverage, 8);
-    if (!eight) return;
-    auto* v = reinterpret_cast<__m256i*>(d);
-    if (eight == ~uint64_t{0}) {
-        _mm256_storeu_si256(v, _mm256_set1_epi32(static_cast<int>(pixel)));
-        return;
+// Coverage and text colour against sixteen bytes of pixels held as words.
+__attribute__((target("avx2"), always_inline)) inline __m256i mixWords(__m256i d, __m256i s, __m256i c) {
+    const __m256i t = _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(s, c), _mm256_mullo_epi16(d, _mm256_sub_epi16(_mm256_set1_epi16(255), c))),
+                                       _mm256_set1_epi16(128));
+    return _mm256_srli_epi16(_mm256_add_epi16(t, _mm256_srli_epi16(t, 8)), 8);
+}
+
+// Rows of a glyph on pixels of three or four bytes, eight pixels at a time.
+template <int bytes>
+__attribute__((target("avx2"))) void blendRows(uint8_t* pixels, ptrdiff_t stride, uint32_t pixel, const uint8_t* coverage, int width, int rows) {
+    // Which coverage byte each byte of a pixel takes.
+    const __m128i spreadLow = bytes == 4 ? _mm_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3)
+                                         : _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5);
+    const __m128i spreadHigh = bytes == 4 ? _mm_setr_epi8(4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7)
+                                          : _mm_setr_epi8(5, 5, 6, 6, 6, 7, 7, 7, -1, -1, -1, -1, -1, -1, -1, -1);
+    uint8_t color[32];
+    for (int i = 0; i < 32; ++i) color[i] = static_cast<uint8_t>(pixel >> 8 * (i % bytes));
+    const __m256i colorLow = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(color)));
+    const __m256i colorHigh = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(color + 16)));
+    for (int y = 0; y < rows; ++y, pixels += stride, coverage += width) {
+        uint8_t* d = pixels;
+        for (int x = 0; x < width; x += 8, d += 8 * bytes) {
+            uint64_t eight;
+            std::memcpy(&eight, coverage + x, 8);
+            if (!eight) continue;
+            const __m128i c = _mm_cvtsi64_si128(static_cast<long long>(eight));
+            const __m256i cLow = _mm256_cvtepu8_epi16(_mm_shuffle_epi8(c, spreadLow));
+            const __m256i cHigh = _mm256_cvtepu8_epi16(_mm_shuffle_epi8(c, spreadHigh));
+            auto* low = reinterpret_cast<__m128i*>(d);
+            auto* high = reinterpret_cast<__m128i*>(d + 16);
+            const __m256i dLow = _mm256_cvtepu8_epi16(_mm_loadu_si128(low));
+            const __m256i dHigh = _mm256_cvtepu8_epi16(bytes == 4 ? _mm_loadu_si128(high) : _mm_loadl_epi64(high));
+            const __m256i packed = _mm256_permute4x64_epi64(
+                _mm256_packus_epi16(mixWords(dLow, colorLow, cLow), mixWords(dHigh, colorHigh, cHigh)), 0xD8);
+            _mm_storeu_si128(low, _mm256_castsi256_si128(packed));
+            if (bytes == 4) _mm_storeu_si128(high, _mm256_extracti128_si256(packed, 1));
+            else _mm_storel_epi64(high, _mm256_extracti128_si256(packed, 1));
+        }
     }
-    const __m256i zero = _mm256_setzero_si256(), ff = _mm256_set1_epi16(255), half = _mm256_set1_epi16(128);
-    const __m256i wide = _mm256_cvtepu8_epi32(_mm_cvtsi64_si128(static_cast<long long>(eight)));
-    const __m256i c = _mm256_mullo_epi32(wide, _mm256_set1_epi32(0x01010101));
-    const __m256i s = _mm256_set1_epi32(static_cast<int>(pixel)), old = _mm256_loadu_si256(v);
-    const auto part = [&](__m256i dw, __m256i sw, __m256i cw) __attribute__((target("avx2"))) {
-        const __m256i t = _mm256_add_epi16(
-            _mm256_add_epi16(_mm256_mullo_epi16(sw, cw), _mm256_mullo_epi16(dw, _mm256_sub_epi16(ff, cw))), half);
-        return _mm256_srli_epi16(_mm256_add_epi16(t, _mm256_srli_epi16(t, 8)), 8);
-    };
-    const __m256i low = part(_mm256_unpacklo_epi8(old, zero), _mm256_unpacklo_epi8(s, zero), _mm256_unpacklo_epi8(c, zero));
-    const __m256i high = part(_mm256_unpackhi_epi8(old, zero), _mm256_unpackhi_epi8(s, zero), _mm256_unpackhi_epi8(c, zero));
-    _mm256_storeu_si256(v, _mm256_packus_epi16(low, high));
 }
 #endif
 
@@ -101,10 +118,10 @@ void GlyphPainter::draw(const GlyphBitmap& glyph, int64_t x, int64_t y) {
     const uint8_t* coverage = glyph.coverage.data() + (y0 - y) * glyph.stride;
 #if defined(__x86_64__)
     // Whole vectors may touch pixels right of the glyph as long as they may be touched at all: their coverage is 0.
-    if (vectors_ && surface_.bits == 32 && !region_ && x == x0 && x + glyph.stride <= clip_.right) {
-        uint8_t* d = surface_.row(y0) + static_cast<ptrdiff_t>(x0) * 4;
-        for (int r = y0; r < y1; ++r, d += surface_.stride, coverage += glyph.stride)
-            for (int i = 0; i < glyph.stride; i += 8) blendEight32(d + i * 4, pixel_, coverage + i);
+    if (vectors_ && surface_.bits >= 24 && !region_ && x == x0 && x + glyph.stride <= clip_.right) {
+        uint8_t* d = surface_.row(y0) + static_cast<ptrdiff_t>(x0) * (surface_.bits / 8);
+        const auto blend = surface_.bits == 24 ? blendRows<3> : blendRows<4>;
+        blend(d, surface_.stride, pixel_, coverage, glyph.stride, y1 - y0);
         return;
     }
 #endif

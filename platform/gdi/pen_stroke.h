@@ -106,18 +106,29 @@ public:
         const double slope = dy > 0 ? dx / dy : 0;
         const double rightFrom = a.y + ny, rightTo = b.y + ny, leftFrom = a.y - ny, leftTo = b.y - ny;
         const double rightX = a.x + nx, leftX = a.x - nx;
-        for (int64_t row = top; row < bottom; ++row) {
-            const auto y = static_cast<double>(row);
-            const double da = y - a.y, db = y - b.y;
-            double left, right;
-            if (y < leftFrom) left = a.x - halfChord(r2, da);
-            else if (y > leftTo) left = b.x - halfChord(r2, db);
-            else left = leftX + (y - leftFrom) * slope;
-            if (y < rightFrom) right = a.x + halfChord(r2, da);
-            else if (y > rightTo) right = b.x + halfChord(r2, db);
-            else right = rightX + (y - rightFrom) * slope;
-            const int64_t x0 = ceilInt(left), x1 = floorInt(right) + 1;
-            if (x0 < x1) sink(row, x0, x1);
+        // Each side is an arc of a's disc, the straight edge, an arc of b's disc; the rows where they change cut the capsule in
+        // bands whose rows need no choice.
+        const auto cut = [&](double y) { return std::clamp(ceilInt(y), top, bottom); };
+        const int64_t leftEdge = cut(leftFrom), leftEnd = cut(leftTo), rightEdge = cut(rightFrom), rightEnd = cut(rightTo);
+        for (int64_t row = top; row < bottom;) {
+            int64_t until = bottom;
+            for (const int64_t change : {leftEdge, leftEnd, rightEdge, rightEnd})
+                if (change > row && change < until) until = change;
+            const FPoint leftMiddle = row < leftEdge ? a : b, rightMiddle = row < rightEdge ? a : b;
+            const bool leftStraight = row >= leftEdge && row < leftEnd, rightStraight = row >= rightEdge && row < rightEnd;
+            const auto leftArc = [&](double y) { return leftMiddle.x - halfChord(r2, y - leftMiddle.y); };
+            const auto rightArc = [&](double y) { return rightMiddle.x + halfChord(r2, y - rightMiddle.y); };
+            const auto leftLine = [&](double y) { return leftX + (y - leftFrom) * slope; };
+            const auto rightLine = [&](double y) { return rightX + (y - rightFrom) * slope; };
+            const auto band = [&](auto&& left, auto&& right) {
+                for (; row < until; ++row) {
+                    const auto y = static_cast<double>(row);
+                    const int64_t x0 = ceilInt(left(y)), x1 = floorInt(right(y)) + 1;
+                    if (x0 < x1) sink(row, x0, x1);
+                }
+            };
+            if (leftStraight) rightStraight ? band(leftLine, rightLine) : band(leftLine, rightArc);
+            else rightStraight ? band(leftArc, rightLine) : band(leftArc, rightArc);
         }
     }
 

@@ -38,7 +38,7 @@ public:
             // Until an edge begins or ends the set of edges stays.
             int64_t until = next < edges_.size() ? edges_[next].y0 : INT32_MAX + int64_t{1};
             for (const Edge* e : active_) until = std::min(until, e->y1);
-            if (active_.size() == 2) {
+            if (active_.size() == 2 && (fillMode != WINDING || active_[0]->direction != active_[1]->direction)) {
                 Edge &a = *active_[0], &b = *active_[1];
                 for (; y < until; ++y) {
                     if (a.x < b.x) sink(y, a.x, b.x);

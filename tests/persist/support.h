@@ -80,8 +80,10 @@ inline std::string saved(const AnnObject* object, bool bSelected = false, int* c
     HGLOBAL hMem = nullptr;
     uint32_t size = 0;
     const int result = K_AnnSaveMemory(annToHandle(object), ANN_FMT_NATIVE, bSelected, &hMem, &size, nullptr);
-    if (code) *code = result;
-    else EXPECT_EQ(result, SUCCESS);
+    if (code)
+        *code = result;
+    else
+        EXPECT_EQ(result, SUCCESS);
     return hMem ? takeBlock(hMem, size) : std::string();
 }
 
@@ -112,7 +114,8 @@ struct TextStream {
 struct FailingStream : AnnStream {
     int64_t (*writeThrough)(AnnStream&, const void*, int64_t);
     int writesLeft;
-    FailingStream(const AnnStream& stream, int writes) : AnnStream(stream), writeThrough(stream.pfnWrite), writesLeft(writes) {
+    FailingStream(const AnnStream& stream, int writes)
+        : AnnStream(stream), writeThrough(stream.pfnWrite), writesLeft(writes) {
         pfnWrite = [](AnnStream& self, const void* source, int64_t count) -> int64_t {
             auto& failing = static_cast<FailingStream&>(self);
             if (count && failing.writesLeft-- <= 0) return 0;

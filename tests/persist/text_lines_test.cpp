@@ -96,7 +96,8 @@ TEST(TextLines, RunsDontCareForLineLengths) {
     const std::string whole = encoded(bytes);
     for (size_t step = 1; step < 7; ++step) {
         std::string cut;
-        for (size_t i = 0; i + 2 < whole.size(); i += step) cut += whole.substr(i, std::min(step, whole.size() - 2 - i)) + "\n";
+        for (size_t i = 0; i + 2 < whole.size(); i += step)
+            cut += whole.substr(i, std::min(step, whole.size() - 2 - i)) + "\n";
         TextStream in(cut);
         TextReader reader(in.stream);
         std::string back(bytes.size(), 0);

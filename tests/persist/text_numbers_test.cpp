@@ -26,9 +26,33 @@ std::string expected(double value) {
 }
 
 TEST(TextNumbers, RealsAreWrittenLikeNineDigitFormat) {
-    const double rows[] = {0.0,  -0.0, 1.0, -1.0, 0.1,  1.0 / 3, 2.0 / 3, 1e-4, 9.9999999996e-5, 0.00012345678949, 123456789.0, 999999999.4,
-                           999999999.5, 99999999.95, 0.9999999996, 1e9, 1e10, 1.5e300, 5e-324, HUGE_VAL, -HUGE_VAL, 1234.5678, 0.5,
-                           12345678.25, 1.00000000499, 1.000000005, -31999.75};
+    const double rows[] = {0.0,
+                           -0.0,
+                           1.0,
+                           -1.0,
+                           0.1,
+                           1.0 / 3,
+                           2.0 / 3,
+                           1e-4,
+                           9.9999999996e-5,
+                           0.00012345678949,
+                           123456789.0,
+                           999999999.4,
+                           999999999.5,
+                           99999999.95,
+                           0.9999999996,
+                           1e9,
+                           1e10,
+                           1.5e300,
+                           5e-324,
+                           HUGE_VAL,
+                           -HUGE_VAL,
+                           1234.5678,
+                           0.5,
+                           12345678.25,
+                           1.00000000499,
+                           1.000000005,
+                           -31999.75};
     for (const double value : rows) EXPECT_EQ(put(value), expected(value));
     EXPECT_EQ(put(std::nan("")), "NAN");
 }
@@ -41,7 +65,8 @@ TEST(TextNumbers, RandomRealsAgreeBothWays) {
         const uint64_t bits = random();
         double any;
         std::memcpy(&any, &bits, sizeof any);
-        const double values[] = {any, static_cast<double>(bits >> 40) / 1000, std::ldexp(static_cast<double>(bits >> 11), -40 - static_cast<int>(bits & 31))};
+        const double values[] = {any, static_cast<double>(bits >> 40) / 1000,
+                                 std::ldexp(static_cast<double>(bits >> 11), -40 - static_cast<int>(bits & 31))};
         for (const double value : values) {
             if (std::isnan(value)) continue;
             const std::string text = expected(value);
@@ -54,9 +79,11 @@ TEST(TextNumbers, RandomRealsAgreeBothWays) {
 }
 
 TEST(TextNumbers, RealsAreReadLikeTheLibraryDoes) {
-    const char* rows[] = {"1",     " 1",    "+1",   "-1",    "--1",    "+-1",     "1e5",       "1E+5",  "1e",   "1e+",   "1e400", "-1e400",
-                          "1e-400", "4.9e-324", "2e-324", "inf",  "-INF", "infinity", "infinit", "nan",   "0x1p3", "0X1.8P-1", "0x",   "0x.8",
-                          "0xg",   "0x1p5000", "0x1p-5000", "0x-1", "", " ", "abc", "1.", ".5", "-.5e1", "1 ", "0000.00001e-330"};
+    const char* rows[] = {
+        "1",       " 1",    "+1",     "-1",       "--1",      "+-1",    "1e5",   "1E+5",     "1e",
+        "1e+",     "1e400", "-1e400", "1e-400",   "4.9e-324", "2e-324", "inf",   "-INF",     "infinity",
+        "infinit", "nan",   "0x1p3",  "0X1.8P-1", "0x",       "0x.8",   "0xg",   "0x1p5000", "0x1p-5000",
+        "0x-1",    "",      " ",      "abc",      "1.",       ".5",     "-.5e1", "1 ",       "0000.00001e-330"};
     for (const char* text : rows) {
         char* end = nullptr;
         const double value = std::strtod(text, &end);
@@ -74,9 +101,9 @@ TEST(TextNumbers, PointAndCommaAreSwappedOnce) {
         const char* text;
         bool read;
         double value;
-    } rows[] = {{"1,5", true, 1.5},   {"-0,25", true, -0.25}, {",5", true, 0.5},     {"1,5E3", true, 1500}, {"0x1,8p1", true, 3},
-                {"1,5,3", false, 0}, {"1.5.3", false, 0},     {"1.5,3", false, 0}, {",", false, 0},       {".", false, 0},
-                {"1;5", false, 0}};
+    } rows[] = {{"1,5", true, 1.5},   {"-0,25", true, -0.25}, {",5", true, 0.5},   {"1,5E3", true, 1500},
+                {"0x1,8p1", true, 3}, {"1,5,3", false, 0},    {"1.5.3", false, 0}, {"1.5,3", false, 0},
+                {",", false, 0},      {".", false, 0},        {"1;5", false, 0}};
     for (const auto& row : rows) {
         double value = 0;
         EXPECT_EQ(annParseReal(row.text, value), row.read) << row.text;
