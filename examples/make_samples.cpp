@@ -141,8 +141,8 @@ void rubberStamp(const Page& page, int x, int y) {
     };
     box(0, 12);
     box(22, 4);
-    const POINT word = place(60, 38), date = place(140, 158);
-    page.text(word.x, word.y, 104, "Liberation Sans", "RECEIVED", FW_BOLD, false, 70);
+    const POINT word = place(64, 44), date = place(140, 158);
+    page.text(word.x, word.y, 94, "Liberation Sans", "RECEIVED", FW_BOLD, false, 70);
     page.text(date.x, date.y, 56, "Liberation Sans", "14 NOV 2024", FW_NORMAL, false, 70);
     wear(page, x - 10, y - 90, x + 670, y + 270, 0.07, 5);
 }
@@ -174,6 +174,7 @@ void drawSampler(const Page& page) {
             const int left = CELL_LEFT + column * CELL_WIDTH, top = CELL_TOP + row * CELL_HEIGHT;
             page.frame(left, top, left + CELL_WIDTH, top + CELL_HEIGHT, 2);
             page.text(left + 16, top + CELL_HEIGHT - CAPTION_HEIGHT + 6, 34, "Liberation Sans", cellCaptions[row][column]);
+            if (row == SCANNED_ROW) page.text(left + 120, top + 120, 48, BODY_FACE, "on the scan");
         }
     }
 }
@@ -219,7 +220,7 @@ Color mix(const Color& a, const Color& b, double t) { return {std::lerp(a[0], b[
 
 // An evening sky over a lake between hills.
 Color landscape(double x, double y) {
-    constexpr double horizon = 720, sunX = 1130, sunY = 560, width = PHOTO_WIDTH, height = PHOTO_HEIGHT;
+    constexpr double horizon = 720, sunX = 1130, sunY = 450, width = PHOTO_WIDTH, height = PHOTO_HEIGHT;
     const bool water = y > horizon;
     const double depth = water ? (y - horizon) / (height - horizon) : 0;
     const double ripple = water ? (smoothNoise(x / (30 + 160 * depth), y / (2 + 14 * depth), 77) - 0.5) * (10 + 60 * depth) : 0;
@@ -238,9 +239,9 @@ Color landscape(double x, double y) {
         std::uint32_t seed;
         Color color;
     };
-    constexpr std::array<Ridge, 4> ridges{{{600, 260, 520, 1, {0.55, 0.50, 0.60}},
-                                           {660, 230, 360, 2, {0.38, 0.36, 0.50}},
-                                           {705, 170, 240, 3, {0.22, 0.25, 0.36}},
+    constexpr std::array<Ridge, 4> ridges{{{650, 190, 520, 1, {0.55, 0.50, 0.60}},
+                                           {685, 190, 360, 2, {0.38, 0.36, 0.50}},
+                                           {715, 150, 240, 3, {0.22, 0.25, 0.36}},
                                            {735, 110, 150, 4, {0.10, 0.14, 0.17}}}};
     for (const Ridge& ridge : ridges) {
         const double crest = ridge.base - ridge.rise * (layeredNoise(seenX / ridge.width, 0.5, ridge.seed, 7) - 0.28);

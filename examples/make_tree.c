@@ -11,7 +11,7 @@
 #define PI 3.14159265358979323846
 
 static const COLORREF red = 0x002020D0, blue = 0x00B05010, green = 0x00308020, orange = 0x000080F0, violet = 0x00A02880, ink = 0x00602010,
-                      yellow = 0x0060F8FF, paleBlue = 0x00FFE8C0, paleGreen = 0x00C8F0C8, paleRed = 0x00C8C8FF, grey = 0x00808080,
+                      yellow = 0x0060F8FF, paleBlue = 0x00FFE8C0, paleGreen = 0x00C8F0C8, paleRed = 0x00C8C8FF, paleYellow = 0x0098F4FF, cream = 0x00E8F4FA, grey = 0x00808080,
                       white = 0x00FFFFFF, black = 0x00000000;
 
 /* The first failure is kept; calls after it have no effect on the result. */
@@ -146,7 +146,6 @@ static HANNOBJECT makeRoot(double width, double height) {
 
 static HANNOBJECT makeLetterTree(void) {
     HANNOBJECT hRoot = makeRoot(PAGE_WIDTH, PAGE_HEIGHT);
-    const double right = PAGE_WIDTH - 80;
 
     /* What a reader marks */
     markWord(hRoot, ANN_OBJECT_HILITE, 3, "The north wall stands up to 35 mm out of", 4);
@@ -154,27 +153,26 @@ static HANNOBJECT makeLetterTree(void) {
     keep(K_AnnSetBackColor(markWord(hRoot, ANN_OBJECT_HILITE, 8, "the deposit of ten per cent is due with the order.", 4), 0x00C8FFB0, 0));
     markWord(hRoot, ANN_OBJECT_REDACT, 10, "4711 0815 23", 6);
     underline(hRoot, 7, "eleven weeks", blue);
-    line(markWord(hRoot, ANN_OBJECT_ELLIPSE, 8, "48,650", 26), red, 7, ANN_LINE_SOLID);
+    line(markWord(hRoot, ANN_OBJECT_ELLIPSE, 8, "\243 48,650", 30), red, 7, ANN_LINE_SOLID);
     line(addRect(hRoot, ANN_OBJECT_RECT, MARGIN - 30, 500, MARGIN + 520, 780), green, 5, ANN_LINE_DASH);
     name(line(addRect(hRoot, ANN_OBJECT_RECT, MARGIN - 30, 840, MARGIN + 470, 926), violet, 5, ANN_LINE_DOT), "answered 20 Nov", 40, 0, -4);
-    checkMark(hRoot, 160, BODY_TOP + 13 * BODY_PITCH + 74, 62, green);
-    checkMark(hRoot, 160, BODY_TOP + 14 * BODY_PITCH + 74, 62, green);
+    checkMark(hRoot, 230, BODY_TOP + 14 * BODY_PITCH + 30, 48, green);
+    checkMark(hRoot, 230, BODY_TOP + 15 * BODY_PITCH + 30, 48, green);
 
     /* A remark with its pointer */
     const AnnRect sum = wordOnLine(8, "48,650");
-    const double noteTop = 2620;
-    HANNOBJECT hPointer = addLine(hRoot, ANN_OBJECT_POINTER, sum.right - 20, sum.bottom + 36, 1040, noteTop - 40);
-    line(hPointer, red, 7, ANN_LINE_SOLID);
-    HANNOBJECT hRemark = addText(hRoot, ANN_OBJECT_TEXT, 880, noteTop - 20, 1540, noteTop + 150,
-                                 "Compare with the offer\r\nof October: 46,200", 54, red);
+    const double remarkTop = BODY_TOP + 5 * BODY_PITCH + 20, noteTop = 2480;
+    line(addLine(hRoot, ANN_OBJECT_POINTER, sum.right - 10, sum.top - 18, 880, remarkTop + 44), red, 7, ANN_LINE_SOLID);
+    HANNOBJECT hRemark = addText(hRoot, ANN_OBJECT_TEXT, 900, remarkTop, 2200, remarkTop + 70, "Compare with the offer of October: 46,200", 56, red);
     keep(K_AnnSetFontItalic(hRemark, TRUE, 0));
 
-    addText(hRoot, ANN_OBJECT_NOTE, 1640, noteTop - 140, right - 80, noteTop + 330,
+    HANNOBJECT hNote = addText(hRoot, ANN_OBJECT_NOTE, 1560, noteTop, 2240, noteTop + 400,
             "Crane: booked for 10 to 14 March, ask the harbour office for the permit.\r\n\r\nKeys: with Mrs Lindqvist, "
             "upper floor, from nine to twelve.",
             48, ink);
+    keep(K_AnnSetBackColor(hNote, paleYellow, 0));
 
-    keep(K_AnnSetFontBold(turn(addText(hRoot, ANN_OBJECT_TEXT, 1560, 2080, 2330, 2150, "checked, see page 2", 62, blue), -9), TRUE, 0));
+    keep(K_AnnSetFontBold(turn(addText(hRoot, ANN_OBJECT_TEXT, 1650, 2240, 2350, 2320, "checked, see page 2", 62, blue), -9), TRUE, 0));
     HANNOBJECT hStamp = addText(hRoot, ANN_OBJECT_STAMP, 1750, 250, 2290, 400, "APPROVED", 92, red);
     keep(K_AnnSetFontBold(hStamp, TRUE, 0));
     line(hStamp, red, 8, ANN_LINE_SOLID);
@@ -183,7 +181,7 @@ static HANNOBJECT makeLetterTree(void) {
     /* A legend, grouped */
     HANNOBJECT hGroup = addRect(hRoot, ANN_OBJECT_CONTAINER, MARGIN, 3020, MARGIN + 1180, 3270);
     keep(K_AnnSetGrouping(hGroup, TRUE, 0));
-    line(fill(addRect(hGroup, ANN_OBJECT_RECT, 4, 4, 1176, 246), paleBlue, ANN_FILLMODE_OPAQUE, ANN_FILLPATTERN_SOLID), blue, 4,
+    line(fill(addRect(hGroup, ANN_OBJECT_RECT, 4, 4, 1176, 246), cream, ANN_FILLMODE_OPAQUE, ANN_FILLPATTERN_SOLID), blue, 4,
          ANN_LINE_SOLID);
     addRect(hGroup, ANN_OBJECT_HILITE, 40, 40, 150, 100);
     addText(hGroup, ANN_OBJECT_TEXT, 180, 42, 560, 100, "cost or quality", 44, black);
@@ -194,11 +192,18 @@ static HANNOBJECT makeLetterTree(void) {
     checkMark(hGroup, 640, 170, 44, green);
     addText(hGroup, ANN_OBJECT_TEXT, 750, 148, 1160, 206, "done", 44, black);
 
-    HANNOBJECT hButton = addText(hRoot, ANN_OBJECT_BUTTON, 1640, 3060, 2020, 3160, "Open estimate", 44, black);
+    HANNOBJECT hButton = addText(hRoot, ANN_OBJECT_BUTTON, 1560, 3020, 1960, 3120, "Open estimate", 46, black);
     keep(K_AnnSetTag(hButton, 100, 0));
-    name(addRect(hRoot, ANN_OBJECT_HOTSPOT, 2080, 3060, right - 40, 3160), "drawing 3", 36, 0, 0);
-    name(addRect(hRoot, ANN_OBJECT_AUDIO, 1640, 3210, 1840, 3290), "voice note", 36, 0, 0);
-    name(addRect(hRoot, ANN_OBJECT_VIDEO, 1900, 3210, 2100, 3290), "site film", 36, 0, 0);
+    static const struct {
+        uint32_t nType;
+        const char* pszName;
+    } links[3] = {{ANN_OBJECT_HOTSPOT, "drawing 3"}, {ANN_OBJECT_AUDIO, "voice note"}, {ANN_OBJECT_VIDEO, "site film"}};
+    for (int i = 0; i < 3; ++i) {
+        HANNOBJECT hLink = addRect(hRoot, links[i].nType, 1560 + i * 250, 3200, 1790 + i * 250, 3280);
+        keep(K_AnnSetForeColor(hLink, blue, 0));
+        keep(K_AnnSetFontUnderline(hLink, TRUE, 0));
+        name(hLink, links[i].pszName, 42, 0, 0);
+    }
     return hRoot;
 }
 
@@ -278,10 +283,10 @@ static void samplerPoints(HANNOBJECT hRoot) {
     for (int column = 2; column < 4; ++column) {
         const AnnRect r = cell(4, column);
         const double x = (r.left + r.right) / 2, y = (r.top + r.bottom) / 2;
-        for (int i = 0; i < 4; ++i) {
-            HANNOBJECT hItem = addRect(hRoot, column == 2 ? ANN_OBJECT_RECT : ANN_OBJECT_ELLIPSE, x - 190, y - 34, x + 190, y + 34);
-            line(hItem, i % 2 ? orange : blue, 4, ANN_LINE_SOLID);
-            turn(hItem, -27 + 18 * i);
+        for (int i = 0; i < 2; ++i) {
+            HANNOBJECT hItem = addRect(hRoot, column == 2 ? ANN_OBJECT_RECT : ANN_OBJECT_ELLIPSE, x - 170, y - 50, x + 170, y + 50);
+            fill(line(hItem, i ? orange : blue, 5, ANN_LINE_SOLID), paleBlue, ANN_FILLMODE_TRANSLUCENT, ANN_FILLPATTERN_SOLID);
+            turn(hItem, i ? 24 : -24);
         }
     }
 }
@@ -296,11 +301,10 @@ static void samplerTexts(HANNOBJECT hRoot) {
     keep(K_AnnSetFontName(hSerif, "Times New Roman", 0));
     keep(K_AnnSetFontItalic(hSerif, TRUE, 0));
 
-    const double y = (turned.top + turned.bottom) / 2;
-    for (int i = 0; i < 3; ++i) {
-        turn(addText(hRoot, ANN_OBJECT_TEXT, turned.left + 40, y - 30, turned.right - 40, y + 30, "turned by a hand", 48, i == 1 ? red : grey),
-             -22 + 22 * i);
-    }
+    const double x = (turned.left + turned.right) / 2, y = (turned.top + turned.bottom) / 2;
+    turn(addText(hRoot, ANN_OBJECT_TEXT, x - 230, y - 26, x + 10, y + 30, "uphill, 30", 48, red), -30);
+    turn(addText(hRoot, ANN_OBJECT_TEXT, x + 10, y - 26, x + 250, y + 30, "down, 30", 48, green), 30);
+    turn(addText(hRoot, ANN_OBJECT_TEXT, x - 120, y - 30, x + 120, y + 26, "upright", 48, grey), -90);
     addText(hRoot, ANN_OBJECT_TEXT, wrapped.left, wrapped.top, wrapped.right, wrapped.bottom,
             "A longer text is broken into lines where a word doesn't fit any more.\r\nLine feeds break it too.", 40, ink);
     addText(hRoot, ANN_OBJECT_NOTE, note.left + 20, note.top, note.right - 20, note.bottom, "A note has its own ground, yellow unless told otherwise.", 42,
@@ -327,8 +331,8 @@ static void samplerMixing(HANNOBJECT hRoot) {
 static void samplerOthers(HANNOBJECT hRoot) {
     const AnnRect button = cell(7, 0), group = cell(7, 1), names = cell(7, 2), widths = cell(7, 3);
     addText(hRoot, ANN_OBJECT_BUTTON, button.left + 20, button.top, button.left + 300, button.top + 84, "Continue", 42, black);
-    HANNOBJECT hStamp = addText(hRoot, ANN_OBJECT_STAMP, button.left + 60, button.top + 110, button.right - 20, button.bottom, "PAID", 80, green);
-    line(hStamp, green, 8, ANN_LINE_SOLID);
+    HANNOBJECT hSecond = addText(hRoot, ANN_OBJECT_BUTTON, button.left + 130, button.top + 120, button.right - 20, button.bottom, "Back to the plan", 42, blue);
+    keep(K_AnnSetFontItalic(hSecond, TRUE, 0));
 
     HANNOBJECT hOuter = addRect(hRoot, ANN_OBJECT_CONTAINER, group.left, group.top, group.right, group.bottom);
     line(hOuter, grey, 4, ANN_LINE_DASH);
@@ -365,17 +369,18 @@ static HANNOBJECT makeSamplerTree(void) {
 
 static HANNOBJECT makePhotoTree(void) {
     HANNOBJECT hRoot = makeRoot(PHOTO_WIDTH, PHOTO_HEIGHT);
-    line(addRect(hRoot, ANN_OBJECT_ELLIPSE, 1030, 460, 1230, 660), white, 4, ANN_LINE_SOLID);
-    line(addLine(hRoot, ANN_OBJECT_POINTER, 1040, 520, 850, 330), white, 4, ANN_LINE_SOLID);
-    HANNOBJECT hText = addText(hRoot, ANN_OBJECT_TEXT, 560, 270, 850, 330, "sun at 17:42", 44, white);
+    line(addRect(hRoot, ANN_OBJECT_ELLIPSE, 1030, 350, 1230, 550), white, 4, ANN_LINE_SOLID);
+    line(addLine(hRoot, ANN_OBJECT_POINTER, 1038, 410, 850, 270), white, 4, ANN_LINE_SOLID);
+    HANNOBJECT hText = addText(hRoot, ANN_OBJECT_TEXT, 550, 225, 850, 290, "sun at 17:42", 44, white);
     keep(K_AnnSetFontBold(hText, TRUE, 0));
     const AnnPoint shore[7] = {{40, 730}, {260, 712}, {470, 738}, {700, 716}, {930, 734}, {1210, 714}, {1560, 732}};
     line(addPoints(hRoot, ANN_OBJECT_POLYLINE, shore, 7), orange, 5, ANN_LINE_DASH);
     const AnnPoint bay[5] = {{180, 820}, {520, 790}, {700, 900}, {560, 1040}, {230, 990}};
-    HANNOBJECT hBay = line(addPoints(hRoot, ANN_OBJECT_POLYGON, bay, 5), yellow, 4, ANN_LINE_SOLID);
-    fill(hBay, 0x0070D0FF, ANN_FILLMODE_TRANSLUCENT, ANN_FILLPATTERN_SOLID);
+    HANNOBJECT hBay = line(addPoints(hRoot, ANN_OBJECT_POLYGON, bay, 5), ink, 4, ANN_LINE_SOLID);
+    fill(hBay, 0x00FFFF00, ANN_FILLMODE_TRANSLUCENT, ANN_FILLPATTERN_SOLID);
     name(hBay, "moorings", 36, 20, -6);
-    addText(hRoot, ANN_OBJECT_NOTE, 1180, 860, 1540, 1090, "Low water line as of March. The slipway ends to the left of the dark patch.", 38, ink);
+    HANNOBJECT hNote = addText(hRoot, ANN_OBJECT_NOTE, 1180, 860, 1540, 1090, "Low water line as of March. The slipway ends to the left of the dark patch.", 38, ink);
+    keep(K_AnnSetBackColor(hNote, paleYellow, 0));
     turn(line(addRect(hRoot, ANN_OBJECT_RECT, 820, 860, 1080, 1010), 0x0080FF80, 5, ANN_LINE_DASHDOT), 14);
     return hRoot;
 }

@@ -24,7 +24,8 @@ enum PageLayout {
     CELL_TOP = 470,
     CELL_WIDTH = 520,
     CELL_HEIGHT = 350,
-    CAPTION_HEIGHT = 56
+    CAPTION_HEIGHT = 56,
+    SCANNED_ROW = 2 /* here words are printed, which fills hide or not */
 };
 
 #define BODY_FACE "Liberation Serif"
@@ -54,10 +55,10 @@ static const char* const cellCaptions[CELL_ROWS][CELL_COLUMNS] = {
     {"ellipse, backward hatch", "cross", "diagonal cross", "forward hatch"},
     {"horizontal", "vertical, opaque", "solid, opaque", "solid, translucent"},
     {"lines, five styles", "polyline", "polygon, winding", "polygon, alternate"},
-    {"pointers", "freehand", "turned rectangles", "turned ellipses"},
+    {"pointers", "freehand", "rectangles, turned", "ellipses, turned"},
     {"text", "turned text", "wrapped text", "note"},
     {"copy", "and", "xor", "highlight, redaction"},
-    {"button, stamp", "group in a group", "names", "line widths"},
+    {"buttons", "group in a group", "names", "line widths"},
 };
 
 #endif

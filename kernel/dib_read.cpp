@@ -16,6 +16,9 @@ namespace {
 constexpr uint32_t coreHeaderSize = 12;
 constexpr uint32_t rgbCompression = 0, rle8Compression = 1, rle4Compression = 2, bitFieldsCompression = 3, alphaFieldsCompression = 6;
 
+// Run-length data can claim any size: more pixels than this are refused before memory is asked for.
+constexpr int64_t maxRunLengthPixels = int64_t{1} << 28;
+
 uint32_t word(const uint8_t* p) { return p[0] | static_cast<uint32_t>(p[1]) << 8; }
 uint32_t dword(const uint8_t* p) { return word(p) | word(p + 2) << 16; }
 
@@ -167,6 +170,7 @@ int readDib(KernelBitmap* b, const uint8_t* dib, const DibHeader& h, const uint8
     const auto stride = static_cast<size_t>(bytesPerRow(h.width, h.bits));
     const size_t needed = stride * static_cast<size_t>(h.height);
     if (!runs && bitsSize < needed) return ERROR_FILE_READ;
+    if (runs && int64_t{h.width} * h.height > maxRunLengthPixels) return ERROR_NO_MEMORY;
 
     RGBQUAD palette[256] = {};
     for (uint32_t i = 0; h.bits <= 8 && i < h.colors; ++i) {

@@ -30,7 +30,6 @@ struct WriteFilter {
 int annWriteTree(TextWriter& writer, const AnnObject& object, const WriteFilter& filter, uint32_t flags);
 // Writes one record without what is below it.
 int annWriteObject(TextWriter& writer, const AnnObject& object, uint32_t flags);
-void annWriteToken(TextWriter& writer, std::string_view keyword);
 
 // Reads a page; the stream stands on its first token. root: receives the tree, the caller's, without a window and with
 // geometry still to be derived. A page without objects gives an empty container. ERROR_FILE_READ for anything malformed,

@@ -275,8 +275,6 @@ int writeMarkedTree(ObjectWriter& writer, const AnnObject& top, const WriteFilte
 
 } // namespace
 
-void annWriteToken(TextWriter& writer, std::string_view keyword) { writer.line(keyword); }
-
 int annWriteObject(TextWriter& writer, const AnnObject& object, uint32_t flags) {
     if (flags & STREAM_CODED) return ERROR_FEATURE_NOT_SUPPORTED;
     ObjectWriter fields{writer, {}};

@@ -6,6 +6,7 @@
 #include "store/handles.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace kbann {
 namespace {
@@ -111,6 +112,46 @@ int32_t pushInto(int32_t low, int32_t high, int32_t parentLow, int32_t parentHig
     return 0;
 }
 
+// The value that stored data would bring back.
+double storedValue(double x) {
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof text, x, std::chars_format::general, 9).ptr;
+    std::from_chars(text, end, x);
+    return x;
+}
+
+// Offsets count in whole pixels once scaled. One that lies on the edge of a pixel could fall off it when it has been stored
+// with nine digits, and would be corrected anew at each load: it goes a quarter of a pixel in.
+void steadyOffset(AnnPoint& offset, const AnnObject& parent) {
+    const AnnMatrix& there = parent.xfToClient;
+    const AnnMatrix& back = parent.xfFromClient;
+    const AnnPoint stored{storedValue(offset.x), storedValue(offset.y)};
+    const auto across = [&there](AnnPoint p) { return there.a * p.x + there.b * p.y; };
+    const auto down = [&there](AnnPoint p) { return there.c * p.x + there.d * p.y; };
+    const auto nudge = [](double now, double later) {
+        if (annTruncate(now) == annTruncate(later)) return 0.0;
+        return std::fabs(later) < std::fabs(now) ? std::copysign(0.25, now) : -std::copysign(0.25, now);
+    };
+    const AnnPoint by{nudge(across(offset), across(stored)), nudge(down(offset), down(stored))};
+    offset.x += back.a * by.x + back.b * by.y;
+    offset.y += back.c * by.x + back.d * by.y;
+}
+
+// The offset remembers a correction. One taken back may come out a pixel short and need another.
+void placeName(AnnObject& record) {
+    record.rcName = {};
+    if (!annShowsName(record)) return;
+    POINT pushed{};
+    for (int attempt = 0; attempt < 4; ++attempt) {
+        record.rcName = annPlaceName(record, record.xfToClient, record.rcBounds, pushed);
+        if (!pushed.x && !pushed.y) break;
+        const AnnMatrix& back = record.pParent->xfFromClient;
+        record.ptNameOffset.x += back.a * pushed.x + back.b * pushed.y;
+        record.ptNameOffset.y += back.c * pushed.x + back.d * pushed.y;
+        steadyOffset(record.ptNameOffset, *record.pParent);
+    }
+}
+
 void computeOne(AnnObject& record) {
     annBoundsOf(record, nullptr, record.annBounds);
     record.ptCenter = centerOf(record);
@@ -126,16 +167,7 @@ void computeOne(AnnObject& record) {
     const bool lineTold = record.nLineStyle == ANN_LINE_NULL || width;
     record.rcBounds = annInflate(record.rcBounds, lineTold ? (int64_t{width} + 1) / 2 : 1);
 
-    record.rcName = {};
-    if (annShowsName(record)) {
-        POINT pushed{};
-        record.rcName = annPlaceName(record, record.xfToClient, record.rcBounds, pushed);
-        if (pushed.x || pushed.y) { // the offset remembers the correction
-            const AnnMatrix& back = record.pParent->xfFromClient;
-            record.ptNameOffset.x += back.a * pushed.x + back.b * pushed.y;
-            record.ptNameOffset.y += back.c * pushed.x + back.d * pushed.y;
-        }
-    }
+    placeName(record);
     record.rcInvalid = annIntersect(annUnion(record.rcBounds, record.rcName), clientLimit);
     if (record.pParent) record.rcInvalid = annIntersect(record.rcInvalid, record.pParent->rcInvalid);
     record.bDerived = true;

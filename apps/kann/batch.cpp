@@ -149,7 +149,10 @@ int runJobs(const Arguments& arguments, const std::vector<Job>& jobs, const std:
             } catch (Failure& caught) {
                 lost = std::move(caught);
             }
-            if (progress) printError("[" + std::to_string(printed + 1) + "/" + std::to_string(jobs.size()) + "] " + jobs[printed].input);
+            if (!progress) continue;
+            std::string line("[");
+            line.append(std::to_string(printed + 1)).append("/").append(std::to_string(jobs.size())).append("] ");
+            printError(line + jobs[printed].input);
         }
     };
     const auto takeJobs = [&] {

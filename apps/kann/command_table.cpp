@@ -21,7 +21,7 @@ constexpr auto options = std::to_array<OptionRow>({
     {"max-objects", '\0', Arity::one, "N", "refuse trees of more objects (default 1000000)"},
     {"help", 'h', Arity::flag, "", "show this help"},
 
-    {"output", 'o', Arity::one, "OUT", "write to OUT, \"-\" for standard output; its extension names the format", ValueKind::file},
+    {"output", 'o', Arity::one, "OUT", "write to OUT, \"-\" for standard output; a picture's format goes by the extension", ValueKind::file},
     {"format", '\0', Arity::one, "FORMAT", "picture format of OUT, whatever its extension", ValueKind::words, "png jpeg tiff bmp"},
     {"out-dir", '\0', Arity::one, "DIR", "several inputs: write one result for each into DIR", ValueKind::folder},
     {"files-from", '\0', Arity::one, "LIST", "take further inputs from the lines of LIST, \"-\" for standard input", ValueKind::file},

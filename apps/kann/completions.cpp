@@ -48,10 +48,10 @@ std::string zshValue(const OptionRow& row) {
     switch (row.kind) {
     case ValueKind::file: action = "_files"; break;
     case ValueKind::folder: action = "_files -/"; break;
-    case ValueKind::words: action = "(" + std::string(row.words) + ")"; break;
+    case ValueKind::words: action.append("(").append(row.words).append(")"); break;
     case ValueKind::other: action = " "; break;
     }
-    return ":" + zshText(row.argument) + ":" + action;
+    return std::string(":").append(zshText(row.argument)).append(":").append(action);
 }
 
 } // namespace
@@ -86,10 +86,11 @@ std::string zshCompletion() {
     for (const CommandRow& command : commandRows()) {
         out += "    " + std::string(command.name) + ")\n        _arguments -S \\\n";
         for (const OptionRow* row : optionsOf(command)) {
-            const std::string tail = "[" + zshText(row->help) + "]" + zshValue(*row);
-            const std::string repeat = row->arity == Arity::many ? "*" : "";
-            out += "            " + shellQuoted(repeat + "--" + std::string(row->name) + tail) + " \\\n";
-            if (row->letter) out += "            " + shellQuoted(repeat + "-" + row->letter + tail) + " \\\n";
+            std::string tail("[");
+            tail.append(zshText(row->help)).append("]").append(zshValue(*row));
+            const std::string dash = row->arity == Arity::many ? "*-" : "-";
+            out.append("            ").append(shellQuoted(dash + "-" + std::string(row->name) + tail)).append(" \\\n");
+            if (row->letter) out.append("            ").append(shellQuoted(dash + row->letter + tail)).append(" \\\n");
         }
         out += "            '*:file:_files'\n        ;;\n";
     }

@@ -151,9 +151,16 @@ Bitmap loadImage(const InputFile& input, int page) {
     Bitmap bitmap;
     const KernelLoadOptions options = pageOptions(page);
     const InputPath path(input);
-    check(K_LoadFile(path.get(), &bitmap.record, 0, 0, &options, nullptr), input.name,
-          page > 1 ? "page " + std::to_string(page) : std::string());
-    return bitmap;
+    const int code = K_LoadFile(path.get(), &bitmap.record, 0, 0, &options, nullptr);
+    if (code == SUCCESS) return bitmap;
+    std::string detail;
+    if (page > 1) detail = "page " + std::to_string(page);
+    KernelFileInfo info{};
+    if (code == ERROR_NO_MEMORY && K_FileInfo(path.get(), &info, 0, &options) == SUCCESS &&
+        static_cast<std::uint64_t>(info.nWidth) * static_cast<std::uint64_t>(info.nHeight) > limits().maxPixels) {
+        detail = "more pixels than --max-pixels allows";
+    }
+    throw failure(input.name, code, detail);
 }
 
 std::string_view formName(StoreForm form) {

@@ -75,7 +75,7 @@ std::string numberText(const Json& number) {
 
 std::string listText(const Json& numbers) {
     std::string text;
-    for (const Json& one : numbers) text += (text.empty() ? "" : ",") + numberText(one);
+    for (const Json& one : numbers) text.append(text.empty() ? "" : ",").append(numberText(one));
     return text;
 }
 

@@ -26,10 +26,10 @@ std::string escaped(std::string_view text) {
 void appendOption(std::string& out, const OptionRow& row) {
     out += ".TP\n.B ";
     if (row.letter) out += std::string("\\-") + row.letter + ", ";
-    out += "\\-\\-" + escaped(row.name);
-    if (!row.argument.empty()) out += " \\fI" + escaped(row.argument) + "\\fR";
-    out += "\n" + escaped(row.help);
-    if (!row.words.empty()) out += ": " + escaped(row.words);
+    out.append("\\-\\-").append(escaped(row.name));
+    if (!row.argument.empty()) out.append(" \\fI").append(escaped(row.argument)).append("\\fR");
+    out.append("\n").append(escaped(row.help));
+    if (!row.words.empty()) out.append(": ").append(escaped(row.words));
     out += "\n";
 }
 

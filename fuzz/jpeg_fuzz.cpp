@@ -1,0 +1,7 @@
+// Files that begin like JPEG go through the reader, whatever follows.
+#include "fuzz/image_fuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    fuzz::loadPages(data, size, KB_FORMAT_JPEG);
+    return 0;
+}

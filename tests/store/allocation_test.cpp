@@ -1,0 +1,172 @@
+// Failing memory: each allocation of every exported function in turn. The code is the right one, nothing is lost but what is
+// told to be, nothing leaks (the sanitizer build sees to that), and the next call works.
+#include "tests/store/support.h"
+
+#include "platform/gdi.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local int allocationsLeft = -1; // -1: never fails
+
+bool mayAllocate() {
+    if (allocationsLeft < 0) return true;
+    if (allocationsLeft == 0) return false;
+    --allocationsLeft;
+    return true;
+}
+
+BOOL hook(SIZE_T, void*) { return mayAllocate(); }
+
+} // namespace
+
+// Both sides stand here, so the pairs do match; the compiler sees one of them inlined.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+
+// The engine's own use of operator new fails too; gtest allocates only outside the calls under test.
+void* operator new(size_t size) {
+    if (!mayAllocate()) throw std::bad_alloc();
+    if (void* p = std::malloc(size ? size : 1)) return p;
+    throw std::bad_alloc();
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return mayAllocate() ? std::malloc(size ? size : 1) : nullptr; }
+void* operator new[](size_t size) { return operator new(size); }
+void* operator new[](size_t size, const std::nothrow_t& tag) noexcept { return operator new(size, tag); }
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, size_t) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete[](void* p, size_t) noexcept { std::free(p); }
+
+using namespace kbann;
+using namespace kbann::test;
+
+namespace {
+
+struct Scene {
+    Tree tree;
+    HANNOBJECT note = makeItem(tree.root, ANN_OBJECT_NOTE), box = makeItem(tree.root, ANN_OBJECT_CONTAINER),
+               stamp = makeItem(box, ANN_OBJECT_STAMP), polygon = makeItem(tree.root, ANN_OBJECT_POLYGON),
+               loose = make(ANN_OBJECT_PUSHPIN);
+    KernelBitmap picture{};
+    HGLOBAL saved = nullptr;
+    uint32_t savedSize = 0;
+    HANNOBJECT made = nullptr;
+    std::vector<AnnPoint> points = std::vector<AnnPoint>(50, AnnPoint{3, 4});
+
+    Scene() {
+        K_AnnSetText(note, "a text of a note", 0);
+        K_AnnSetName(note, TRUE, "name", nullptr, -1, 0);
+        K_AnnSetPoints(polygon, points.data(), 50);
+        K_CreateBitmap(&picture, 1, 20, 20, 24, KB_ORDER_BGR, nullptr, 1, 0, 0);
+        K_AnnSetBitmap(stamp, &picture, 0);
+        K_AnnSaveMemory(tree.root, ANN_FMT_NATIVE, FALSE, &saved, &savedSize, nullptr);
+    }
+    ~Scene() {
+        if (annFromHandle(loose)) annFreeTree(annTop(annFromHandle(loose)) == annFromHandle(tree.root) ? annFromHandle(tree.root) : annFromHandle(loose));
+        if (annFromHandle(made)) annFreeTree(annTop(annFromHandle(made)));
+        K_FreeBitmap(&picture);
+        GlobalFree(saved);
+    }
+};
+
+struct Call {
+    const char* name;
+    int (*run)(Scene&);
+    bool drawsOnly = false; // reports nothing: what can't be drawn is absent
+};
+
+const Call calls[] = {
+    {"create", [](Scene& s) { return K_AnnCreate(ANN_OBJECT_PUSHPIN, &s.made); }},
+    {"create automation", [](Scene& s) { return K_AnnCreate(ANN_OBJECT_AUTOMATION, &s.made); }},
+    {"create container",
+     [](Scene& s) {
+         const AnnRect r{0, 0, 9, 9};
+         return K_AnnCreateContainer(nullptr, &r, TRUE, &s.made);
+     }},
+    {"create item",
+     [](Scene& s) {
+         HANNOBJECT item = nullptr;
+         return K_AnnCreateItem(s.tree.root, ANN_OBJECT_RULER, TRUE, &item);
+     }},
+    {"copy", [](Scene& s) { return K_AnnCopy(s.tree.root, &s.made); }},
+    {"insert", [](Scene& s) { return K_AnnInsert(s.box, s.note, FALSE); }},
+    {"group", [](Scene& s) { return K_AnnGroup(s.tree.root, 0, nullptr); }},
+    {"ungroup", [](Scene& s) { return K_AnnUngroup(s.tree.root, 0, nullptr); }},
+    {"text", [](Scene& s) { return K_AnnSetText(s.note, "another text that is long enough", 0); }},
+    {"font", [](Scene& s) { return K_AnnSetFontName(s.note, "DejaVu Sans", 0); }},
+    {"name", [](Scene& s) { return K_AnnSetName(s.note, TRUE, "another name", nullptr, 1, 0); }},
+    {"user", [](Scene& s) { return K_AnnSetUser(s.tree.root, nullptr, "ann", ANN_FLAG_RECURSE); }},
+    {"bitmap", [](Scene& s) { return K_AnnSetBitmap(s.stamp, &s.picture, 0); }},
+    {"transparent", [](Scene& s) { return K_AnnSetTransparentColor(s.stamp, 0, 0); }, true},
+    {"points", [](Scene& s) { return K_AnnSetPoints(s.polygon, s.points.data(), 40); }},
+    {"rect", [](Scene& s) { return K_AnnSetRect(s.note, &record(s.box).annBounds); }},
+    {"rotate", [](Scene& s) { return K_AnnRotate(s.tree.root, 30, nullptr, ANN_FLAG_RECURSE); }},
+    {"save", [](Scene& s) { return K_AnnSaveMemory(s.tree.root, ANN_FMT_NATIVE, FALSE, &s.saved, &s.savedSize, nullptr); }},
+    {"load",
+     [](Scene& s) {
+         const void* bytes = GlobalLock(s.saved);
+         const int code = K_AnnLoadMemory(bytes, s.savedSize, &s.made, nullptr);
+         GlobalUnlock(s.saved);
+         return code;
+     }},
+    {"draw",
+     [](Scene& s) {
+         const HDC dc = K_BitmapDC(&s.picture);
+         if (!dc) return int{ERROR_NO_MEMORY};
+         const int code = K_AnnDraw(dc, nullptr, s.tree.root);
+         K_ReleaseBitmapDC(dc);
+         return code;
+     },
+     true},
+};
+
+TEST(FailingMemory, EachAllocationOfEachFunction) {
+    KbSetAllocationHook(hook, nullptr);
+    for (const Call& call : calls) {
+        SCOPED_TRACE(call.name);
+        bool done = false;
+        for (int n = 0; n < 2000 && !done; ++n) {
+            Scene s;
+            allocationsLeft = n;
+            const int code = call.run(s);
+            done = allocationsLeft > 0; // some were left over: all have been tried
+            allocationsLeft = -1;
+            EXPECT_TRUE(code == SUCCESS || code == ERROR_NO_MEMORY) << "allocation " << n << " gave " << code;
+            if (done) {
+                EXPECT_EQ(code, SUCCESS);
+            }
+            // Whatever failed, the tree is sound and the next call works.
+            HANNOBJECT copy = nullptr;
+            EXPECT_EQ(K_AnnCopy(s.tree.root, &copy), SUCCESS);
+            EXPECT_EQ(K_AnnDestroy(copy, 0), SUCCESS);
+        }
+        EXPECT_TRUE(done);
+    }
+    KbSetAllocationHook(nullptr, nullptr);
+}
+
+// What a failure takes away, and what it leaves.
+TEST(FailingMemory, ToldLosses) {
+    KbSetAllocationHook(hook, nullptr);
+    struct {
+        const char* name;
+        int (*run)(Scene&);
+        bool (*lost)(const Scene&);
+    } rows[] = {{"a text is gone", [](Scene& s) { return K_AnnSetText(s.note, "other", 0); }, [](const Scene& s) { return !record(s.note).pszText; }},
+                {"points are gone", [](Scene& s) { return K_AnnSetPoints(s.polygon, s.points.data(), 40); },
+                 [](const Scene& s) { return record(s.polygon).nPoints() == 0; }}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Scene s;
+        allocationsLeft = 0;
+        const int code = row.run(s);
+        allocationsLeft = -1;
+        EXPECT_EQ(code, ERROR_NO_MEMORY);
+        EXPECT_TRUE(row.lost(s));
+    }
+    KbSetAllocationHook(nullptr, nullptr);
+}
+
+} // namespace
