@@ -17,6 +17,9 @@ test: packages
 	cmake --preset debug
 	ninja -C build/debug -j$(JOBS)
 	ctest --test-dir build/debug -j$(JOBS) --output-on-failure
+	cmake --preset thread
+	ninja -C build/thread -j$(JOBS) test_threads
+	TSAN_OPTIONS=halt_on_error=1 build/thread/bin/test_threads
 
 release:
 	cmake --preset release

@@ -87,7 +87,9 @@ KB_API int K_CopyBitmapRect(KernelBitmap* dst, const KernelBitmap* src, int x, i
 KB_API void K_FreeBitmap(KernelBitmap* b);
 /* Follows a create or copy whose record will be kept: makes sure that nothing in it is borrowed. `keep` is 1. */
 KB_API int K_PrepareOwnedBitmap(KernelBitmap* b, int keep);
-/* A work bitmap like src in order, palette, perspective, resolution and region colour, with another size and depth. Mode 7. */
+/* A work bitmap like src in order, palette, perspective and resolution, with another size and depth; no region. Mode 7. Where
+ * src's sides are swapped it has KB_VIEW_TOP_LEFT, so that w and h are its sides as stored and as viewed. The palette is src's
+ * unless src is deeper. */
 KB_API int K_CreateBitmapLike(KernelBitmap* dst, const KernelBitmap* src, int w, int h, int bits, int mode);
 /* Scales all of src into all of dst, as viewed; nearest pixel (pixel centres), region along with it. */
 KB_API int K_ScaleBitmapInto(const KernelBitmap* src, KernelBitmap* dst);
@@ -106,7 +108,9 @@ KB_API int K_IsGrayscaleBitmap(const KernelBitmap* b);
  * The memory is trusted to be as long as the header says; the Sized form below takes its length. */
 KB_API int K_BitmapFromDIB(KernelBitmap* b, const BITMAPINFO* pHeader, const void* pBits);
 /* Addition: the same from `size` bytes of packed DIB that nobody vouches for. bitsOffset 0: behind the table.
- * ERROR_FILE_READ when the bytes can't be such a DIB, ERROR_FEATURE_NOT_SUPPORTED for compressions not listed. */
+ * ERROR_FILE_READ when the bytes can't be such a DIB, ERROR_FEATURE_NOT_SUPPORTED for compressions not listed,
+ * ERROR_NO_MEMORY for run-length data of more than 2^28 pixels. Bottom-up rows stay so, told by KB_VIEW_BOTTOM_LEFT. 16 bits of
+ * 5-5-5 stay 16 bits, other masks become 24 bits, or 32 with Alpha when there is an alpha mask. */
 KB_API int K_BitmapFromDIBBytes(KernelBitmap* b, const void* pDib, size_t size, size_t bitsOffset);
 /* The same from a memory block, which stays the caller's. */
 KB_API int K_BitmapFromDIBHandle(KernelBitmap* b, HGLOBAL hDib);
@@ -132,10 +136,12 @@ KB_API int K_FlipBitmap(KernelBitmap* b);    /* top to bottom, as viewed */
 KB_API int K_ReverseBitmap(KernelBitmap* b); /* left to right, as viewed */
 /* mode 1: the image grows to hold the turned picture; corners take the colour `fill`. Quarter turns are exact. A region
  * turns along. */
+/* Free angles and shears leave KB_VIEW_TOP_LEFT behind; mirrorings keep the perspective. */
 KB_API int K_RotateBitmap(KernelBitmap* b, int angle, int mode, COLORREF fill);
 /* Sideways shear, |angle| up to 4500: above 0 the top row moves right. Width grows by the integer part of tan x height. */
 KB_API int K_ShearBitmap(KernelBitmap* b, int angle, int mode, COLORREF fill);
-/* A rectangle in stored pixels turned into viewed ones. */
+/* A rectangle in viewed pixels becomes the one that holds the same pixels as stored, sides in order; it isn't cut to the image.
+ * (In all perspectives but 5 and 8 the way back is the same.) Also allowed on a record without pixels. */
 KB_API int K_RectToBitmapView(const KernelBitmap* b, int reserved, RECT* pRect);
 /* Additions: the perspective worked into the pixels (then KB_VIEW_TOP_LEFT); the size as viewed. */
 KB_API int K_NormalizeBitmap(KernelBitmap* b);
@@ -154,7 +160,8 @@ KB_API int K_BitmapHasRgn(const KernelBitmap* b); /* 1 or 0 */
 /* The region becomes all pixels that are NOT of that colour. Mode 6. Also allowed on a record without pixels (no effect). */
 KB_API int K_SetBitmapRgnColor(KernelBitmap* b, COLORREF color, int mode);
 KB_API int K_SetBitmapRgnWhole(KernelBitmap* b, int r1, int r2, int mode);
-/* The region becomes a copy of hRgn shifted by the offset; mode 0 replaces, 1 intersects, 2 adds, 3 subtracts. Null clears. */
+/* The region becomes a copy of hRgn shifted by the offset; mode 0 replaces, 1 intersects, 2 adds, 3 subtracts. Null clears. A
+ * record without a region counts as whole; what lies outside the record's sides is left out. Pixels aren't needed. */
 KB_API int K_SetBitmapRgnHandle(KernelBitmap* b, const POINT* pOffset, HRGN hRgn, int mode);
 KB_API int K_GetBitmapRgnArea(const KernelBitmap* b, uint32_t* pArea); /* pixels in the region */
 

@@ -61,9 +61,10 @@ public:
         hDC = nullptr;
     }
 
-    void text(int x, int y, int size, const char* face, const char* line, int weight = FW_NORMAL, bool italic = false, int tenths = 0) const {
-        const HFONT font = CreateFontA(-size, 0, tenths, tenths, weight, italic, 0, 0, ANSI_CHARSET, OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS,
-                                       DEFAULT_QUALITY, DEFAULT_PITCH, face);
+    void text(int x, int y, int size, const char* face, const char* line, int weight = FW_NORMAL, bool italic = false,
+              int tenths = 0) const {
+        const HFONT font = CreateFontA(-size, 0, tenths, tenths, weight, italic, 0, 0, ANSI_CHARSET, OUT_DEFAULT_PRECIS,
+                                       CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH, face);
         const HGDIOBJ old = SelectObject(hDC, font);
         TextOutA(hDC, x, y, line, static_cast<int>(std::strlen(line)));
         SelectObject(hDC, old);
@@ -90,13 +91,15 @@ public:
 void stroke(const Page& page, const std::vector<POINT>& knots, int width) {
     std::vector<POINT> curve;
     const auto knot = [&knots](std::ptrdiff_t i) {
-        return knots[static_cast<std::size_t>(std::clamp<std::ptrdiff_t>(i, 0, static_cast<std::ptrdiff_t>(knots.size()) - 1))];
+        return knots[static_cast<std::size_t>(
+            std::clamp<std::ptrdiff_t>(i, 0, static_cast<std::ptrdiff_t>(knots.size()) - 1))];
     };
     for (std::ptrdiff_t i = 0; i + 1 < static_cast<std::ptrdiff_t>(knots.size()); ++i) {
         for (int step = 0; step < 12; ++step) {
             const double t = step / 12.0;
             const auto spline = [t](double a, double b, double c, double d) {
-                return 0.5 * (2 * b + (c - a) * t + (2 * a - 5 * b + 4 * c - d) * t * t + (3 * b - a - 3 * c + d) * t * t * t);
+                return 0.5 *
+                       (2 * b + (c - a) * t + (2 * a - 5 * b + 4 * c - d) * t * t + (3 * b - a - 3 * c + d) * t * t * t);
             };
             curve.push_back({static_cast<LONG>(spline(knot(i - 1).x, knot(i).x, knot(i + 1).x, knot(i + 2).x)),
                              static_cast<LONG>(spline(knot(i - 1).y, knot(i).y, knot(i + 1).y, knot(i + 2).y))});
@@ -125,7 +128,8 @@ void wear(const Page& page, int left, int top, int right, int bottom, double sha
     Noise noise(seed);
     const auto specks = static_cast<int>(share * (right - left) * (bottom - top) / 9);
     for (int i = 0; i < specks; ++i) {
-        const auto x = static_cast<int>(left + noise.next() * (right - left)), y = static_cast<int>(top + noise.next() * (bottom - top));
+        const auto x = static_cast<int>(left + noise.next() * (right - left)),
+                   y = static_cast<int>(top + noise.next() * (bottom - top));
         PatBlt(page.hDC, x, y, 1 + static_cast<int>(noise.next() * 4), 1 + static_cast<int>(noise.next() * 3), WHITENESS);
     }
 }
@@ -137,7 +141,9 @@ void rubberStamp(const Page& page, int x, int y) {
                      static_cast<LONG>(y - across * std::sin(turn) + down * std::cos(turn))};
     };
     const auto box = [&](double inset, int width) {
-        page.polyline({place(inset, inset), place(620 - inset, inset), place(620 - inset, 250 - inset), place(inset, 250 - inset), place(inset, inset)}, width);
+        page.polyline({place(inset, inset), place(620 - inset, inset), place(620 - inset, 250 - inset),
+                       place(inset, 250 - inset), place(inset, inset)},
+                      width);
     };
     box(0, 12);
     box(22, 4);
@@ -168,7 +174,8 @@ void drawLetter(const Page& page) {
 
 void drawSampler(const Page& page) {
     page.text(CELL_LEFT, 220, 84, "Liberation Sans", "Specimen sheet", FW_BOLD);
-    page.text(CELL_LEFT, 330, 42, "Liberation Sans", "Every cell is filled by annotations; frames and captions are part of the scan.");
+    page.text(CELL_LEFT, 330, 42, "Liberation Sans",
+              "Every cell is filled by annotations; frames and captions are part of the scan.");
     for (int row = 0; row < CELL_ROWS; ++row) {
         for (int column = 0; column < CELL_COLUMNS; ++column) {
             const int left = CELL_LEFT + column * CELL_WIDTH, top = CELL_TOP + row * CELL_HEIGHT;
@@ -197,7 +204,8 @@ void drawNotes(const Page& page) {
 // Smooth noise: values on a grid, blended.
 double smoothNoise(double x, double y, std::uint32_t seed) {
     const auto value = [seed](int column, int row) {
-        std::uint32_t h = static_cast<std::uint32_t>(column) * 374761393u + static_cast<std::uint32_t>(row) * 668265263u + seed * 2246822519u;
+        std::uint32_t h = static_cast<std::uint32_t>(column) * 374761393u + static_cast<std::uint32_t>(row) * 668265263u +
+                          seed * 2246822519u;
         h = (h ^ h >> 13) * 1274126177u;
         return static_cast<double>((h ^ h >> 16) & 0xFFFF) / 65535;
     };
@@ -205,25 +213,30 @@ double smoothNoise(double x, double y, std::uint32_t seed) {
     const auto blend = [](double t) { return t * t * (3 - 2 * t); };
     const double u = blend(x - left), v = blend(y - top);
     const int column = static_cast<int>(left), row = static_cast<int>(top);
-    return std::lerp(std::lerp(value(column, row), value(column + 1, row), u), std::lerp(value(column, row + 1), value(column + 1, row + 1), u), v);
+    return std::lerp(std::lerp(value(column, row), value(column + 1, row), u),
+                     std::lerp(value(column, row + 1), value(column + 1, row + 1), u), v);
 }
 
 double layeredNoise(double x, double y, std::uint32_t seed, int layers) {
     double sum = 0, share = 0.5;
-    for (int i = 0; i < layers; ++i, share /= 2, x *= 2, y *= 2) sum += share * smoothNoise(x, y, seed + static_cast<std::uint32_t>(i));
+    for (int i = 0; i < layers; ++i, share /= 2, x *= 2, y *= 2)
+        sum += share * smoothNoise(x, y, seed + static_cast<std::uint32_t>(i));
     return sum;
 }
 
 using Color = std::array<double, 3>; // red, green, blue, 0 to 1
 
-Color mix(const Color& a, const Color& b, double t) { return {std::lerp(a[0], b[0], t), std::lerp(a[1], b[1], t), std::lerp(a[2], b[2], t)}; }
+Color mix(const Color& a, const Color& b, double t) {
+    return {std::lerp(a[0], b[0], t), std::lerp(a[1], b[1], t), std::lerp(a[2], b[2], t)};
+}
 
 // An evening sky over a lake between hills.
 Color landscape(double x, double y) {
     constexpr double horizon = 720, sunX = 1130, sunY = 450, width = PHOTO_WIDTH, height = PHOTO_HEIGHT;
     const bool water = y > horizon;
     const double depth = water ? (y - horizon) / (height - horizon) : 0;
-    const double ripple = water ? (smoothNoise(x / (30 + 160 * depth), y / (2 + 14 * depth), 77) - 0.5) * (10 + 60 * depth) : 0;
+    const double ripple =
+        water ? (smoothNoise(x / (30 + 160 * depth), y / (2 + 14 * depth), 77) - 0.5) * (10 + 60 * depth) : 0;
     const double seenY = water ? horizon - (y - horizon) * 1.15 + ripple : y;
     const double seenX = water ? x + ripple * 0.6 : x;
 
@@ -265,7 +278,8 @@ int savePhoto(const std::string& path) {
         for (int x = 0; x < PHOTO_WIDTH; ++x) {
             const Color color = landscape(x, y);
             const double speck = grain.around(0.018);
-            for (std::size_t c = 0; c < 3; ++c) *row++ = static_cast<std::uint8_t>(std::clamp((color[2 - c] + speck) * 255 + 0.5, 0.0, 255.0));
+            for (std::size_t c = 0; c < 3; ++c)
+                *row++ = static_cast<std::uint8_t>(std::clamp((color[2 - c] + speck) * 255 + 0.5, 0.0, 255.0));
         }
     }
     code = K_SaveFile(path.c_str(), &photo, KB_FORMAT_PNG, nullptr);

@@ -10,8 +10,9 @@
 
 #define PI 3.14159265358979323846
 
-static const COLORREF red = 0x002020D0, blue = 0x00B05010, green = 0x00308020, orange = 0x000080F0, violet = 0x00A02880, ink = 0x00602010,
-                      yellow = 0x0060F8FF, paleBlue = 0x00FFE8C0, paleGreen = 0x00C8F0C8, paleRed = 0x00C8C8FF, paleYellow = 0x0098F4FF, cream = 0x00E8F4FA, grey = 0x00808080,
+static const COLORREF red = 0x002020D0, blue = 0x00B05010, green = 0x00308020, orange = 0x000080F0, violet = 0x00A02880,
+                      ink = 0x00602010, yellow = 0x0060F8FF, paleBlue = 0x00FFE8C0, paleGreen = 0x00C8F0C8,
+                      paleRed = 0x00C8C8FF, paleYellow = 0x0098F4FF, cream = 0x00E8F4FA, grey = 0x00808080,
                       white = 0x00FFFFFF, black = 0x00000000;
 
 /* The first failure is kept; calls after it have no effect on the result. */
@@ -66,8 +67,8 @@ static HANNOBJECT font(HANNOBJECT hItem, const char* pszFace, double size, COLOR
     return hItem;
 }
 
-static HANNOBJECT addText(HANNOBJECT hContainer, uint32_t nType, double left, double top, double right, double bottom, const char* pszText,
-                          double size, COLORREF color) {
+static HANNOBJECT addText(HANNOBJECT hContainer, uint32_t nType, double left, double top, double right, double bottom,
+                          const char* pszText, double size, COLORREF color) {
     HANNOBJECT hItem = addRect(hContainer, nType, left, top, right, bottom);
     font(hItem, "Arial", size, color);
     keep(K_AnnSetText(hItem, pszText, 0));
@@ -93,8 +94,8 @@ static AnnRect wordOnLine(int index, const char* pszWord) {
     const char* pszLine = bodyLines[index];
     const char* pszAt = strstr(pszLine, pszWord);
     HDC hDC = GetDC(NULL);
-    HFONT hFont = CreateFontA(-BODY_SIZE, 0, 0, 0, FW_NORMAL, 0, 0, 0, ANSI_CHARSET, OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY,
-                              DEFAULT_PITCH, BODY_FACE);
+    HFONT hFont = CreateFontA(-BODY_SIZE, 0, 0, 0, FW_NORMAL, 0, 0, 0, ANSI_CHARSET, OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS,
+                              DEFAULT_QUALITY, DEFAULT_PITCH, BODY_FACE);
     HGDIOBJ hOld = SelectObject(hDC, hFont);
     if (pszAt && GetTextExtentPoint32A(hDC, pszLine, (int)(pszAt - pszLine), &before) &&
         GetTextExtentPoint32A(hDC, pszWord, (int)strlen(pszWord), &word)) {
@@ -150,12 +151,14 @@ static HANNOBJECT makeLetterTree(void) {
     /* What a reader marks */
     markWord(hRoot, ANN_OBJECT_HILITE, 3, "The north wall stands up to 35 mm out of", 4);
     markWord(hRoot, ANN_OBJECT_HILITE, 4, "plumb and has to be underpinned", 4);
-    keep(K_AnnSetBackColor(markWord(hRoot, ANN_OBJECT_HILITE, 8, "the deposit of ten per cent is due with the order.", 4), 0x00C8FFB0, 0));
+    keep(K_AnnSetBackColor(markWord(hRoot, ANN_OBJECT_HILITE, 8, "the deposit of ten per cent is due with the order.", 4),
+                           0x00C8FFB0, 0));
     markWord(hRoot, ANN_OBJECT_REDACT, 10, "4711 0815 23", 6);
     underline(hRoot, 7, "eleven weeks", blue);
     line(markWord(hRoot, ANN_OBJECT_ELLIPSE, 8, "\243 48,650", 30), red, 7, ANN_LINE_SOLID);
     line(addRect(hRoot, ANN_OBJECT_RECT, MARGIN - 30, 500, MARGIN + 520, 780), green, 5, ANN_LINE_DASH);
-    name(line(addRect(hRoot, ANN_OBJECT_RECT, MARGIN - 30, 840, MARGIN + 470, 926), violet, 5, ANN_LINE_DOT), "answered 20 Nov", 40, 0, -4);
+    name(line(addRect(hRoot, ANN_OBJECT_RECT, MARGIN - 30, 840, MARGIN + 470, 926), violet, 5, ANN_LINE_DOT),
+         "answered 20 Nov", 40, 0, -4);
     checkMark(hRoot, 230, BODY_TOP + 14 * BODY_PITCH + 30, 48, green);
     checkMark(hRoot, 230, BODY_TOP + 15 * BODY_PITCH + 30, 48, green);
 
@@ -163,16 +166,19 @@ static HANNOBJECT makeLetterTree(void) {
     const AnnRect sum = wordOnLine(8, "48,650");
     const double remarkTop = BODY_TOP + 5 * BODY_PITCH + 20, noteTop = 2480;
     line(addLine(hRoot, ANN_OBJECT_POINTER, sum.right - 10, sum.top - 18, 880, remarkTop + 44), red, 7, ANN_LINE_SOLID);
-    HANNOBJECT hRemark = addText(hRoot, ANN_OBJECT_TEXT, 900, remarkTop, 2200, remarkTop + 70, "Compare with the offer of October: 46,200", 56, red);
+    HANNOBJECT hRemark = addText(hRoot, ANN_OBJECT_TEXT, 900, remarkTop, 2200, remarkTop + 70,
+                                 "Compare with the offer of October: 46,200", 56, red);
     keep(K_AnnSetFontItalic(hRemark, TRUE, 0));
 
-    HANNOBJECT hNote = addText(hRoot, ANN_OBJECT_NOTE, 1560, noteTop, 2240, noteTop + 400,
-            "Crane: booked for 10 to 14 March, ask the harbour office for the permit.\r\n\r\nKeys: with Mrs Lindqvist, "
-            "upper floor, from nine to twelve.",
-            48, ink);
+    HANNOBJECT hNote =
+        addText(hRoot, ANN_OBJECT_NOTE, 1560, noteTop, 2240, noteTop + 400,
+                "Crane: booked for 10 to 14 March, ask the harbour office for the permit.\r\n\r\nKeys: with Mrs Lindqvist, "
+                "upper floor, from nine to twelve.",
+                48, ink);
     keep(K_AnnSetBackColor(hNote, paleYellow, 0));
 
-    keep(K_AnnSetFontBold(turn(addText(hRoot, ANN_OBJECT_TEXT, 1650, 2240, 2350, 2320, "checked, see page 2", 62, blue), -9), TRUE, 0));
+    keep(K_AnnSetFontBold(turn(addText(hRoot, ANN_OBJECT_TEXT, 1650, 2240, 2350, 2320, "checked, see page 2", 62, blue), -9),
+                          TRUE, 0));
     HANNOBJECT hStamp = addText(hRoot, ANN_OBJECT_STAMP, 1750, 250, 2290, 400, "APPROVED", 92, red);
     keep(K_AnnSetFontBold(hStamp, TRUE, 0));
     line(hStamp, red, 8, ANN_LINE_SOLID);
@@ -240,10 +246,12 @@ static void samplerLinesAndFills(HANNOBJECT hRoot) {
     } frames[4] = {{ANN_LINE_SOLID, 3}, {ANN_LINE_DASH, 4}, {ANN_LINE_DOT, 6}, {ANN_LINE_DASHDOT, 8}};
     for (int i = 0; i < 4; ++i) line(fillCell(hRoot, ANN_OBJECT_RECT, 0, i), blue, frames[i].width, frames[i].nStyle);
 
-    static const uint32_t patterns[8] = {ANN_FILLPATTERN_BDIAGONAL,  ANN_FILLPATTERN_CROSS,    ANN_FILLPATTERN_DIAGCROSS, ANN_FILLPATTERN_FDIAGONAL,
-                                         ANN_FILLPATTERN_HORIZONTAL, ANN_FILLPATTERN_VERTICAL, ANN_FILLPATTERN_SOLID,     ANN_FILLPATTERN_SOLID};
-    static const uint32_t modes[8] = {ANN_FILLMODE_TRANSPARENT, ANN_FILLMODE_TRANSPARENT, ANN_FILLMODE_TRANSPARENT, ANN_FILLMODE_TRANSPARENT,
-                                      ANN_FILLMODE_TRANSPARENT, ANN_FILLMODE_OPAQUE,      ANN_FILLMODE_OPAQUE,      ANN_FILLMODE_TRANSLUCENT};
+    static const uint32_t patterns[8] = {ANN_FILLPATTERN_BDIAGONAL, ANN_FILLPATTERN_CROSS,      ANN_FILLPATTERN_DIAGCROSS,
+                                         ANN_FILLPATTERN_FDIAGONAL, ANN_FILLPATTERN_HORIZONTAL, ANN_FILLPATTERN_VERTICAL,
+                                         ANN_FILLPATTERN_SOLID,     ANN_FILLPATTERN_SOLID};
+    static const uint32_t modes[8] = {ANN_FILLMODE_TRANSPARENT, ANN_FILLMODE_TRANSPARENT, ANN_FILLMODE_TRANSPARENT,
+                                      ANN_FILLMODE_TRANSPARENT, ANN_FILLMODE_TRANSPARENT, ANN_FILLMODE_OPAQUE,
+                                      ANN_FILLMODE_OPAQUE,      ANN_FILLMODE_TRANSLUCENT};
     const COLORREF lines[8] = {green, green, green, green, violet, violet, violet, violet};
     for (int i = 0; i < 8; ++i) {
         HANNOBJECT hItem = fillCell(hRoot, i < 4 ? ANN_OBJECT_ELLIPSE : ANN_OBJECT_RECT, 1 + i / 4, i % 4);
@@ -270,9 +278,11 @@ static void samplerPoints(HANNOBJECT hRoot) {
         fill(hStar, yellow, ANN_FILLMODE_OPAQUE, ANN_FILLPATTERN_SOLID);
     }
 
-    line(addLine(hRoot, ANN_OBJECT_POINTER, pointers.right - 20, pointers.top + 20, pointers.left + 20, pointers.top + 90), blue, 3, ANN_LINE_SOLID);
-    line(addLine(hRoot, ANN_OBJECT_POINTER, pointers.right - 20, pointers.bottom - 40, pointers.left + 20, pointers.bottom - 10), red, 9,
-         ANN_LINE_SOLID);
+    line(addLine(hRoot, ANN_OBJECT_POINTER, pointers.right - 20, pointers.top + 20, pointers.left + 20, pointers.top + 90),
+         blue, 3, ANN_LINE_SOLID);
+    line(addLine(hRoot, ANN_OBJECT_POINTER, pointers.right - 20, pointers.bottom - 40, pointers.left + 20,
+                 pointers.bottom - 10),
+         red, 9, ANN_LINE_SOLID);
     for (int i = 0; i < 120; ++i) {
         const double t = i / 119.0;
         points[i].x = hand.left + (hand.right - hand.left) * t;
@@ -284,8 +294,10 @@ static void samplerPoints(HANNOBJECT hRoot) {
         const AnnRect r = cell(4, column);
         const double x = (r.left + r.right) / 2, y = (r.top + r.bottom) / 2;
         for (int i = 0; i < 2; ++i) {
-            HANNOBJECT hItem = addRect(hRoot, column == 2 ? ANN_OBJECT_RECT : ANN_OBJECT_ELLIPSE, x - 170, y - 50, x + 170, y + 50);
-            fill(line(hItem, i ? orange : blue, 5, ANN_LINE_SOLID), paleBlue, ANN_FILLMODE_TRANSLUCENT, ANN_FILLPATTERN_SOLID);
+            HANNOBJECT hItem =
+                addRect(hRoot, column == 2 ? ANN_OBJECT_RECT : ANN_OBJECT_ELLIPSE, x - 170, y - 50, x + 170, y + 50);
+            fill(line(hItem, i ? orange : blue, 5, ANN_LINE_SOLID), paleBlue, ANN_FILLMODE_TRANSLUCENT,
+                 ANN_FILLPATTERN_SOLID);
             turn(hItem, i ? 24 : -24);
         }
     }
@@ -294,10 +306,12 @@ static void samplerPoints(HANNOBJECT hRoot) {
 static void samplerTexts(HANNOBJECT hRoot) {
     const AnnRect plain = cell(5, 0), turned = cell(5, 1), wrapped = cell(5, 2), note = cell(5, 3);
     addText(hRoot, ANN_OBJECT_TEXT, plain.left, plain.top, plain.right, plain.top + 60, "Plain, 44 units", 44, black);
-    HANNOBJECT hBold = addText(hRoot, ANN_OBJECT_TEXT, plain.left, plain.top + 74, plain.right, plain.top + 140, "Bold and underlined", 44, blue);
+    HANNOBJECT hBold = addText(hRoot, ANN_OBJECT_TEXT, plain.left, plain.top + 74, plain.right, plain.top + 140,
+                               "Bold and underlined", 44, blue);
     keep(K_AnnSetFontBold(hBold, TRUE, 0));
     keep(K_AnnSetFontUnderline(hBold, TRUE, 0));
-    HANNOBJECT hSerif = addText(hRoot, ANN_OBJECT_TEXT, plain.left, plain.top + 150, plain.right, plain.bottom, "Slanted, with serifs", 44, green);
+    HANNOBJECT hSerif = addText(hRoot, ANN_OBJECT_TEXT, plain.left, plain.top + 150, plain.right, plain.bottom,
+                                "Slanted, with serifs", 44, green);
     keep(K_AnnSetFontName(hSerif, "Times New Roman", 0));
     keep(K_AnnSetFontItalic(hSerif, TRUE, 0));
 
@@ -307,8 +321,8 @@ static void samplerTexts(HANNOBJECT hRoot) {
     turn(addText(hRoot, ANN_OBJECT_TEXT, x - 120, y - 30, x + 120, y + 26, "upright", 48, grey), -90);
     addText(hRoot, ANN_OBJECT_TEXT, wrapped.left, wrapped.top, wrapped.right, wrapped.bottom,
             "A longer text is broken into lines where a word doesn't fit any more.\r\nLine feeds break it too.", 40, ink);
-    addText(hRoot, ANN_OBJECT_NOTE, note.left + 20, note.top, note.right - 20, note.bottom, "A note has its own ground, yellow unless told otherwise.", 42,
-            ink);
+    addText(hRoot, ANN_OBJECT_NOTE, note.left + 20, note.top, note.right - 20, note.bottom,
+            "A note has its own ground, yellow unless told otherwise.", 42, ink);
 }
 
 static void samplerMixing(HANNOBJECT hRoot) {
@@ -316,13 +330,15 @@ static void samplerMixing(HANNOBJECT hRoot) {
         const AnnRect r = cell(6, i);
         const COLORREF colors[3] = {0x006060FF, 0x0060E060, 0x00FF8060};
         for (int k = 0; k < 3; ++k) {
-            HANNOBJECT hDisc = addRect(hRoot, ANN_OBJECT_ELLIPSE, r.left + 20 + k * 110, r.top + (k % 2) * 40, r.left + 210 + k * 110, r.top + 190 + (k % 2) * 40);
+            HANNOBJECT hDisc = addRect(hRoot, ANN_OBJECT_ELLIPSE, r.left + 20 + k * 110, r.top + (k % 2) * 40,
+                                       r.left + 210 + k * 110, r.top + 190 + (k % 2) * 40);
             fill(line(hDisc, colors[k], 1, ANN_LINE_SOLID), colors[k], ANN_FILLMODE_OPAQUE, ANN_FILLPATTERN_SOLID);
             keep(K_AnnSetROP2(hDisc, (uint32_t)i, 0));
         }
     }
     const AnnRect marks = cell(6, 3);
-    addText(hRoot, ANN_OBJECT_TEXT, marks.left, marks.top + 10, marks.right, marks.top + 80, "seen through colour", 46, black);
+    addText(hRoot, ANN_OBJECT_TEXT, marks.left, marks.top + 10, marks.right, marks.top + 80, "seen through colour", 46,
+            black);
     addRect(hRoot, ANN_OBJECT_HILITE, marks.left, marks.top + 8, marks.left + 300, marks.top + 72);
     addText(hRoot, ANN_OBJECT_TEXT, marks.left, marks.top + 130, marks.right, marks.top + 200, "hidden for good", 46, black);
     addRect(hRoot, ANN_OBJECT_REDACT, marks.left, marks.top + 128, marks.left + 220, marks.top + 192);
@@ -330,22 +346,28 @@ static void samplerMixing(HANNOBJECT hRoot) {
 
 static void samplerOthers(HANNOBJECT hRoot) {
     const AnnRect button = cell(7, 0), group = cell(7, 1), names = cell(7, 2), widths = cell(7, 3);
-    addText(hRoot, ANN_OBJECT_BUTTON, button.left + 20, button.top, button.left + 300, button.top + 84, "Continue", 42, black);
-    HANNOBJECT hSecond = addText(hRoot, ANN_OBJECT_BUTTON, button.left + 130, button.top + 120, button.right - 20, button.bottom, "Back to the plan", 42, blue);
+    addText(hRoot, ANN_OBJECT_BUTTON, button.left + 20, button.top, button.left + 300, button.top + 84, "Continue", 42,
+            black);
+    HANNOBJECT hSecond = addText(hRoot, ANN_OBJECT_BUTTON, button.left + 130, button.top + 120, button.right - 20,
+                                 button.bottom, "Back to the plan", 42, blue);
     keep(K_AnnSetFontItalic(hSecond, TRUE, 0));
 
     HANNOBJECT hOuter = addRect(hRoot, ANN_OBJECT_CONTAINER, group.left, group.top, group.right, group.bottom);
     line(hOuter, grey, 4, ANN_LINE_DASH);
-    line(fill(addRect(hOuter, ANN_OBJECT_ELLIPSE, 20, 20, 180, 130), paleBlue, ANN_FILLMODE_OPAQUE, ANN_FILLPATTERN_SOLID), blue, 4, ANN_LINE_SOLID);
+    line(fill(addRect(hOuter, ANN_OBJECT_ELLIPSE, 20, 20, 180, 130), paleBlue, ANN_FILLMODE_OPAQUE, ANN_FILLPATTERN_SOLID),
+         blue, 4, ANN_LINE_SOLID);
     HANNOBJECT hInner = addRect(hOuter, ANN_OBJECT_CONTAINER, 200, 60, 430, 220);
     line(hInner, grey, 3, ANN_LINE_DOT);
     keep(K_AnnSetGrouping(hInner, TRUE, 0));
     line(addRect(hInner, ANN_OBJECT_RECT, 20, 20, 140, 100), red, 5, ANN_LINE_SOLID);
     line(addRect(hInner, ANN_OBJECT_RECT, 90, 60, 210, 140), orange, 5, ANN_LINE_SOLID);
 
-    HANNOBJECT hNamed = line(addRect(hRoot, ANN_OBJECT_RECT, names.left + 10, names.top + 60, names.left + 190, names.bottom - 10), blue, 4, ANN_LINE_SOLID);
+    HANNOBJECT hNamed =
+        line(addRect(hRoot, ANN_OBJECT_RECT, names.left + 10, names.top + 60, names.left + 190, names.bottom - 10), blue, 4,
+             ANN_LINE_SOLID);
     name(hNamed, "above", 40, 0, 0);
-    hNamed = line(addRect(hRoot, ANN_OBJECT_ELLIPSE, names.left + 240, names.top + 60, names.right - 10, names.bottom - 10), violet, 4, ANN_LINE_SOLID);
+    hNamed = line(addRect(hRoot, ANN_OBJECT_ELLIPSE, names.left + 240, names.top + 60, names.right - 10, names.bottom - 10),
+                  violet, 4, ANN_LINE_SOLID);
     name(hNamed, "moved", 40, 46, 118);
 
     static const double steps[6] = {0, 2, 5, 10, 18, 28};
@@ -379,7 +401,8 @@ static HANNOBJECT makePhotoTree(void) {
     HANNOBJECT hBay = line(addPoints(hRoot, ANN_OBJECT_POLYGON, bay, 5), ink, 4, ANN_LINE_SOLID);
     fill(hBay, 0x00FFFF00, ANN_FILLMODE_TRANSLUCENT, ANN_FILLPATTERN_SOLID);
     name(hBay, "moorings", 36, 20, -6);
-    HANNOBJECT hNote = addText(hRoot, ANN_OBJECT_NOTE, 1180, 860, 1540, 1090, "Low water line as of March. The slipway ends to the left of the dark patch.", 38, ink);
+    HANNOBJECT hNote = addText(hRoot, ANN_OBJECT_NOTE, 1180, 860, 1540, 1090,
+                               "Low water line as of March. The slipway ends to the left of the dark patch.", 38, ink);
     keep(K_AnnSetBackColor(hNote, paleYellow, 0));
     turn(line(addRect(hRoot, ANN_OBJECT_RECT, 820, 860, 1080, 1010), 0x0080FF80, 5, ANN_LINE_DASHDOT), 14);
     return hRoot;

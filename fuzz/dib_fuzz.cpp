@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Sides come first in the header; huge ones, which need run-length data, only cost time here.
     int32_t sides[2];
     std::memcpy(sides, data + 4, sizeof sides);
-    if (data[0] != 12 && std::abs(static_cast<int64_t>(sides[0])) * std::abs(static_cast<int64_t>(sides[1])) > 1 << 22) return 0;
+    if (data[0] != 12 && std::abs(static_cast<int64_t>(sides[0])) * std::abs(static_cast<int64_t>(sides[1])) > 1 << 16)
+        return 0;
     KernelBitmap b{};
     const int result = K_BitmapFromDIBBytes(&b, data, size, data[size - 1] & 1 ? 0 : data[size - 2]);
     if (result != SUCCESS) {

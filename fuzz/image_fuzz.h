@@ -24,7 +24,7 @@ inline void useImage(KernelBitmap& b) {
 
 // Loads the pages of a file in memory, at most a few; gives whether the first one was an image.
 inline bool loadPages(const uint8_t* data, size_t size, int format) {
-    K_SetPixelLimit(1 << 20);
+    K_SetPixelLimit(1 << 16); // larger ones find nothing new and cost time
     if (K_RecognizeFormat(data, size) != format) return false;
     KernelFileInfo info{};
     K_MemoryFileInfo(data, &info, size, 0, 0);

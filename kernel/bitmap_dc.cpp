@@ -38,8 +38,8 @@ bool drawsDirectly(const KernelBitmap& b) {
 
 HDC contextOver(KernelBitmap& b) {
     const bool bottomUp = b.ViewPerspective == KB_VIEW_BOTTOM_LEFT;
-    HDC hDC = KbCreateSurfaceDC(ownRowOf(b, bottomUp ? b.Height - 1 : 0), b.Width, b.Height, bottomUp ? -b.BytesPerLine : b.BytesPerLine,
-                                b.BitsPerPixel, b.pPalette, b.nColors);
+    HDC hDC = KbCreateSurfaceDC(ownRowOf(b, bottomUp ? b.Height - 1 : 0), b.Width, b.Height,
+                                bottomUp ? -b.BytesPerLine : b.BytesPerLine, b.BitsPerPixel, b.pPalette, b.nColors);
     if (hDC && b.XResolution > 0 && b.YResolution > 0) {
         KbSetSurfaceDpi(hDC, std::min(b.XResolution, 32767), std::min(b.YResolution, 32767));
     }
@@ -50,7 +50,8 @@ int makeShadow(OpenContext& context, const KernelBitmap& b) {
     OwnedBitmap viewed;
     if (const int result = copyAsViewed(&viewed.record, b); result != SUCCESS) return result;
     KernelBitmap& shadow = context.shadow.record;
-    if (const int result = K_ChangeBitmapDepth(&viewed.record, &shadow, 24, 0, 0, 0, 0, 0, 0); result != SUCCESS) return result;
+    if (const int result = K_ChangeBitmapDepth(&viewed.record, &shadow, 24, 0, 0, 0, 0, 0, 0); result != SUCCESS)
+        return result;
     if (shadow.Order == KB_ORDER_RGB) {
         OwnedBitmap swapped;
         if (const int result = copyAsDib(&swapped.record, shadow); result != SUCCESS) return result;
@@ -73,7 +74,8 @@ void writeBack(const OpenContext& context) {
             for (int32_t x = 0; x < shadow.Width; ++x) {
                 const uint32_t color = PixelAccess<24>::get(now, x);
                 if (color == PixelAccess<24>::get(before, x)) continue;
-                const int32_t across = view.flipsX ? shadow.Width - 1 - x : x, down = view.flipsY ? shadow.Height - 1 - y : y;
+                const int32_t across = view.flipsX ? shadow.Width - 1 - x : x,
+                              down = view.flipsY ? shadow.Height - 1 - y : y;
                 const int32_t row = view.swapsSides ? across : down, column = view.swapsSides ? down : across;
                 pixel.put(ownRowOf(b, row), column, valueOfColor(b, 0xFF000000u | color));
             }
@@ -98,7 +100,9 @@ HDC K_BitmapDC(KernelBitmap* b) {
         if (!context->hDC) return nullptr;
         contexts.list.push_back(std::move(context));
         return contexts.list.back()->hDC;
-    } catch (const std::bad_alloc&) { return nullptr; }
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 int K_ReleaseBitmapDC(HDC hDC) {
@@ -106,7 +110,8 @@ int K_ReleaseBitmapDC(HDC hDC) {
     {
         OpenContexts& contexts = openContexts();
         const std::lock_guard lock(contexts.mutex);
-        const auto found = std::find_if(contexts.list.begin(), contexts.list.end(), [hDC](const auto& c) { return c->hDC == hDC; });
+        const auto found =
+            std::find_if(contexts.list.begin(), contexts.list.end(), [hDC](const auto& c) { return c->hDC == hDC; });
         if (!hDC || found == contexts.list.end()) return ERROR_INV_PARAMETER;
         context = std::move(*found);
         contexts.list.erase(found);

@@ -28,7 +28,8 @@ uint32_t fillGreyRamp(int bits, RGBQUAD* out) noexcept {
 }
 
 int makeImage(KernelBitmap* b, const ImageShape& shape) noexcept {
-    if (shape.width < 1 || shape.width > maxBitmapSide || shape.height < 1 || shape.height > maxBitmapSide) return ERROR_INV_PARAMETER;
+    if (shape.width < 1 || shape.width > maxBitmapSide || shape.height < 1 || shape.height > maxBitmapSide)
+        return ERROR_INV_PARAMETER;
     if (!isPixelDepth(shape.bits) || (shape.bits == 12 && shape.order != KB_ORDER_GREY)) return ERROR_INV_PARAMETER;
     const int32_t stride = bytesPerRow(shape.width, shape.bits);
     KernelPixels* pixels = allocatePixels(static_cast<size_t>(stride) * static_cast<size_t>(shape.height), shape.zeroed);
@@ -56,8 +57,13 @@ int makeImage(KernelBitmap* b, const ImageShape& shape) noexcept {
 }
 
 int makeImageLike(KernelBitmap* b, const KernelBitmap& like, int32_t width, int32_t height) noexcept {
-    const int result = makeImage(b, {.width = width, .height = height, .bits = like.BitsPerPixel, .order = like.Order,
-                                     .palette = like.pPalette, .colors = like.nColors, .perspective = like.ViewPerspective,
+    const int result = makeImage(b, {.width = width,
+                                     .height = height,
+                                     .bits = like.BitsPerPixel,
+                                     .order = like.Order,
+                                     .palette = like.pPalette,
+                                     .colors = like.nColors,
+                                     .perspective = like.ViewPerspective,
                                      .zeroed = false});
     if (result != SUCCESS) return result;
     b->XResolution = like.XResolution;
@@ -104,8 +110,13 @@ int K_CreateBitmap(KernelBitmap* b, int type, int width, int height, int bits, i
     if (order < KB_ORDER_RGB || order > KB_ORDER_GREY) return ERROR_INV_PARAMETER;
     if (perspective < KB_VIEW_TOP_LEFT || perspective > KB_VIEW_LEFT_BOTTOM) return ERROR_INV_PARAMETER;
     if (!isPixelDepth(bits)) return ERROR_INV_PARAMETER;
-    return makeImage(b, {.width = width, .height = height, .bits = bits, .order = order, .palette = pPalette,
-                         .colors = bits <= 8 ? 1u << bits : 0, .perspective = perspective});
+    return makeImage(b, {.width = width,
+                         .height = height,
+                         .bits = bits,
+                         .order = order,
+                         .palette = pPalette,
+                         .colors = bits <= 8 ? 1u << bits : 0,
+                         .perspective = perspective});
 }
 
 int K_CopyBitmap(KernelBitmap* dst, const KernelBitmap* src) {
@@ -151,13 +162,15 @@ int K_CopyBitmapRect(KernelBitmap* dst, const KernelBitmap* src, int x, int y, i
                 clearPadding(part.record, to);
             } else {
                 std::memset(to, 0, static_cast<size_t>(part.record.BytesPerLine));
-                for (int32_t column = 0; column < part.record.Width; ++column) pixel.put(to, column, pixel.get(from, left + column));
+                for (int32_t column = 0; column < part.record.Width; ++column)
+                    pixel.put(to, column, pixel.get(from, left + column));
             }
         }
     });
     if (src->hRegion) {
         part.record.hRegion = CreateRectRgn(left, top, left + part.record.Width, top + part.record.Height);
-        if (!part.record.hRegion || CombineRgn(part.record.hRegion, part.record.hRegion, src->hRegion, RGN_AND) == RGN_ERROR ||
+        if (!part.record.hRegion ||
+            CombineRgn(part.record.hRegion, part.record.hRegion, src->hRegion, RGN_AND) == RGN_ERROR ||
             OffsetRgn(part.record.hRegion, -left, -top) == RGN_ERROR) {
             return ERROR_NO_MEMORY;
         }
@@ -194,9 +207,14 @@ int K_CreateBitmapLike(KernelBitmap* dst, const KernelBitmap* src, int w, int h,
     if (const int result = checkImage(src); result != SUCCESS) return result;
     const bool swaps = perspectiveOf(*src).swapsSides;
     const bool ownPalette = bits <= 8 && src->BitsPerPixel <= bits && src->pPalette;
-    const int result = makeImage(dst, {.width = w, .height = h, .bits = bits, .order = bits == 12 ? KB_ORDER_GREY : src->Order,
-                                       .palette = ownPalette ? src->pPalette : nullptr, .colors = ownPalette ? src->nColors : 0,
-                                       .perspective = swaps || !src->ViewPerspective ? KB_VIEW_TOP_LEFT : src->ViewPerspective});
+    const int result =
+        makeImage(dst, {.width = w,
+                        .height = h,
+                        .bits = bits,
+                        .order = bits == 12 ? KB_ORDER_GREY : src->Order,
+                        .palette = ownPalette ? src->pPalette : nullptr,
+                        .colors = ownPalette ? src->nColors : 0,
+                        .perspective = swaps || !src->ViewPerspective ? KB_VIEW_TOP_LEFT : src->ViewPerspective});
     if (result != SUCCESS) return result;
     dst->XResolution = src->XResolution;
     dst->YResolution = src->YResolution;

@@ -31,7 +31,9 @@ template <class IsIn> HRGN regionOfPixels(const KernelBitmap& b, IsIn&& isIn) no
             }
         });
         return builder.make();
-    } catch (const std::bad_alloc&) { return nullptr; }
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 void setRegion(KernelBitmap* b, HRGN region) {
@@ -42,12 +44,27 @@ void setRegion(KernelBitmap* b, HRGN region) {
 } // namespace
 
 HRGN maskToRegion(const KernelBitmap& mask) noexcept {
-    return regionOfPixels(mask, [](uint32_t value) { return value != 0; });
+    try {
+        RegionBuilder builder;
+        for (int32_t y = 0; y < mask.Height; ++y) {
+            const uint8_t* row = rowOf(mask, y);
+            for (int32_t x = findBit(row, 0, mask.Width, true); x < mask.Width;) {
+                const int32_t end = findBit(row, x, mask.Width, false);
+                builder.addRun(x, end);
+                x = findBit(row, end, mask.Width, true);
+            }
+            builder.endRow(y);
+        }
+        return builder.make();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 int regionToMask(const KernelBitmap& b, KernelBitmap* mask) noexcept {
     OwnedBitmap made;
-    if (const int result = makeImage(&made.record, {.width = b.Width, .height = b.Height, .bits = 1}); result != SUCCESS) return result;
+    if (const int result = makeImage(&made.record, {.width = b.Width, .height = b.Height, .bits = 1}); result != SUCCESS)
+        return result;
     made.record.ViewPerspective = b.ViewPerspective;
     const DWORD bytes = GetRegionData(b.hRegion, 0, nullptr);
     if (bytes < sizeof(RGNDATAHEADER)) return ERROR_NO_MEMORY;
@@ -67,7 +84,9 @@ int regionToMask(const KernelBitmap& b, KernelBitmap* mask) noexcept {
                 for (; x < right; ++x) PixelAccess<1>::put(row, x, 1);
             }
         }
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
     made.moveTo(mask);
     return SUCCESS;
 }
@@ -127,8 +146,10 @@ int K_SetBitmapRgnHandle(KernelBitmap* b, const POINT* pOffset, HRGN hRgn, int m
                 CombineRgn(shifted, shifted, made, RGN_AND) != RGN_ERROR;
     static constexpr std::array<int, 4> operations{RGN_COPY, RGN_AND, RGN_OR, RGN_DIFF};
     const int operation = operations[static_cast<size_t>(mode)];
-    if (operation == RGN_COPY) fits = fits && CombineRgn(made, shifted, nullptr, RGN_COPY) != RGN_ERROR;
-    else fits = fits && CombineRgn(made, b->hRegion ? b->hRegion : made, shifted, operation) != RGN_ERROR;
+    if (operation == RGN_COPY)
+        fits = fits && CombineRgn(made, shifted, nullptr, RGN_COPY) != RGN_ERROR;
+    else
+        fits = fits && CombineRgn(made, b->hRegion ? b->hRegion : made, shifted, operation) != RGN_ERROR;
     if (shifted) DeleteObject(shifted);
     if (!fits) {
         if (made) DeleteObject(made);

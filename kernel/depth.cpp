@@ -12,8 +12,9 @@ using namespace kb;
 
 namespace {
 
-constexpr auto systemColors = std::to_array<uint32_t>({0x000000, 0x800000, 0x008000, 0x808000, 0x000080, 0x800080, 0x008080, 0xC0C0C0,
-                                                        0x808080, 0xFF0000, 0x00FF00, 0xFFFF00, 0x0000FF, 0xFF00FF, 0x00FFFF, 0xFFFFFF});
+constexpr auto systemColors =
+    std::to_array<uint32_t>({0x000000, 0x800000, 0x008000, 0x808000, 0x000080, 0x800080, 0x008080, 0xC0C0C0, 0x808080,
+                             0xFF0000, 0x00FF00, 0xFFFF00, 0x0000FF, 0xFF00FF, 0x00FFFF, 0xFFFFFF});
 
 using Palette = std::vector<RGBQUAD>;
 
@@ -148,8 +149,13 @@ int toIndexed(const KernelBitmap& src, KernelBitmap* out, int bits, bool diffuse
     const bool greyPalette = std::all_of(palette.begin(), palette.end(),
                                          [](RGBQUAD q) { return q.rgbRed == q.rgbGreen && q.rgbGreen == q.rgbBlue; });
     const int order = greyPalette ? KB_ORDER_GREY : src.Order == KB_ORDER_GREY ? KB_ORDER_BGR : src.Order;
-    const int result = makeImage(out, {.width = src.Width, .height = src.Height, .bits = bits, .order = order, .palette = palette.data(),
-                                       .colors = static_cast<uint32_t>(palette.size()), .perspective = src.ViewPerspective});
+    const int result = makeImage(out, {.width = src.Width,
+                                       .height = src.Height,
+                                       .bits = bits,
+                                       .order = order,
+                                       .palette = palette.data(),
+                                       .colors = static_cast<uint32_t>(palette.size()),
+                                       .perspective = src.ViewPerspective});
     if (result != SUCCESS) return result;
     const ColorReader reader(src);
     if (bits == 1 && diffused) {
@@ -158,9 +164,12 @@ int toIndexed(const KernelBitmap& src, KernelBitmap* out, int bits, bool diffuse
         std::array<uint32_t, 256> table{};
         for (uint32_t i = 0; i < table.size(); ++i) {
             const uint32_t color = reader(i);
-            if (bits == 1) table[i] = luma(color) >= 128;
-            else if (src.BitsPerPixel <= bits) table[i] = i;
-            else table[i] = nearestIndex(palette.data(), static_cast<uint32_t>(palette.size()), color);
+            if (bits == 1)
+                table[i] = luma(color) >= 128;
+            else if (src.BitsPerPixel <= bits)
+                table[i] = i;
+            else
+                table[i] = nearestIndex(palette.data(), static_cast<uint32_t>(palette.size()), color);
         }
         mapValues(src, *out, [&](uint32_t value) { return table[value]; });
     } else if (bits == 1) {
@@ -176,8 +185,8 @@ int toDirect(const KernelBitmap& src, KernelBitmap* out, int bits) {
     const bool grey = K_IsGrayscaleBitmap(&src) != 0;
     int order = src.Order == KB_ORDER_GREY ? KB_ORDER_BGR : src.Order;
     if (bits == 12 || (bits == 16 && grey)) order = KB_ORDER_GREY;
-    const int result = makeImage(out, {.width = src.Width, .height = src.Height, .bits = bits, .order = order,
-                                       .perspective = src.ViewPerspective});
+    const int result = makeImage(
+        out, {.width = src.Width, .height = src.Height, .bits = bits, .order = order, .perspective = src.ViewPerspective});
     if (result != SUCCESS) return result;
     const ColorReader reader(src);
     const ColorLayout layout = colorLayout(*out);
@@ -197,8 +206,8 @@ int toDirect(const KernelBitmap& src, KernelBitmap* out, int bits) {
 
 } // namespace
 
-extern "C" int K_ChangeBitmapDepth(const KernelBitmap* src, KernelBitmap* dst, int bits, int mode, int r1, int r2, int r3, int r4,
-                                   int r5) {
+extern "C" int K_ChangeBitmapDepth(const KernelBitmap* src, KernelBitmap* dst, int bits, int mode, int r1, int r2, int r3,
+                                   int r4, int r5) {
     if (!dst || !isPixelDepth(bits) || mode < 0 || mode > 1 || r1 || r2 || r3 || r4 || r5) return ERROR_INV_PARAMETER;
     if (const int result = src == dst ? checkOwnImage(src) : checkImage(src); result != SUCCESS) return result;
     if (bits == src->BitsPerPixel) return src == dst ? SUCCESS : K_CopyBitmap(dst, src);
@@ -206,7 +215,9 @@ extern "C" int K_ChangeBitmapDepth(const KernelBitmap* src, KernelBitmap* dst, i
     try {
         const int result = bits <= 8 ? toIndexed(*src, &made.record, bits, mode == 1) : toDirect(*src, &made.record, bits);
         if (result != SUCCESS) return result;
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
     made.record.XResolution = src->XResolution;
     made.record.YResolution = src->YResolution;
     if (src == dst) {
@@ -215,7 +226,8 @@ extern "C" int K_ChangeBitmapDepth(const KernelBitmap* src, KernelBitmap* dst, i
     }
     if (src->hRegion) {
         made.record.hRegion = CreateRectRgn(0, 0, 0, 0);
-        if (!made.record.hRegion || CombineRgn(made.record.hRegion, src->hRegion, nullptr, RGN_COPY) == RGN_ERROR) return ERROR_NO_MEMORY;
+        if (!made.record.hRegion || CombineRgn(made.record.hRegion, src->hRegion, nullptr, RGN_COPY) == RGN_ERROR)
+            return ERROR_NO_MEMORY;
     }
     made.moveTo(dst);
     return SUCCESS;

@@ -14,7 +14,8 @@ using namespace kb;
 namespace {
 
 constexpr uint32_t coreHeaderSize = 12;
-constexpr uint32_t rgbCompression = 0, rle8Compression = 1, rle4Compression = 2, bitFieldsCompression = 3, alphaFieldsCompression = 6;
+constexpr uint32_t rgbCompression = 0, rle8Compression = 1, rle4Compression = 2, bitFieldsCompression = 3,
+                   alphaFieldsCompression = 6;
 
 // Run-length data can claim any size: more pixels than this are refused before memory is asked for.
 constexpr int64_t maxRunLengthPixels = int64_t{1} << 28;
@@ -22,7 +23,9 @@ constexpr int64_t maxRunLengthPixels = int64_t{1} << 28;
 uint32_t word(const uint8_t* p) { return p[0] | static_cast<uint32_t>(p[1]) << 8; }
 uint32_t dword(const uint8_t* p) { return word(p) | word(p + 2) << 16; }
 
-struct Masks { uint32_t red, green, blue, alpha; };
+struct Masks {
+    uint32_t red, green, blue, alpha;
+};
 
 struct DibHeader {
     int32_t width = 0, height = 0;
@@ -43,7 +46,8 @@ int parseHeader(const uint8_t* dib, size_t size, DibHeader* out) {
     DibHeader h;
     if (size < 4) return ERROR_FILE_READ;
     const uint32_t headerSize = dword(dib);
-    if (headerSize != 12 && headerSize != 40 && headerSize != 52 && headerSize != 56 && headerSize != 108 && headerSize != 124) {
+    if (headerSize != 12 && headerSize != 40 && headerSize != 52 && headerSize != 56 && headerSize != 108 &&
+        headerSize != 124) {
         return ERROR_FILE_READ;
     }
     if (size < headerSize) return ERROR_FILE_READ;
@@ -75,9 +79,7 @@ int parseHeader(const uint8_t* dib, size_t size, DibHeader* out) {
     if (!knownDepth) return h.bits == 2 || h.bits == 64 ? ERROR_FEATURE_NOT_SUPPORTED : ERROR_FILE_READ;
     h.end = headerSize;
     switch (h.compression) {
-    case rgbCompression:
-        h.masks = h.bits == 16 ? Masks{0x7C00, 0x3E0, 0x1F, 0} : Masks{0xFF0000, 0xFF00, 0xFF, 0};
-        break;
+    case rgbCompression: h.masks = h.bits == 16 ? Masks{0x7C00, 0x3E0, 0x1F, 0} : Masks{0xFF0000, 0xFF00, 0xFF, 0}; break;
     case rle8Compression:
     case rle4Compression:
         if (h.bits != (h.compression == rle8Compression ? 8 : 4) || h.topDown) return ERROR_FILE_READ;
@@ -115,8 +117,10 @@ int decodeRuns(const uint8_t* data, size_t size, bool fourBits, KernelBitmap& b)
     const auto put = [&](uint32_t value) {
         if (x < b.Width && y < b.Height) {
             uint8_t* row = ownRowOf(b, static_cast<int32_t>(y));
-            if (fourBits) PixelAccess<4>::put(row, static_cast<int32_t>(x), value);
-            else PixelAccess<8>::put(row, static_cast<int32_t>(x), value);
+            if (fourBits)
+                PixelAccess<4>::put(row, static_cast<int32_t>(x), value);
+            else
+                PixelAccess<8>::put(row, static_cast<int32_t>(x), value);
         }
         ++x;
     };
@@ -178,17 +182,24 @@ int readDib(KernelBitmap* b, const uint8_t* dib, const DibHeader& h, const uint8
         palette[i] = {entry[0], entry[1], entry[2], 0};
     }
     const Masks& m = h.masks;
-    const bool plain32 = h.bits == 32 && m.red == 0xFF0000 && m.green == 0xFF00 && m.blue == 0xFF && (!m.alpha || m.alpha == 0xFF000000);
+    const bool plain32 =
+        h.bits == 32 && m.red == 0xFF0000 && m.green == 0xFF00 && m.blue == 0xFF && (!m.alpha || m.alpha == 0xFF000000);
     const bool plain16 = h.bits == 16 && m.red == 0x7C00 && m.green == 0x3E0 && m.blue == 0x1F && !m.alpha;
     const bool direct = (h.bits != 16 && h.bits != 32) || plain16 || plain32;
     const Channel red(m.red), green(m.green), blue(m.blue), alpha(m.alpha);
-    if (!direct && !(red.isContiguous() && green.isContiguous() && blue.isContiguous() && alpha.isContiguous())) return ERROR_FILE_READ;
+    if (!direct && !(red.isContiguous() && green.isContiguous() && blue.isContiguous() && alpha.isContiguous()))
+        return ERROR_FILE_READ;
     const int madeBits = direct ? h.bits : m.alpha ? 32 : 24;
 
     OwnedBitmap made;
     const int perspective = h.topDown ? KB_VIEW_TOP_LEFT : KB_VIEW_BOTTOM_LEFT;
-    int result = makeImage(&made.record, {.width = h.width, .height = h.height, .bits = madeBits, .palette = palette, .colors = h.colors,
-                                          .perspective = perspective, .zeroed = runs || !direct});
+    int result = makeImage(&made.record, {.width = h.width,
+                                          .height = h.height,
+                                          .bits = madeBits,
+                                          .palette = palette,
+                                          .colors = h.colors,
+                                          .perspective = perspective,
+                                          .zeroed = runs || !direct});
     if (result != SUCCESS) return result == ERROR_INV_PARAMETER ? ERROR_FILE_READ : result;
     made.record.XResolution = dotsPerInch(h.xPelsPerMeter);
     made.record.YResolution = dotsPerInch(h.yPelsPerMeter);

@@ -13,7 +13,8 @@ int copyAsDib(KernelBitmap* out, const KernelBitmap& b) noexcept {
     const KernelBitmap& from = upright.record;
     if (from.BitsPerPixel == 12 || from.BitsPerPixel == 16) {
         const int bits = from.Order == KB_ORDER_GREY ? 8 : 24;
-        if (const int result = K_ChangeBitmapDepth(&from, &upright.record, bits, 0, 0, 0, 0, 0, 0); result != SUCCESS) return result;
+        if (const int result = K_ChangeBitmapDepth(&from, &upright.record, bits, 0, 0, 0, 0, 0, 0); result != SUCCESS)
+            return result;
     }
     if (from.BitsPerPixel >= 24 && from.Order == KB_ORDER_RGB) {
         if (const int result = unshare(&upright.record); result != SUCCESS) return result;
@@ -48,10 +49,17 @@ extern "C" HGLOBAL K_BitmapToDIBHandle(const KernelBitmap* b) {
         return nullptr;
     }
     const auto pelsPerMeter = [](int32_t dots) { return static_cast<LONG>(std::clamp(dots, 0, 1000000) / 0.0254 + 0.5); };
-    const BITMAPINFOHEADER header{.biSize = sizeof(BITMAPINFOHEADER), .biWidth = from.Width, .biHeight = from.Height, .biPlanes = 1,
-                                  .biBitCount = static_cast<WORD>(from.BitsPerPixel), .biCompression = BI_RGB,
-                                  .biSizeImage = static_cast<DWORD>(imageBytes), .biXPelsPerMeter = pelsPerMeter(from.XResolution),
-                                  .biYPelsPerMeter = pelsPerMeter(from.YResolution), .biClrUsed = from.nColors, .biClrImportant = 0};
+    const BITMAPINFOHEADER header{.biSize = sizeof(BITMAPINFOHEADER),
+                                  .biWidth = from.Width,
+                                  .biHeight = from.Height,
+                                  .biPlanes = 1,
+                                  .biBitCount = static_cast<WORD>(from.BitsPerPixel),
+                                  .biCompression = BI_RGB,
+                                  .biSizeImage = static_cast<DWORD>(imageBytes),
+                                  .biXPelsPerMeter = pelsPerMeter(from.XResolution),
+                                  .biYPelsPerMeter = pelsPerMeter(from.YResolution),
+                                  .biClrUsed = from.nColors,
+                                  .biClrImportant = 0};
     std::memcpy(out, &header, sizeof header);
     out += sizeof header;
     if (tableBytes) std::memcpy(out, from.pPalette, tableBytes);

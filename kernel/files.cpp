@@ -57,11 +57,15 @@ int openMemory() {
     return firstMemoryHandle + static_cast<int>(index);
 }
 
-struct ErrorRow { int system; DWORD code; };
+struct ErrorRow {
+    int system;
+    DWORD code;
+};
 constexpr ErrorRow errorRows[] = {
-    {ENOENT, ERROR_FILE_MISSING},     {ENOTDIR, ERROR_PATH_MISSING},   {EACCES, ERROR_ACCESS_REFUSED}, {EPERM, ERROR_ACCESS_REFUSED},
-    {EROFS, ERROR_ACCESS_REFUSED},    {EISDIR, ERROR_ACCESS_REFUSED},  {EBADF, ERROR_BAD_HANDLE},      {ENOMEM, ERROR_OUT_OF_MEMORY},
-    {ENOSPC, ERROR_DISK_IS_FULL},     {EDQUOT, ERROR_DISK_IS_FULL},
+    {ENOENT, ERROR_FILE_MISSING},  {ENOTDIR, ERROR_PATH_MISSING}, {EACCES, ERROR_ACCESS_REFUSED},
+    {EPERM, ERROR_ACCESS_REFUSED}, {EROFS, ERROR_ACCESS_REFUSED}, {EISDIR, ERROR_ACCESS_REFUSED},
+    {EBADF, ERROR_BAD_HANDLE},     {ENOMEM, ERROR_OUT_OF_MEMORY}, {ENOSPC, ERROR_DISK_IS_FULL},
+    {EDQUOT, ERROR_DISK_IS_FULL},
 };
 
 template <class Result> Result failed(Result result) {
@@ -129,7 +133,8 @@ int K_FileRead(int file, void* pBuffer, int count, intptr_t) {
     // Pipes hand out less than was asked for before their end: go on until there is nothing more.
     int total = 0;
     while (total < count) {
-        const ssize_t got = untilDone([&] { return read(file, static_cast<char*>(pBuffer) + total, static_cast<size_t>(count - total)); });
+        const ssize_t got =
+            untilDone([&] { return read(file, static_cast<char*>(pBuffer) + total, static_cast<size_t>(count - total)); });
         if (got < 0) return failed(-1);
         if (!got) break;
         total += static_cast<int>(got);
@@ -149,7 +154,8 @@ int K_FileWrite(int file, const void* pBuffer, int count, intptr_t) {
     }
     int total = 0;
     while (total < count) {
-        const ssize_t put = untilDone([&] { return write(file, static_cast<const char*>(pBuffer) + total, static_cast<size_t>(count - total)); });
+        const ssize_t put = untilDone(
+            [&] { return write(file, static_cast<const char*>(pBuffer) + total, static_cast<size_t>(count - total)); });
         if (put < 0) return total ? (failed(0), total) : failed(-1);
         total += static_cast<int>(put);
     }
@@ -158,7 +164,9 @@ int K_FileWrite(int file, const void* pBuffer, int count, intptr_t) {
 
 int64_t K_FileSeek(int file, int64_t offset, int origin, intptr_t) {
     if (OpenMemory* memory = findMemory(file)) {
-        const int64_t base = origin == SEEK_CUR ? memory->position : origin == SEEK_END ? static_cast<int64_t>(memory->size) : 0;
+        const int64_t base = origin == SEEK_CUR   ? memory->position
+                             : origin == SEEK_END ? static_cast<int64_t>(memory->size)
+                                                  : 0;
         int64_t position;
         if (origin < SEEK_SET || origin > SEEK_END || __builtin_add_overflow(base, offset, &position) || position < 0) {
             SetLastError(ERROR_BAD_HANDLE);

@@ -26,8 +26,9 @@ uint32_t bitsSize(const KernelMetafile& m) {
 Bytes bitsOf(const KernelMetafile& m) {
     Bytes bytes(bitsSize(m));
     const auto size = static_cast<UINT>(bytes.size());
-    const UINT copied = !size ? 0 : m.bEnhanced ? GetEnhMetaFileBits(enhancedHandle(m), size, bytes.data())
-                                                : GetMetaFileBitsEx(classicHandle(m), size, bytes.data());
+    const UINT copied = !size         ? 0
+                        : m.bEnhanced ? GetEnhMetaFileBits(enhancedHandle(m), size, bytes.data())
+                                      : GetMetaFileBitsEx(classicHandle(m), size, bytes.data());
     bytes.resize(copied);
     return bytes;
 }
@@ -84,13 +85,17 @@ int K_CopyMetafile(KernelMetafile* dst, const KernelMetafile* src) {
         *dst = *src;
         dst->nHandle = handle;
         return SUCCESS;
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
 }
 
 void K_FreeMetafile(KernelMetafile* m) {
     if (!m) return;
-    if (m->nHandle && m->bEnhanced) DeleteEnhMetaFile(enhancedHandle(*m));
-    else if (m->nHandle) DeleteMetaFile(classicHandle(*m));
+    if (m->nHandle && m->bEnhanced)
+        DeleteEnhMetaFile(enhancedHandle(*m));
+    else if (m->nHandle)
+        DeleteMetaFile(classicHandle(*m));
     *m = {};
 }
 
@@ -110,7 +115,9 @@ int K_WrapMetafile(HANDLE handle, KernelMetafile* m) {
             made.nMapMode = MM_ANISOTROPIC;
             measureClassic(bits, &made);
         }
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
     *m = made;
     return SUCCESS;
 }
@@ -129,7 +136,9 @@ int K_MetafileToMemory(const KernelMetafile* m, void* pOut, uint32_t size) {
         const Bytes bits = bitsOf(*m);
         std::memcpy(pOut, bits.data(), size);
         return static_cast<int>(size);
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
 }
 
 } // extern "C"

@@ -27,19 +27,22 @@ int32_t project(int64_t value, int64_t from, int64_t fromEnd, int64_t to, int64_
                                                  static_cast<double>(fromEnd - from));
 }
 RECT projected(const RECT& part, const RECT& from, const RECT& to) {
-    return {project(part.left, from.left, from.right, to.left, to.right), project(part.top, from.top, from.bottom, to.top, to.bottom),
-            project(part.right, from.left, from.right, to.left, to.right), project(part.bottom, from.top, from.bottom, to.top, to.bottom)};
+    return {project(part.left, from.left, from.right, to.left, to.right),
+            project(part.top, from.top, from.bottom, to.top, to.bottom),
+            project(part.right, from.left, from.right, to.left, to.right),
+            project(part.bottom, from.top, from.bottom, to.top, to.bottom)};
 }
 
 void clipTo(HDC hDC, const RECT& r) {
-    IntersectClipRect(hDC, std::min(r.left, r.right), std::min(r.top, r.bottom), std::max(r.left, r.right), std::max(r.top, r.bottom));
+    IntersectClipRect(hDC, std::min(r.left, r.right), std::min(r.top, r.bottom), std::max(r.left, r.right),
+                      std::max(r.top, r.bottom));
 }
 
 // What is painted and where, worked out once for both functions.
 struct Job {
-    RECT source{};           // viewed pixels, inside the image, not empty
-    RECT target{};           // logical units, a mirrored target has its sides swapped
-    RECT device{};           // the target on the device, in order
+    RECT source{}; // viewed pixels, inside the image, not empty
+    RECT target{}; // logical units, a mirrored target has its sides swapped
+    RECT device{}; // the target on the device, in order
     bool mirrorsX = false, mirrorsY = false;
 };
 
@@ -60,8 +63,8 @@ bool plan(HDC hDC, const KernelBitmap& b, const RECT* pSrc, const RECT* pDst, Jo
     if (!LPtoDP(hDC, corners, 2)) return false;
     job->mirrorsX = corners[1].x < corners[0].x;
     job->mirrorsY = corners[1].y < corners[0].y;
-    job->device = {std::min(corners[0].x, corners[1].x), std::min(corners[0].y, corners[1].y), std::max(corners[0].x, corners[1].x),
-                   std::max(corners[0].y, corners[1].y)};
+    job->device = {std::min(corners[0].x, corners[1].x), std::min(corners[0].y, corners[1].y),
+                   std::max(corners[0].x, corners[1].x), std::max(corners[0].y, corners[1].y)};
     return !isEmpty(job->device);
 }
 
@@ -85,10 +88,21 @@ int paintRows(HDC hDC, const KernelBitmap& image, const Job& job, DWORD rop) {
     const RECT source = mirroredSource(job, image.Width, image.Height);
     const int32_t rows = source.bottom - source.top;
     const bool bottomUp = image.ViewPerspective == KB_VIEW_BOTTOM_LEFT;
-    struct { BITMAPINFOHEADER header; RGBQUAD colors[256]; } info{};
-    info.header = {.biSize = sizeof(BITMAPINFOHEADER), .biWidth = image.Width, .biHeight = bottomUp ? rows : -rows, .biPlanes = 1,
-                   .biBitCount = static_cast<WORD>(image.BitsPerPixel), .biCompression = BI_RGB, .biSizeImage = 0, .biXPelsPerMeter = 0,
-                   .biYPelsPerMeter = 0, .biClrUsed = image.nColors, .biClrImportant = 0};
+    struct {
+        BITMAPINFOHEADER header;
+        RGBQUAD colors[256];
+    } info{};
+    info.header = {.biSize = sizeof(BITMAPINFOHEADER),
+                   .biWidth = image.Width,
+                   .biHeight = bottomUp ? rows : -rows,
+                   .biPlanes = 1,
+                   .biBitCount = static_cast<WORD>(image.BitsPerPixel),
+                   .biCompression = BI_RGB,
+                   .biSizeImage = 0,
+                   .biXPelsPerMeter = 0,
+                   .biYPelsPerMeter = 0,
+                   .biClrUsed = image.nColors,
+                   .biClrImportant = 0};
     std::copy_n(image.pPalette, image.nColors, info.colors);
     // Only the rows that are painted are shown to the graphics layer, so that its own row count from the bottom is 0.
     const uint8_t* bits = rowOf(image, bottomUp ? image.Height - source.bottom : source.top);
@@ -111,8 +125,8 @@ int clipToRegion(HDC hDC, const KernelBitmap& b, const Job& job) {
     if (GetClipBox(hDC, &visible) == RGN_ERROR) return ERROR_INV_PARAMETER;
     POINT corners[2] = {{visible.left, visible.top}, {visible.right, visible.bottom}};
     LPtoDP(hDC, corners, 2);
-    visible = {std::min(corners[0].x, corners[1].x), std::min(corners[0].y, corners[1].y), std::max(corners[0].x, corners[1].x),
-               std::max(corners[0].y, corners[1].y)};
+    visible = {std::min(corners[0].x, corners[1].x), std::min(corners[0].y, corners[1].y),
+               std::max(corners[0].x, corners[1].x), std::max(corners[0].y, corners[1].y)};
     const RECT seen = intersection(visible, job.device);
     OwnedBitmap mask, upright;
     if (const int result = regionToMask(b, &mask.record); result != SUCCESS) return result;
@@ -126,33 +140,38 @@ int clipToRegion(HDC hDC, const KernelBitmap& b, const Job& job) {
     HRGN region = nullptr;
     try {
         RegionBuilder builder;
+        int32_t former = -1;
         for (int32_t y = seen.top; y < seen.bottom; ++y) {
             const int64_t offset = int64_t{y} - job.device.top;
             const auto viewed = static_cast<int32_t>(source.top + (2 * offset + 1) * fromHeight / (2 * toHeight));
+            if (std::exchange(former, viewed) == viewed) {
+                builder.repeatRow(y);
+                continue;
+            }
             const uint8_t* row = rowOf(image, bottomUp ? image.Height - 1 - viewed : viewed);
-            for (int32_t x = source.left; x < source.right;) {
-                if (!PixelAccess<1>::get(row, x)) {
-                    ++x;
-                    continue;
-                }
-                const int32_t start = x;
-                while (x < source.right && PixelAccess<1>::get(row, x)) ++x;
-                const int64_t left = std::max<int64_t>(seen.left, job.device.left + firstShowing(start - source.left, fromWidth, toWidth));
-                const int64_t right = std::min<int64_t>(seen.right, job.device.left + firstShowing(x - source.left, fromWidth, toWidth));
+            for (int32_t x = findBit(row, source.left, source.right, true); x < source.right;) {
+                const int32_t end = findBit(row, x, source.right, false);
+                const int64_t left =
+                    std::max<int64_t>(seen.left, job.device.left + firstShowing(x - source.left, fromWidth, toWidth));
+                const int64_t right =
+                    std::min<int64_t>(seen.right, job.device.left + firstShowing(end - source.left, fromWidth, toWidth));
                 if (left < right) builder.addRun(static_cast<int32_t>(left), static_cast<int32_t>(right));
+                x = findBit(row, end, source.right, true);
             }
             builder.endRow(y);
         }
         region = builder.make();
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
     if (!region) return ERROR_NO_MEMORY;
     ExtSelectClipRgn(hDC, region, RGN_AND);
     DeleteObject(region);
     return SUCCESS;
 }
 
-int paint(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const RECT* pSrcClip, const RECT* pDst, const RECT* pDstClip, DWORD rop,
-          bool byRegion) {
+int paint(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const RECT* pSrcClip, const RECT* pDst, const RECT* pDstClip,
+          DWORD rop, bool byRegion) {
     if (!hDC) return ERROR_INV_PARAMETER;
     if (const int result = checkImage(b); result != SUCCESS) return result;
     const int level = SaveDC(hDC);
@@ -183,13 +202,13 @@ int paint(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const RECT* pSrcClip
 
 extern "C" {
 
-int K_PaintBitmap(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const RECT* pSrcClip, const RECT* pDst, const RECT* pDstClip,
-                  DWORD rop) {
+int K_PaintBitmap(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const RECT* pSrcClip, const RECT* pDst,
+                  const RECT* pDstClip, DWORD rop) {
     return paint(hDC, b, pSrc, pSrcClip, pDst, pDstClip, rop, false);
 }
 
-int K_PaintBitmapRgn(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const RECT* pSrcClip, const RECT* pDst, const RECT* pDstClip,
-                     DWORD rop) {
+int K_PaintBitmapRgn(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const RECT* pSrcClip, const RECT* pDst,
+                     const RECT* pDstClip, DWORD rop) {
     return paint(hDC, b, pSrc, pSrcClip, pDst, pDstClip, rop, true);
 }
 

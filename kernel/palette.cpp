@@ -41,7 +41,10 @@ int K_GetBitmapPalette(const KernelBitmap* b, int first, int count, RGBQUAD* pOu
 
 HPALETTE K_CreateBitmapPaletteHandle(const KernelBitmap* b) {
     if (!b || !b->pPalette || !b->nColors) return nullptr;
-    struct { LOGPALETTE head; PALETTEENTRY more[255]; } palette{};
+    struct {
+        LOGPALETTE head;
+        PALETTEENTRY more[255];
+    } palette{};
     palette.head.palVersion = 0x300;
     palette.head.palNumEntries = static_cast<WORD>(b->nColors);
     auto* out = reinterpret_cast<uint8_t*>(&palette) + offsetof(LOGPALETTE, palPalEntry);

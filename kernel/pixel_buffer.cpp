@@ -20,7 +20,10 @@ constexpr size_t mappedFrom = size_t{1} << 20;
 constexpr size_t hugePage = size_t{2} << 20;
 constexpr size_t rowAlignment = 64;
 
-struct Mapping { uint8_t* address = nullptr; size_t bytes = 0; };
+struct Mapping {
+    uint8_t* address = nullptr;
+    size_t bytes = 0;
+};
 
 class MappingPool {
 public:
@@ -71,7 +74,8 @@ KernelPixels* allocatePixels(size_t size, bool zeroed) noexcept {
     pixels->size = size;
     if (!maps) {
         const auto behind = reinterpret_cast<uintptr_t>(memory) + sizeof(KernelPixels);
-        pixels->rows = static_cast<uint8_t*>(memory) + sizeof(KernelPixels) + (rowAlignment - behind % rowAlignment) % rowAlignment;
+        pixels->rows =
+            static_cast<uint8_t*>(memory) + sizeof(KernelPixels) + (rowAlignment - behind % rowAlignment) % rowAlignment;
         if (zeroed) std::memset(pixels->rows, 0, size);
         return pixels;
     }

@@ -86,6 +86,20 @@ template <> struct PixelAccess<32> {
     static void put(uint8_t* row, int32_t x, uint32_t value) { std::memcpy(row + x * 4, &value, 4); }
 };
 
+// First column from x on, below `width`, whose bit is `value`; whole bytes of the other value are stepped over.
+inline int32_t findBit(const uint8_t* row, int32_t x, int32_t width, bool value) {
+    const uint8_t other = value ? 0x00 : 0xFF;
+    while (x < width) {
+        if (x % 8 == 0 && row[x / 8] == other)
+            x += 8;
+        else if ((PixelAccess<1>::get(row, x) != 0) == value)
+            return x;
+        else
+            ++x;
+    }
+    return width;
+}
+
 // Calls f with the PixelAccess of a depth that isPixelDepth.
 template <class F> auto withPixels(int bits, F&& f) {
     switch (bits) {
@@ -180,7 +194,9 @@ private:
 // ---- perspectives ----
 
 // viewed x = column (row when sides swap), counted from the other end when flipped; y alike.
-struct Perspective { bool swapsSides, flipsX, flipsY; };
+struct Perspective {
+    bool swapsSides, flipsX, flipsY;
+};
 inline constexpr auto perspectives = std::to_array<Perspective>({
     {false, false, false}, // KB_VIEW_TOP_LEFT
     {false, false, true},  // KB_VIEW_BOTTOM_LEFT

@@ -100,8 +100,10 @@ extern "C" int K_ScaleBitmapInto(const KernelBitmap* src, KernelBitmap* dst) {
         OwnedBitmap viewed;
         if (const int result = copyAsViewed(&viewed.record, in); result != SUCCESS) return result;
         int back = dst->ViewPerspective;
-        if (back == KB_VIEW_RIGHT_TOP) back = KB_VIEW_LEFT_BOTTOM;
-        else if (back == KB_VIEW_LEFT_BOTTOM) back = KB_VIEW_RIGHT_TOP;
+        if (back == KB_VIEW_RIGHT_TOP)
+            back = KB_VIEW_LEFT_BOTTOM;
+        else if (back == KB_VIEW_LEFT_BOTTOM)
+            back = KB_VIEW_RIGHT_TOP;
         viewed.record.ViewPerspective = back;
         return copyAsViewed(out, viewed.record);
     };
@@ -120,14 +122,16 @@ extern "C" int K_ScaleBitmapInto(const KernelBitmap* src, KernelBitmap* dst) {
         scaleStored(*source, made.record);
     } else {
         OwnedBitmap scaled;
-        if (const int result = makeImageLike(&scaled.record, *source, dst->Width, dst->Height); result != SUCCESS) return result;
+        if (const int result = makeImageLike(&scaled.record, *source, dst->Width, dst->Height); result != SUCCESS)
+            return result;
         scaleStored(*source, scaled.record);
         std::memset(made.record.pPixels->rows, 0, made.record.pPixels->size);
         convertValues(scaled.record, made.record);
     }
     if (mask.record.Allocated) {
         const KernelBitmap& from = turned.record.Allocated ? turned.record : mask.record;
-        if (const int result = makeImageLike(&scaledMask.record, from, dst->Width, dst->Height); result != SUCCESS) return result;
+        if (const int result = makeImageLike(&scaledMask.record, from, dst->Width, dst->Height); result != SUCCESS)
+            return result;
         scaleStored(from, scaledMask.record);
         region = maskToRegion(scaledMask.record);
         if (!region) return ERROR_NO_MEMORY;

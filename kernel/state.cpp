@@ -25,7 +25,9 @@ void K_GetConversionSetting(uint32_t* pOut) {
     pOut[1] = static_cast<uint32_t>(setting >> 32);
 }
 
-void K_SetConversionSetting(uint32_t first, uint32_t second) { conversionSetting.store(first | static_cast<uint64_t>(second) << 32); }
+void K_SetConversionSetting(uint32_t first, uint32_t second) {
+    conversionSetting.store(first | static_cast<uint64_t>(second) << 32);
+}
 
 int K_AttachModule(int module) { return module > 0 ? SUCCESS : ERROR_INV_PARAMETER; }
 int K_ThreadStartup(void) { return SUCCESS; }

@@ -15,7 +15,8 @@ void permute(const KernelBitmap& src, KernelBitmap& dst, Perspective to) {
     const int32_t width = src.Width, height = src.Height;
     if (!to.swapsSides && !to.flipsX) {
         for (int32_t row = 0; row < height; ++row) {
-            std::memcpy(ownRowOf(dst, to.flipsY ? height - 1 - row : row), rowOf(src, row), static_cast<size_t>(src.BytesPerLine));
+            std::memcpy(ownRowOf(dst, to.flipsY ? height - 1 - row : row), rowOf(src, row),
+                        static_cast<size_t>(src.BytesPerLine));
         }
         return;
     }
@@ -106,7 +107,9 @@ int rotated(KernelBitmap* out, const KernelBitmap& in, double radians, uint32_t 
             for (int32_t column = 0; column < width; ++column, x += stepX, y += stepY) {
                 const int64_t sourceX = x >> 32, sourceY = y >> 32;
                 const bool inside = sourceX >= 0 && sourceX < in.Width && sourceY >= 0 && sourceY < in.Height;
-                pixel.put(to, column, inside ? pixel.get(rowOf(in, static_cast<int32_t>(sourceY)), static_cast<int32_t>(sourceX)) : fill);
+                pixel.put(to, column,
+                          inside ? pixel.get(rowOf(in, static_cast<int32_t>(sourceY)), static_cast<int32_t>(sourceX))
+                                 : fill);
             }
         }
     });
@@ -117,7 +120,8 @@ int sheared(KernelBitmap* out, const KernelBitmap& in, double tangent, uint32_t 
     const double slope = std::abs(tangent);
     const auto growth = static_cast<int64_t>(slope * in.Height + 1e-9);
     if (in.Width + growth > maxBitmapSide) return ERROR_INV_PARAMETER;
-    if (const int result = makeImageLike(out, in, static_cast<int32_t>(in.Width + growth), in.Height); result != SUCCESS) return result;
+    if (const int result = makeImageLike(out, in, static_cast<int32_t>(in.Width + growth), in.Height); result != SUCCESS)
+        return result;
     withPixels(in.BitsPerPixel, [&](auto pixel) {
         for (int32_t row = 0; row < in.Height; ++row) {
             const double fromStill = tangent > 0 ? in.Height - row - 0.5 : row + 0.5;
@@ -181,8 +185,10 @@ int K_RotateBitmap(KernelBitmap* b, int angle, int mode, COLORREF fill) {
     return replaceWith(b, [&](const KernelBitmap& in, KernelBitmap* out, bool isMask) -> int {
         OwnedBitmap upright;
         int result = SUCCESS;
-        if (view.swapsSides || view.flipsX || view.flipsY) result = normalized(&upright.record, in, view);
-        else result = copyAsViewed(&upright.record, in);
+        if (view.swapsSides || view.flipsX || view.flipsY)
+            result = normalized(&upright.record, in, view);
+        else
+            result = copyAsViewed(&upright.record, in);
         if (result != SUCCESS) return result;
         switch (turn) {
         case 0: upright.moveTo(out); return SUCCESS;

@@ -268,7 +268,8 @@ typedef LOGFONTA LOGFONT;
 typedef struct TEXTMETRICA {
     LONG tmHeight, tmAscent, tmDescent, tmInternalLeading, tmExternalLeading, tmAveCharWidth, tmMaxCharWidth, tmWeight;
     LONG tmOverhang, tmDigitizedAspectX, tmDigitizedAspectY;
-    BYTE tmFirstChar, tmLastChar, tmDefaultChar, tmBreakChar, tmItalic, tmUnderlined, tmStruckOut, tmPitchAndFamily, tmCharSet;
+    BYTE tmFirstChar, tmLastChar, tmDefaultChar, tmBreakChar, tmItalic, tmUnderlined, tmStruckOut, tmPitchAndFamily;
+    BYTE tmCharSet;
 } TEXTMETRICA;
 typedef TEXTMETRICA TEXTMETRIC;
 
@@ -309,7 +310,8 @@ KB_API BOOL KbSetScreenDpi(int x, int y);
  * bits: 1 (high bit first), 8, 24 or 32 (blue, green, red [, spare]). width and height: 0 to 2^27, their product's bytes
  * must be addressable. pPalette: `colors` (at most 2 or 256) colours, copied; null gives black and white at 1 bit and a
  * grey ramp at 8. Rows may begin at any address. */
-KB_API HDC KbCreateSurfaceDC(void* pPixels, int width, int height, int stride, int bits, const RGBQUAD* pPalette, UINT colors);
+KB_API HDC KbCreateSurfaceDC(void* pPixels, int width, int height, int stride, int bits, const RGBQUAD* pPalette,
+                             UINT colors);
 /* Resolution of one context in dots an inch, 1 to 32767. */
 KB_API BOOL KbSetSurfaceDpi(HDC hDC, int x, int y);
 
@@ -320,13 +322,13 @@ KB_API HGDIOBJ SelectObject(HDC hDC, HGDIOBJ hObject);
 KB_API HGDIOBJ GetStockObject(int index);
 /* The object of a type (OBJ_PEN, OBJ_BRUSH, OBJ_FONT, OBJ_BITMAP, OBJ_PAL) in force, borrowed. */
 KB_API HGDIOBJ GetCurrentObject(HDC hDC, UINT type);
-/* Frees a pen, brush, font, bitmap, region or palette. The handle is dead at once; contexts that have the object selected, also
- * in saved states, go on with it until they let it go. TRUE for stock objects, which stay. */
+/* Frees a pen, brush, font, bitmap, region or palette. The handle is dead at once; contexts that have the object
+ * selected, also in saved states, go on with it until they let it go. TRUE for stock objects, which stay. */
 KB_API BOOL DeleteObject(HGDIOBJ hObject);
 /* OBJ_ value of any handle of this layer, 0 for what isn't one. */
 KB_API DWORD GetObjectType(HGDIOBJ hObject);
-/* Copies LOGPEN, LOGBRUSH, LOGFONTA, BITMAP, or the number of entries (WORD) of a palette, at most `size` bytes; gives the bytes
- * copied, or with null the bytes needed. */
+/* Copies LOGPEN, LOGBRUSH, LOGFONTA, BITMAP, or the number of entries (WORD) of a palette, at most `size` bytes; gives
+ * the bytes copied, or with null the bytes needed. */
 KB_API int GetObjectA(HGDIOBJ hObject, int size, void* pOut);
 
 /* Setters give the former value: CLR_INVALID (colours), 0 (modes) or GDI_ERROR (alignment) when refused. */
@@ -348,8 +350,9 @@ KB_API int GetStretchBltMode(HDC hDC);
 KB_API BOOL SetBrushOrgEx(HDC hDC, int x, int y, POINT* pOld);
 KB_API BOOL GetBrushOrgEx(HDC hDC, POINT* pOut);
 
-/* Mapping: device = (logical - window origin) x viewport extent / window extent + viewport origin. The extents are the caller's
- * under MM_ISOTROPIC and MM_ANISOTROPIC alone; other modes answer TRUE and leave them. Extents of 0 are refused. */
+/* Mapping: device = (logical - window origin) x viewport extent / window extent + viewport origin. The extents are the
+ * caller's under MM_ISOTROPIC and MM_ANISOTROPIC alone; other modes answer TRUE and leave them. Extents of 0 are
+ * refused. */
 KB_API int SetMapMode(HDC hDC, int mode);
 KB_API int GetMapMode(HDC hDC);
 KB_API BOOL SetWindowOrgEx(HDC hDC, int x, int y, POINT* pOld);
@@ -366,15 +369,16 @@ KB_API BOOL DPtoLP(HDC hDC, POINT* pPoints, int count);
 
 /* ---- pens, brushes, palettes ---- */
 
-/* style: PS_ value; width in logical units, 0 and 1 are one pixel; PS_NULL draws nothing. Unknown styles are solid. Round caps
- * and joins; dashes hold at every width, scaled with it. Frees: DeleteObject. */
+/* style: PS_ value; width in logical units, 0 and 1 are one pixel, at most 2^20 pixels are drawn; PS_NULL draws nothing.
+ * Unknown styles are solid. Round caps and joins; dashes hold at every width, scaled with it, and under OPAQUE their
+ * gaps show the background colour. Frees: DeleteObject. */
 KB_API HPEN CreatePen(int style, int width, COLORREF color);
 KB_API HPEN CreatePenIndirect(const LOGPEN* pPen);
 KB_API HBRUSH CreateSolidBrush(COLORREF color);
 /* style: HS_ value. 8 by 8 pixel cells; the gaps show the background colour when the background mode is OPAQUE. */
 KB_API HBRUSH CreateHatchBrush(int style, COLORREF color);
-/* A copy of the bitmap (at most 4096 a side) as pattern. One-bit bitmaps that aren't DIB sections: 0 bits in the text colour, 1
- * bits in the background colour of the context. */
+/* A copy of the bitmap (at most 4096 a side) as pattern. One-bit bitmaps that aren't DIB sections: 0 bits in the text
+ * colour, 1 bits in the background colour of the context. */
 KB_API HBRUSH CreatePatternBrush(HBITMAP hBitmap);
 /* A pattern out of a packed DIB: header, colours, rows; `usage` DIB_RGB_COLORS. The bytes are borrowed for the call. */
 KB_API HBRUSH CreateDIBPatternBrushPt(const void* pPackedDib, UINT usage);
@@ -396,21 +400,24 @@ KB_API COLORREF GetNearestColor(HDC hDC, COLORREF color);
 KB_API HBITMAP CreateBitmap(int width, int height, UINT planes, UINT bits, const void* pBits);
 /* Zeros, of the context's depth and colours; the bitmap of a fresh memory context counts, which has one bit. */
 KB_API HBITMAP CreateCompatibleBitmap(HDC hDC, int width, int height);
-/* A DIB section of 1, 8, 24 or 32 bits, uncompressed, zeroed. *ppBits (or null) gets its rows, 32-bit granularity, as the header
- * orders them, owned by the bitmap. hSection must be null. */
+/* A DIB section of 1, 8, 24 or 32 bits, uncompressed, zeroed. *ppBits (or null) gets its rows, 32-bit granularity, as
+ * the header orders them, owned by the bitmap. hSection must be null. */
 KB_API HBITMAP CreateDIBSection(HDC hDC, const BITMAPINFO* pInfo, UINT usage, void** ppBits, HANDLE hSection, DWORD offset);
 /* Rows `start` to start + lines - 1, counted from the bottom, in the format of the header given (1, 4, 8, 24, 32 bits,
- * uncompressed). With pBits null only the header is filled (biBitCount 0: the bitmap's own). Gives rows copied, 0 on failure. */
+ * uncompressed). With pBits null only the header is filled (biBitCount 0: the bitmap's own). Gives rows copied, 0 on
+ * failure. */
 KB_API int GetDIBits(HDC hDC, HBITMAP hBitmap, UINT start, UINT lines, void* pBits, BITMAPINFO* pInfo, UINT usage);
 /* The other way; formats as StretchDIBits. Gives rows set. */
-KB_API int SetDIBits(HDC hDC, HBITMAP hBitmap, UINT start, UINT lines, const void* pBits, const BITMAPINFO* pInfo, UINT usage);
+KB_API int SetDIBits(HDC hDC, HBITMAP hBitmap, UINT start, UINT lines, const void* pBits, const BITMAPINFO* pInfo,
+                     UINT usage);
 /* Entries of the colour table of the bitmap selected into the context. Gives the number set or copied. */
 KB_API UINT SetDIBColorTable(HDC hDC, UINT start, UINT count, const RGBQUAD* pColors);
 KB_API UINT GetDIBColorTable(HDC hDC, UINT start, UINT count, RGBQUAD* pColors);
 
 /* ---- regions (device coordinates) ---- */
 
-/* Points of a swapped rectangle are put in order. Frees: DeleteObject. */
+/* Points of a swapped rectangle are put in order. Frees: DeleteObject.
+ * Polygon, elliptic and rounded regions reach from -2^20 to 2^20, the rest is cut off, and hold at most 2^22 rectangles. */
 KB_API HRGN CreateRectRgn(int left, int top, int right, int bottom);
 KB_API HRGN CreateRectRgnIndirect(const RECT* pRect);
 /* fillMode: ALTERNATE or WINDING. The same pixels as Polygon with a null pen. */
@@ -489,20 +496,23 @@ KB_API COLORREF SetPixel(HDC hDC, int x, int y, COLORREF color);
 KB_API BOOL SetPixelV(HDC hDC, int x, int y, COLORREF color);
 KB_API COLORREF GetPixel(HDC hDC, int x, int y);
 
-/* Blits. Widths and heights below 0 go left and up from the start. Rows that lie outside the source are left alone. Source and
- * destination may overlap. From one bit to more: 0 bits take the text colour, 1 bits the background colour of the destination
- * context, unless the source is a DIB section or has a palette of its own; to one bit: the background colour of the source
- * context is 1, else 0, unless the destination is such a one. Others go by nearest palette entry. */
+/* Blits. Widths and heights below 0 go left and up from the start. Rows that lie outside the source are left alone.
+ * Source and destination may overlap. From one bit to more: 0 bits take the text colour, 1 bits the background colour of
+ * the destination context, unless the source is a DIB section or has a palette of its own; to one bit: the background
+ * colour of the source context is 1, else 0, unless the destination is such a one. Others go by nearest palette entry. */
 KB_API BOOL PatBlt(HDC hDC, int x, int y, int width, int height, DWORD rop);
 KB_API BOOL BitBlt(HDC hDC, int x, int y, int width, int height, HDC hSource, int xSource, int ySource, DWORD rop);
 KB_API BOOL StretchBlt(HDC hDC, int x, int y, int width, int height, HDC hSource, int xSource, int ySource, int widthSource,
                        int heightSource, DWORD rop);
-/* Pixels out of memory: 1, 4, 8, 16 (5-5-5 or masks), 24 or 32 bits, BI_RGB, BI_BITFIELDS; rows on 32 bits. ySource counts from
- * the bottom of an upright image. The caller vouches that pBits holds the image that the header tells. Gives rows, 0 on failure. */
-KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSource, int ySource, int widthSource, int heightSource,
+/* Pixels out of memory: 1, 4, 8, 16 (5-5-5 or masks), 24 or 32 bits, BI_RGB, BI_BITFIELDS; rows on 32 bits. ySource
+ * counts from the bottom of an upright image. The caller vouches that pBits holds the image that the header tells. Gives
+ * rows, 0 on failure. */
+KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSource, int ySource, int widthSource,
+                         int heightSource,
                          const void* pBits, const BITMAPINFO* pInfo, UINT usage, DWORD rop);
 /* `lines` rows in pBits, the first of which is row `start` from the bottom. */
-KB_API int SetDIBitsToDevice(HDC hDC, int x, int y, DWORD width, DWORD height, int xSource, int ySource, UINT start, UINT lines,
+KB_API int SetDIBitsToDevice(HDC hDC, int x, int y, DWORD width, DWORD height, int xSource, int ySource, UINT start,
+                             UINT lines,
                              const void* pBits, const BITMAPINFO* pInfo, UINT usage);
 
 /* ---- text (windows-1252) ---- */
@@ -511,11 +521,13 @@ KB_API HFONT CreateFontA(int height, int width, int escapement, int orientation,
                          DWORD strikeOut, DWORD charSet, DWORD outPrecision, DWORD clipPrecision, DWORD quality,
                          DWORD pitchAndFamily, const char* pszFace);
 KB_API HFONT CreateFontIndirectA(const LOGFONTA* pFont);
-/* Draws `count` characters at x, y by the alignment; the cell's background too under OPAQUE. Raster operations don't count. */
+/* Draws `count` characters at x, y by the alignment; the cell's background too under OPAQUE. Raster operations don't
+ * count. */
 KB_API BOOL TextOutA(HDC hDC, int x, int y, const char* pText, int count);
-/* options: ETO_OPAQUE fills pRect with the background colour, ETO_CLIPPED clips to it. pDx: advance of each character in logical
- * units, or null. */
-KB_API BOOL ExtTextOutA(HDC hDC, int x, int y, UINT options, const RECT* pRect, const char* pText, UINT count, const INT* pDx);
+/* options: ETO_OPAQUE fills pRect with the background colour, ETO_CLIPPED clips to it. pDx: advance of each character in
+ * logical units, or null. */
+KB_API BOOL ExtTextOutA(HDC hDC, int x, int y, UINT options, const RECT* pRect, const char* pText, UINT count,
+                        const INT* pDx);
 /* Width of the advances, and cell height, as if not turned. */
 KB_API BOOL GetTextExtentPoint32A(HDC hDC, const char* pText, int count, SIZE* pOut);
 /* As above; with pFit the number of characters that fit into maxExtent, with pDx the widths of the partial texts. */
@@ -525,13 +537,14 @@ KB_API BOOL GetCharWidth32A(HDC hDC, UINT first, UINT last, INT* pOut);
 KB_API BOOL GetTextMetricsA(HDC hDC, TEXTMETRICA* pOut);
 /* Name of the face really in use, cut to size - 1 and ended; gives the bytes with the end, or with null the bytes needed. */
 KB_API int GetTextFaceA(HDC hDC, int size, char* pszOut);
-/* Forces the built-in stroke alphabet, or lets go of it. Fonts realised before keep their looks in contexts that use them. */
+/* Makes all text use the built-in stroke alphabet from now on, or lets go of it. */
 KB_API void KbUseBuiltInFont(BOOL bForce);
 
 /* ---- metafile handles: checked blocks of bytes ---- */
 
-/* A copy of `size` bytes that begin with a classic metafile's header; bytes behind its end are kept out. Null with the last error
- * ERROR_BAD_HANDLE when type, header size, size field or any record's length can't be right. Frees: DeleteMetaFile. */
+/* A copy of `size` bytes that begin with a classic metafile's header; bytes behind its end are kept out. Null with the
+ * last error ERROR_BAD_HANDLE when type, header size, size field or any record's length can't be right. Frees:
+ * DeleteMetaFile. */
 KB_API HMETAFILE SetMetaFileBitsEx(UINT size, const BYTE* pData);
 /* Bytes copied, or with null the bytes there are; 0 when `size` is too small. */
 KB_API UINT GetMetaFileBitsEx(HMETAFILE hMetafile, UINT size, void* pOut);

@@ -106,7 +106,7 @@ private:
         uint32_t nextFree = 0;
     };
     static constexpr uint32_t chunkSize = 4096;
-    static constexpr uint32_t reuseThreshold = 1024;
+    static constexpr uint32_t reuseThreshold = 65'536;
 
     Slot* slot(uint32_t index) const { return chunks_[index / chunkSize].load(std::memory_order_relaxed) + index % chunkSize; }
 

@@ -32,16 +32,25 @@ int loadBmp(ByteView data, const LoadLimits& limits, KernelBitmap* b, KernelFile
     const ByteView dib = data.subspan(fileHeaderBytes);
     int64_t width, height;
     if (!sidesOf(dib, &width, &height)) return ERROR_FILE_READ;
-    if (const int result = checkSize(static_cast<uint64_t>(width), static_cast<uint64_t>(height), limits); result != SUCCESS) return result;
+    if (const int result = checkSize(static_cast<uint64_t>(width), static_cast<uint64_t>(height), limits); result != SUCCESS)
+        return result;
     const size_t offset = dword(data.data() + 10);
     if (offset && offset < fileHeaderBytes + 12) return ERROR_FILE_READ;
     LoadedBitmap loaded;
     const int result = K_BitmapFromDIBBytes(&loaded.record, dib.data(), dib.size(), offset ? offset - fileHeaderBytes : 0);
     if (result != SUCCESS) return result;
     const KernelBitmap& r = loaded.record;
-    *info = {.nFormat = KB_FORMAT_BMP, .nWidth = r.Width, .nHeight = r.Height, .nBitsPerPixel = r.BitsPerPixel,
-             .nXResolution = r.XResolution, .nYResolution = r.YResolution, .uFlags = info->uFlags, .nPages = 1, .nPage = 1,
-             .nCompression = 0, .nViewPerspective = r.ViewPerspective};
+    *info = {.nFormat = KB_FORMAT_BMP,
+             .nWidth = r.Width,
+             .nHeight = r.Height,
+             .nBitsPerPixel = r.BitsPerPixel,
+             .nXResolution = r.XResolution,
+             .nYResolution = r.YResolution,
+             .uFlags = info->uFlags,
+             .nPages = 1,
+             .nPage = 1,
+             .nCompression = 0,
+             .nViewPerspective = r.ViewPerspective};
     if (b) loaded.moveTo(b);
     return SUCCESS;
 }
@@ -65,7 +74,9 @@ int saveBmp(const KernelBitmap& b, const KernelSaveOptions&, Bytes* out) {
     } else {
         try {
             out->assign(total, 0);
-        } catch (const std::exception&) { result = ERROR_NO_MEMORY; }
+        } catch (const std::exception&) {
+            result = ERROR_NO_MEMORY;
+        }
     }
     if (result == SUCCESS) {
         uint8_t* p = out->data();

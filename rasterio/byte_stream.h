@@ -22,17 +22,19 @@ public:
     ByteStream(const ByteStream&) = delete;
     ByteStream& operator=(const ByteStream&) = delete;
     virtual ~ByteStream() = default;
-    virtual int64_t read(void* out, size_t count) = 0;        // bytes, -1 on a fault
+    virtual int64_t read(void* out, size_t count) = 0;         // bytes, -1 on a fault
     virtual int64_t write(const void* data, size_t count) = 0; // bytes, -1 on a fault
     virtual int64_t seek(int64_t offset, int origin) = 0;      // the new position, -1 on a fault
     virtual int64_t size() = 0;
     virtual bool truncate(int64_t size) = 0;
 
     bool readAt(uint64_t offset, void* out, size_t count) {
-        return offset <= INT64_MAX && seek(static_cast<int64_t>(offset), SEEK_SET) >= 0 && read(out, count) == static_cast<int64_t>(count);
+        return offset <= INT64_MAX && seek(static_cast<int64_t>(offset), SEEK_SET) >= 0 &&
+               read(out, count) == static_cast<int64_t>(count);
     }
     bool writeAt(uint64_t offset, const void* data, size_t count) {
-        return offset <= INT64_MAX && seek(static_cast<int64_t>(offset), SEEK_SET) >= 0 && write(data, count) == static_cast<int64_t>(count);
+        return offset <= INT64_MAX && seek(static_cast<int64_t>(offset), SEEK_SET) >= 0 &&
+               write(data, count) == static_cast<int64_t>(count);
     }
 };
 
@@ -120,7 +122,9 @@ public:
     int64_t write(const void* data, size_t count) override {
         try {
             if (position_ + count > bytes.size()) bytes.resize(position_ + count);
-        } catch (const std::exception&) { return -1; }
+        } catch (const std::exception&) {
+            return -1;
+        }
         if (count) std::memcpy(bytes.data() + position_, data, count);
         position_ += count;
         return static_cast<int64_t>(count);

@@ -29,7 +29,10 @@ int savePng(const KernelBitmap& b, const KernelSaveOptions& options, Bytes* out)
 int saveJpeg(const KernelBitmap& b, const KernelSaveOptions& options, Bytes* out);
 int saveBmp(const KernelBitmap& b, const KernelSaveOptions& options, Bytes* out);
 // A page into a stream that is empty or holds a TIFF; `page` is its place (from 1, -1 behind the last), `replaces` the page there.
-struct PagePlace { bool append = false, replaces = false; int page = -1; };
+struct PagePlace {
+    bool append = false, replaces = false;
+    int page = -1;
+};
 int saveTiff(const KernelBitmap& b, const KernelSaveOptions& options, const PagePlace& place, ByteStream& stream);
 
 // Frees a record that isn't handed over. Filled by the contract's own functions.
@@ -50,9 +53,9 @@ inline int dotsPerInch(double dots, double unitsPerInch) {
 inline constexpr double metresPerInch = 0.0254;
 
 // Orientation of the published TIFF and EXIF forms (1 to 8) as perspective, and back. Others count as 1.
-inline constexpr auto perspectiveOfOrientation = std::to_array<int>(
-    {KB_VIEW_TOP_LEFT, KB_VIEW_TOP_LEFT, KB_VIEW_TOP_RIGHT, KB_VIEW_BOTTOM_RIGHT, KB_VIEW_BOTTOM_LEFT, KB_VIEW_LEFT_TOP, KB_VIEW_RIGHT_TOP,
-     KB_VIEW_RIGHT_BOTTOM, KB_VIEW_LEFT_BOTTOM});
+inline constexpr auto perspectiveOfOrientation =
+    std::to_array<int>({KB_VIEW_TOP_LEFT, KB_VIEW_TOP_LEFT, KB_VIEW_TOP_RIGHT, KB_VIEW_BOTTOM_RIGHT, KB_VIEW_BOTTOM_LEFT,
+                        KB_VIEW_LEFT_TOP, KB_VIEW_RIGHT_TOP, KB_VIEW_RIGHT_BOTTOM, KB_VIEW_LEFT_BOTTOM});
 inline int perspectiveFrom(uint32_t orientation) { return perspectiveOfOrientation[orientation <= 8 ? orientation : 0]; }
 inline int orientationFrom(int perspective) {
     for (int i = 1; i <= 8; ++i) {

@@ -6,8 +6,8 @@
 #include <csetjmp>
 #include <cstdio>
 
-#include <jpeglib.h>
 #include <jerror.h>
+#include <jpeglib.h>
 
 namespace kb {
 namespace {
@@ -73,9 +73,16 @@ int orientationOf(const jpeg_decompress_struct& jpeg) {
 void describe(Reader& r) {
     const jpeg_decompress_struct& jpeg = r.jpeg;
     const double unit = jpeg.density_unit == 1 ? 1.0 : jpeg.density_unit == 2 ? 2.54 : 0.0;
-    *r.info = {.nFormat = KB_FORMAT_JPEG, .nWidth = static_cast<int32_t>(jpeg.image_width), .nHeight = static_cast<int32_t>(jpeg.image_height),
-               .nBitsPerPixel = jpeg.num_components == 1 ? 8 : 24, .nXResolution = dotsPerInch(jpeg.X_density, unit),
-               .nYResolution = dotsPerInch(jpeg.Y_density, unit), .uFlags = r.info->uFlags, .nPages = 1, .nPage = 1, .nCompression = 0,
+    *r.info = {.nFormat = KB_FORMAT_JPEG,
+               .nWidth = static_cast<int32_t>(jpeg.image_width),
+               .nHeight = static_cast<int32_t>(jpeg.image_height),
+               .nBitsPerPixel = jpeg.num_components == 1 ? 8 : 24,
+               .nXResolution = dotsPerInch(jpeg.X_density, unit),
+               .nYResolution = dotsPerInch(jpeg.Y_density, unit),
+               .uFlags = r.info->uFlags,
+               .nPages = 1,
+               .nPage = 1,
+               .nCompression = 0,
                .nViewPerspective = orientationOf(jpeg)};
 }
 
@@ -108,8 +115,8 @@ int decode(Reader& r, uint8_t** inkRow) {
     jpeg.dct_method = JDCT_ISLOW;
     jpeg_start_decompress(&jpeg);
     const int result = K_CreateBitmap(r.bitmap, 1, static_cast<int>(jpeg.output_width), static_cast<int>(jpeg.output_height),
-                                      r.info->nBitsPerPixel, jpeg.num_components == 1 ? KB_ORDER_GREY : KB_ORDER_BGR, nullptr,
-                                      r.info->nViewPerspective, 0, 0);
+                                      r.info->nBitsPerPixel, jpeg.num_components == 1 ? KB_ORDER_GREY : KB_ORDER_BGR,
+                                      nullptr, r.info->nViewPerspective, 0, 0);
     if (result != SUCCESS) return result;
     r.bitmap->XResolution = r.info->nXResolution;
     r.bitmap->YResolution = r.info->nYResolution;

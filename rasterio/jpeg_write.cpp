@@ -108,7 +108,9 @@ int saveJpeg(const KernelBitmap& b, const KernelSaveOptions& options, Bytes* out
     int result = done ? SUCCESS : ERROR_NO_MEMORY;
     try {
         if (done) out->assign(w.out, w.out + w.outSize);
-    } catch (const std::exception&) { result = ERROR_NO_MEMORY; }
+    } catch (const std::exception&) {
+        result = ERROR_NO_MEMORY;
+    }
     std::free(w.out);
     return result;
 }

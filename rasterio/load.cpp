@@ -51,7 +51,9 @@ template <class Read> int load(const KernelLoadOptions* options, KernelBitmap* b
     int result;
     try {
         result = read(limits, &found);
-    } catch (const std::bad_alloc&) { result = ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        result = ERROR_NO_MEMORY;
+    }
     if (result == SUCCESS && info) *info = found;
     if (result != SUCCESS) K_FreeBitmap(b);
     return result;

@@ -36,7 +36,8 @@ __attribute__((target("ssse3"))) size_t swap24Vector(uint8_t* out, const uint8_t
         const __m128i z = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 32));
         auto* q = reinterpret_cast<__m128i*>(out + done * 3);
         _mm_storeu_si128(q, _mm_or_si128(_mm_shuffle_epi8(x, a0), _mm_shuffle_epi8(y, a1)));
-        _mm_storeu_si128(q + 1, _mm_or_si128(_mm_shuffle_epi8(x, b0), _mm_or_si128(_mm_shuffle_epi8(y, b1), _mm_shuffle_epi8(z, b2))));
+        _mm_storeu_si128(
+            q + 1, _mm_or_si128(_mm_shuffle_epi8(x, b0), _mm_or_si128(_mm_shuffle_epi8(y, b1), _mm_shuffle_epi8(z, b2))));
         _mm_storeu_si128(q + 2, _mm_or_si128(_mm_shuffle_epi8(y, c1), _mm_shuffle_epi8(z, c2)));
     }
     return done;

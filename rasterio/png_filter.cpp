@@ -34,7 +34,8 @@ void undoAverage(uint8_t* row, const uint8_t* above, size_t bytes, size_t unit) 
 }
 void undoPaeth(uint8_t* row, const uint8_t* above, size_t bytes, size_t unit) {
     for (size_t i = 0; i < bytes; ++i) {
-        row[i] = static_cast<uint8_t>(row[i] + (i < unit ? above[i] : paethPredictor(row[i - unit], above[i], above[i - unit])));
+        row[i] =
+            static_cast<uint8_t>(row[i] + (i < unit ? above[i] : paethPredictor(row[i - unit], above[i], above[i - unit])));
     }
 }
 
@@ -87,8 +88,8 @@ template <size_t Unit> void undoPaethPixels(uint8_t* row, const uint8_t* above, 
         const __m128i distanceLeft = absolute(fromLeft), distanceUp = absolute(fromUp);
         const __m128i distanceCorner = absolute(_mm_add_epi16(fromLeft, fromUp));
         const __m128i nearest = _mm_min_epi16(distanceCorner, _mm_min_epi16(distanceLeft, distanceUp));
-        const __m128i predicted = choose(_mm_cmpeq_epi16(nearest, distanceLeft), left,
-                                         choose(_mm_cmpeq_epi16(nearest, distanceUp), up, corner));
+        const __m128i predicted =
+            choose(_mm_cmpeq_epi16(nearest, distanceLeft), left, choose(_mm_cmpeq_epi16(nearest, distanceUp), up, corner));
         left = _mm_and_si128(_mm_add_epi16(coded, predicted), low);
         corner = up;
         storePixel<Unit>(row + i, _mm_packus_epi16(left, left));
@@ -130,8 +131,8 @@ bool unfilterRow(uint8_t filter, uint8_t* row, const uint8_t* above, size_t byte
     return false;
 }
 
-void filterRow(PngFilter filter, uint8_t* __restrict out, const uint8_t* __restrict row, const uint8_t* __restrict above, size_t bytes,
-               size_t unit) {
+void filterRow(PngFilter filter, uint8_t* __restrict out, const uint8_t* __restrict row, const uint8_t* __restrict above,
+               size_t bytes, size_t unit) {
     const size_t first = std::min(unit, bytes);
     switch (filter) {
     case PngFilter::none: std::memcpy(out, row, bytes); return;

@@ -57,9 +57,10 @@ int readHeader(ByteView chunk, PngImage* image) {
     if (chunk[10] || chunk[11] || chunk[12] > 1) return ERROR_FEATURE_NOT_SUPPORTED;
     // Depths that a colour type allows, as bits of a mask.
     constexpr uint32_t small = 1u << 1 | 1u << 2 | 1u << 4, deep = 1u << 8 | 1u << 16;
-    const uint32_t allowed = image->color == grey ? small | deep
-                             : image->color == indexed ? small | 1u << 8
-                             : image->color == rgb || image->color == greyAlpha || image->color == rgbAlpha ? deep : 0;
+    const uint32_t allowed = image->color == grey                                                           ? small | deep
+                             : image->color == indexed                                                      ? small | 1u << 8
+                             : image->color == rgb || image->color == greyAlpha || image->color == rgbAlpha ? deep
+                                                                                                            : 0;
     return image->depth <= 16 && allowed >> image->depth & 1 ? SUCCESS : ERROR_FILE_READ;
 }
 
@@ -91,7 +92,8 @@ int readChunks(ByteView file, PngImage* image, bool headerOnly) {
         const std::string_view type(reinterpret_cast<const char*>(file.data()) + at + 4, 4);
         const ByteView chunk = file.subspan(at + 8, length);
         const bool critical = !(type[0] & 0x20);
-        const bool intact = libdeflate_crc32(0, file.data() + at + 4, length + 4) == bigEndian(file.data() + at + 8 + length);
+        const bool intact =
+            libdeflate_crc32(0, file.data() + at + 4, length + 4) == bigEndian(file.data() + at + 8 + length);
         at += 12 + size_t{length};
         if (critical && !intact) return ERROR_FILE_READ;
         if (!hasHeader) {
@@ -100,7 +102,8 @@ int readChunks(ByteView file, PngImage* image, bool headerOnly) {
             hasHeader = true;
         } else if (type == "PLTE"sv) {
             image->colors = static_cast<uint32_t>(std::min<size_t>(chunk.size() / 3, 256));
-            for (uint32_t i = 0; i < image->colors; ++i) image->palette[i] = {chunk[i * 3 + 2], chunk[i * 3 + 1], chunk[i * 3], 0};
+            for (uint32_t i = 0; i < image->colors; ++i)
+                image->palette[i] = {chunk[i * 3 + 2], chunk[i * 3 + 1], chunk[i * 3], 0};
         } else if (type == "tRNS"sv && intact) {
             if (const int result = readTransparency(chunk, image); result != SUCCESS) return result;
         } else if (type == "pHYs"sv && intact && chunk.size() == 9 && chunk[8] == 1) {
@@ -120,16 +123,20 @@ int readChunks(ByteView file, PngImage* image, bool headerOnly) {
     return image->color == indexed && !image->colors ? ERROR_FILE_READ : SUCCESS;
 }
 
-struct Pass { uint32_t left, top, stepX, stepY; };
-constexpr auto interlacePasses = std::to_array<Pass>({{0, 0, 8, 8}, {4, 0, 8, 8}, {0, 4, 4, 8}, {2, 0, 4, 4}, {0, 2, 2, 4}, {1, 0, 2, 2},
-                                                      {0, 1, 1, 2}});
+struct Pass {
+    uint32_t left, top, stepX, stepY;
+};
+constexpr auto interlacePasses =
+    std::to_array<Pass>({{0, 0, 8, 8}, {4, 0, 8, 8}, {0, 4, 4, 8}, {2, 0, 4, 4}, {0, 2, 2, 4}, {1, 0, 2, 2}, {0, 1, 1, 2}});
 constexpr auto wholeImage = std::to_array<Pass>({{0, 0, 1, 1}});
 
 std::span<const Pass> passesOf(const PngImage& image) {
     if (image.interlaced) return interlacePasses;
     return wholeImage;
 }
-uint32_t passSide(uint32_t side, uint32_t first, uint32_t step) { return side > first ? (side - first + step - 1) / step : 0; }
+uint32_t passSide(uint32_t side, uint32_t first, uint32_t step) {
+    return side > first ? (side - first + step - 1) / step : 0;
+}
 
 struct FreeDecompressor {
     void operator()(libdeflate_decompressor* d) const { libdeflate_free_decompressor(d); }
@@ -153,7 +160,8 @@ int inflate(const PngImage& image, size_t size, Scratch* raw) {
         }
     }
     size_t got = 0;
-    const auto result = libdeflate_zlib_decompress(inflater.get(), packed, image.dataBytes, raw->data(), size + spareBytes, &got);
+    const auto result =
+        libdeflate_zlib_decompress(inflater.get(), packed, image.dataBytes, raw->data(), size + spareBytes, &got);
     return result == LIBDEFLATE_SUCCESS && got >= size ? SUCCESS : ERROR_FILE_READ;
 }
 
@@ -179,9 +187,14 @@ void convertAlphaRow(const PngImage& image, const uint8_t* in, uint8_t* out) {
         const uint32_t first = sampleAt(in, x * channels, depth);
         uint32_t color;
         switch (image.color) {
-        case indexed: color = (fromQuad(image.palette[first & 255]) & 0xFFFFFFu) | static_cast<uint32_t>(image.opacity[first & 255]) << 24; break;
+        case indexed:
+            color = (fromQuad(image.palette[first & 255]) & 0xFFFFFFu) | static_cast<uint32_t>(image.opacity[first & 255])
+                                                                             << 24;
+            break;
         case grey: color = argb(toByte(first), toByte(first), toByte(first), first == image.key[0] ? 0 : 255); break;
-        case greyAlpha: color = argb(toByte(first), toByte(first), toByte(first), toByte(sampleAt(in, x * 2 + 1, depth))); break;
+        case greyAlpha:
+            color = argb(toByte(first), toByte(first), toByte(first), toByte(sampleAt(in, x * 2 + 1, depth)));
+            break;
         default: {
             const uint32_t green = sampleAt(in, x * channels + 1, depth), blue = sampleAt(in, x * channels + 2, depth);
             const bool isKey = image.color == rgb && first == image.key[0] && green == image.key[1] && blue == image.key[2];
@@ -236,7 +249,8 @@ void clearPadding(KernelBitmap& b, uint8_t* row) {
 int readPixels(const PngImage& image, KernelBitmap* b) {
     size_t size = 0;
     for (const Pass& pass : passesOf(image)) {
-        const size_t width = passSide(image.width, pass.left, pass.stepX), height = passSide(image.height, pass.top, pass.stepY);
+        const size_t width = passSide(image.width, pass.left, pass.stepX),
+                     height = passSide(image.height, pass.top, pass.stepY);
         if (width) size += height * (1 + image.rowBytes(static_cast<uint32_t>(width)));
     }
     // Deflate packs at most 1032 to 1: what claims more is cut off, and nothing is allocated for it.
@@ -250,8 +264,8 @@ int readPixels(const PngImage& image, KernelBitmap* b) {
     RGBQUAD palette[256] = {};
     std::copy_n(image.palette, 256, palette);
     const int result = K_CreateBitmap(b, 1, static_cast<int>(image.width), static_cast<int>(image.height), bits,
-                                      isGrey && bits != 32 ? KB_ORDER_GREY : KB_ORDER_BGR, isGrey || bits > 8 ? nullptr : palette,
-                                      KB_VIEW_TOP_LEFT, 0, 0);
+                                      isGrey && bits != 32 ? KB_ORDER_GREY : KB_ORDER_BGR,
+                                      isGrey || bits > 8 ? nullptr : palette, KB_VIEW_TOP_LEFT, 0, 0);
     if (result != SUCCESS) return result;
     if (!isGrey && bits <= 8) b->nColors = std::min(image.colors, 1u << bits);
     b->XResolution = image.xResolution;
@@ -265,15 +279,18 @@ int readPixels(const PngImage& image, KernelBitmap* b) {
     uint8_t* const rows = K_WritableBitmapRow(b, 0);
     uint8_t* in = raw.data();
     for (const Pass& pass : passesOf(image)) {
-        const uint32_t width = passSide(image.width, pass.left, pass.stepX), height = passSide(image.height, pass.top, pass.stepY);
+        const uint32_t width = passSide(image.width, pass.left, pass.stepX),
+                       height = passSide(image.height, pass.top, pass.stepY);
         if (!width) continue;
         const size_t passBytes = image.rowBytes(width);
         const uint8_t* above = nullptr;
         for (uint32_t y = 0; y < height; ++y, in += 1 + passBytes) {
             if (!unfilterRow(in[0], in + 1, above, passBytes, unit)) return ERROR_FILE_READ;
             above = in + 1;
-            if (image.interlaced) scatter(image, pass, y, above, width, whole.data());
-            else convertRow(image, above, rows + size_t{y} * static_cast<size_t>(b->BytesPerLine));
+            if (image.interlaced)
+                scatter(image, pass, y, above, width, whole.data());
+            else
+                convertRow(image, above, rows + size_t{y} * static_cast<size_t>(b->BytesPerLine));
         }
     }
     for (size_t y = 0; y < image.height; ++y) {
@@ -291,9 +308,17 @@ int loadPng(ByteView data, const LoadLimits& limits, KernelBitmap* b, KernelFile
     PngImage image;
     if (const int result = readChunks(data, &image, !b); result != SUCCESS) return result;
     if (const int result = checkSize(image.width, image.height, limits); result != SUCCESS) return result;
-    *info = {.nFormat = KB_FORMAT_PNG, .nWidth = static_cast<int32_t>(image.width), .nHeight = static_cast<int32_t>(image.height),
-             .nBitsPerPixel = image.recordBits(), .nXResolution = image.xResolution, .nYResolution = image.yResolution,
-             .uFlags = info->uFlags, .nPages = 1, .nPage = 1, .nCompression = 0, .nViewPerspective = KB_VIEW_TOP_LEFT};
+    *info = {.nFormat = KB_FORMAT_PNG,
+             .nWidth = static_cast<int32_t>(image.width),
+             .nHeight = static_cast<int32_t>(image.height),
+             .nBitsPerPixel = image.recordBits(),
+             .nXResolution = image.xResolution,
+             .nYResolution = image.yResolution,
+             .uFlags = info->uFlags,
+             .nPages = 1,
+             .nPage = 1,
+             .nCompression = 0,
+             .nViewPerspective = KB_VIEW_TOP_LEFT};
     if (!b) return SUCCESS;
     LoadedBitmap loaded;
     if (const int result = readPixels(image, &loaded.record); result != SUCCESS) return result;

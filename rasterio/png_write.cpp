@@ -25,7 +25,10 @@ struct PngLayout {
 };
 
 // A way to filter rows: one filter for all, or the cheapest of some for each.
-struct Strategy { bool adaptive; PngFilter filter; };
+struct Strategy {
+    bool adaptive;
+    PngFilter filter;
+};
 constexpr auto strategies = std::to_array<Strategy>({
     {false, PngFilter::none},
     {false, PngFilter::sub},
@@ -33,15 +36,20 @@ constexpr auto strategies = std::to_array<Strategy>({
     {false, PngFilter::paeth},
     {true, PngFilter::none},
 });
-constexpr auto adaptiveFilters = std::to_array<PngFilter>({PngFilter::sub, PngFilter::up, PngFilter::average, PngFilter::paeth});
+constexpr auto adaptiveFilters =
+    std::to_array<PngFilter>({PngFilter::sub, PngFilter::up, PngFilter::average, PngFilter::paeth});
 
 constexpr int sampleLevel = 1;
 // Effort by how well the sample packed. Flat pages are cheap to search thoroughly and gain most by it; where noise rules, a
 // long search costs seconds and saves a few hundredths.
-struct Effort { double upToRatio; int level; };
+struct Effort {
+    double upToRatio;
+    int level;
+};
 constexpr auto efforts = std::to_array<Effort>({{0.06, 7}, {0.2, 4}, {2.0, 2}});
 int levelFor(double ratio) {
-    return std::find_if(efforts.begin(), efforts.end() - 1, [ratio](const Effort& e) { return ratio <= e.upToRatio; })->level;
+    return std::find_if(efforts.begin(), efforts.end() - 1, [ratio](const Effort& e) { return ratio <= e.upToRatio; })
+        ->level;
 }
 
 void put32(Bytes* out, uint32_t value) {
@@ -72,8 +80,10 @@ public:
                 out[x * 2 + 1] = in[x * 2];
             }
         } else if (b.BitsPerPixel == 24) {
-            if (b.Order == KB_ORDER_RGB) std::memcpy(out, in, width * 3);
-            else swapRedBlue24(out, in, width);
+            if (b.Order == KB_ORDER_RGB)
+                std::memcpy(out, in, width * 3);
+            else
+                swapRedBlue24(out, in, width);
         } else if (b.Order == KB_ORDER_RGB) {
             std::memcpy(out, in, width * 4);
         } else {
@@ -115,7 +125,10 @@ void filterRows(const PngRows& rows, const PngLayout& layout, int32_t first, int
     }
 }
 
-struct Choice { Strategy strategy; double ratio; };
+struct Choice {
+    Strategy strategy;
+    double ratio;
+};
 
 // Packs bands spread over the image with each strategy. Below 8 bits and for palettes filters only harm.
 Choice chooseStrategy(const PngRows& rows, const PngLayout& layout, int32_t height) {
@@ -133,7 +146,8 @@ Choice chooseStrategy(const PngRows& rows, const PngLayout& layout, int32_t heig
         } else {
             for (int32_t band = 0; band < bands; ++band) {
                 const auto first = static_cast<int32_t>(int64_t{height - bandRows} * band / (bands - 1));
-                filterRows(rows, layout, first, first + bandRows, strategy, raw.data() + static_cast<size_t>(band * bandRows) * rowSize);
+                filterRows(rows, layout, first, first + bandRows, strategy,
+                           raw.data() + static_cast<size_t>(band * bandRows) * rowSize);
             }
         }
         const size_t got = libdeflate_deflate_compress(compressor.get(), raw.data(), size, packed.data(), size);

@@ -8,7 +8,10 @@ using namespace std::string_view_literals;
 
 namespace {
 
-struct Signature { std::string_view bytes; int format; };
+struct Signature {
+    std::string_view bytes;
+    int format;
+};
 
 constexpr auto signatures = std::to_array<Signature>({
     {"II\x2A\0"sv, KB_FORMAT_TIFF},
@@ -34,7 +37,9 @@ extern "C" int K_RecognizeFormat(const void* pData, size_t size) {
         if (!data.starts_with(row.bytes)) continue;
         // The first record of an enhanced metafile is at least 88 bytes long and signed; 16 bytes don't show the sign.
         if (row.format == KB_FORMAT_EMF) {
-            if (size < 8 || (static_cast<uint8_t>(data[4]) < 88 && !data[5] && !data[6]) || (size >= 44 && data.substr(40, 4) != " EMF"sv)) continue;
+            if (size < 8 || (static_cast<uint8_t>(data[4]) < 88 && !data[5] && !data[6]) ||
+                (size >= 44 && data.substr(40, 4) != " EMF"sv))
+                continue;
         }
         return row.format;
     }

@@ -70,7 +70,9 @@ template <class Save> int guarded(const KernelBitmap* b, int format, Save&& save
     int result;
     try {
         result = save();
-    } catch (const std::bad_alloc&) { result = ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        result = ERROR_NO_MEMORY;
+    }
     if (result == SUCCESS && format == KB_FORMAT_TIFF) clearQueuedTiffTags();
     return result;
 }
@@ -88,7 +90,8 @@ int K_SaveMemory(const KernelBitmap* b, int format, const KernelSaveOptions* pOp
     if (!phMem || !puSize) return ERROR_INV_PARAMETER;
     return guarded(b, format, [&] {
         Bytes bytes;
-        if (const int result = encode(*b, format, optionsOr(pOptions), &bytes); result != SUCCESS) return static_cast<int>(result);
+        if (const int result = encode(*b, format, optionsOr(pOptions), &bytes); result != SUCCESS)
+            return static_cast<int>(result);
         HGLOBAL handle = GlobalAlloc(GMEM_MOVEABLE, bytes.size());
         void* block = handle ? GlobalLock(handle) : nullptr;
         if (!block) {

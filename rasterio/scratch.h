@@ -26,8 +26,10 @@ public:
     Scratch(const Scratch&) = delete;
     Scratch& operator=(const Scratch&) = delete;
     ~Scratch() {
-        if (size_ < mappedFrom) std::free(data_);
-        else if (data_) munmap(data_, size_);
+        if (size_ < mappedFrom)
+            std::free(data_);
+        else if (data_)
+            munmap(data_, size_);
     }
     uint8_t* data() { return data_; }
     size_t size() const { return size_; }

@@ -8,11 +8,14 @@
 namespace kb {
 namespace {
 
-struct TypeRow { uint8_t bytes, unit; };
+struct TypeRow {
+    uint8_t bytes, unit;
+};
 // Rows by type number; the unit of a rational is half of it.
 constexpr auto types = std::to_array<TypeRow>({
-    {0, 0}, {1, 1}, {1, 1}, {2, 2}, {4, 4}, {8, 4}, {1, 1}, {1, 1}, {2, 2}, {4, 4}, // none, byte, ascii, short, long, rational, sbyte ...
-    {8, 4}, {4, 4}, {8, 8}, {4, 4}, {0, 0}, {0, 0}, {8, 8}, {8, 8}, {8, 8},         // srational, float, double, ifd, -, -, long8 ...
+    {0, 0}, {1, 1}, {1, 1}, {2, 2}, {4, 4}, {8, 4}, {1, 1}, {1, 1}, {2, 2},
+    {4, 4}, // none, byte, ascii, short, long, rational, sbyte ...
+    {8, 4}, {4, 4}, {8, 8}, {4, 4}, {0, 0}, {0, 0}, {8, 8}, {8, 8}, {8, 8}, // srational, float, double, ifd, -, -, long8 ...
 });
 
 constexpr size_t maxPages = 65535;
@@ -59,7 +62,8 @@ int TiffFile::open() {
 
 int TiffFile::readDirectory(uint64_t at, TiffDirectory* out, bool linksOnly) {
     uint8_t field[8];
-    if (at < 8 || at > size_ || size_ - at < form_.countBytes() || !stream_.readAt(at, field, form_.countBytes())) return ERROR_FILE_READ;
+    if (at < 8 || at > size_ || size_ - at < form_.countBytes() || !stream_.readAt(at, field, form_.countBytes()))
+        return ERROR_FILE_READ;
     const uint64_t count = form_.get(field, form_.countBytes());
     const uint64_t entriesAt = at + form_.countBytes();
     if (count > (size_ - entriesAt) / form_.entryBytes()) return ERROR_FILE_READ;
@@ -83,7 +87,8 @@ int TiffFile::readDirectory(uint64_t at, TiffDirectory* out, bool linksOnly) {
         e.bytes = one && e.count <= UINT64_MAX / one ? e.count * one : UINT64_MAX;
         e.inEntry = e.bytes <= form_.offsetBytes();
         std::copy_n(p + valueField, form_.offsetBytes(), e.raw);
-        e.valueAt = e.inEntry ? entriesAt + i * form_.entryBytes() + valueField : form_.get(p + valueField, form_.offsetBytes());
+        e.valueAt =
+            e.inEntry ? entriesAt + i * form_.entryBytes() + valueField : form_.get(p + valueField, form_.offsetBytes());
     }
     return SUCCESS;
 }

@@ -20,16 +20,16 @@ struct TiffForm {
 struct TiffEntry {
     uint16_t tag = 0, type = 0;
     uint64_t count = 0;
-    uint64_t bytes = 0;    // of the value; UINT64_MAX for a type that isn't known
-    uint64_t valueAt = 0;  // file position of the value, in the entry when it fits there
+    uint64_t bytes = 0;   // of the value; UINT64_MAX for a type that isn't known
+    uint64_t valueAt = 0; // file position of the value, in the entry when it fits there
     bool inEntry = false;
-    uint8_t raw[8] = {};   // the value field as it is in the file
+    uint8_t raw[8] = {}; // the value field as it is in the file
 };
 
 struct TiffDirectory {
-    uint64_t at = 0;       // file position
-    uint64_t next = 0;     // position of the next directory, 0 at the end
-    uint64_t linkAt = 0;   // position of the link that leads here
+    uint64_t at = 0;     // file position
+    uint64_t next = 0;   // position of the next directory, 0 at the end
+    uint64_t linkAt = 0; // position of the link that leads here
     std::vector<TiffEntry> entries;
     const TiffEntry* find(uint16_t tag) const;
 };
@@ -70,11 +70,18 @@ private:
 
 // tiff_edit.cpp
 
-struct TiffTagValue { uint16_t tag = 0, type = 0; uint64_t count = 0; Bytes data; bool removes = false; };
+struct TiffTagValue {
+    uint16_t tag = 0, type = 0;
+    uint64_t count = 0;
+    Bytes data;
+    bool removes = false;
+};
 
 // Sets and takes out tags of a page: values and a new directory go behind the file's end, then the link to the page is
 // changed, then the old values and the old directory are zeroed.
 int editTiffPage(ByteStream& stream, int page, const std::vector<TiffTagValue>& changes);
+// Links the directory at a position behind the last page. A chain that loops or breaks goes on there instead.
+int linkTiffPage(ByteStream& stream, uint64_t directoryAt);
 // Moves the last page to place `page`; with `replaces` takes the page that stood there out of the chain and zeroes what it
 // alone used.
 int placeLastTiffPage(ByteStream& stream, int page, bool replaces);

@@ -11,7 +11,9 @@ namespace {
 constexpr uint16_t stripOffsets = 273, stripByteCounts = 279, tileOffsets = 324, tileByteCounts = 325, subDirectories = 330;
 constexpr uint64_t minWideType = 16;
 
-struct Range { uint64_t at, bytes; };
+struct Range {
+    uint64_t at, bytes;
+};
 
 bool overlaps(const Range& a, const Range& b) { return a.at < b.at + b.bytes && b.at < a.at + a.bytes; }
 
@@ -65,10 +67,15 @@ bool putLink(ByteStream& stream, const TiffForm& form, uint64_t at, uint64_t tar
     return stream.writeAt(at, field, form.offsetBytes());
 }
 
-uint64_t nextLinkOf(const TiffForm& form, const TiffDirectory& d) { return d.at + form.countBytes() + d.entries.size() * form.entryBytes(); }
+uint64_t nextLinkOf(const TiffForm& form, const TiffDirectory& d) {
+    return d.at + form.countBytes() + d.entries.size() * form.entryBytes();
+}
 
 // Serialised entry, with its value behind the end of the file when it doesn't fit.
-struct NewEntry { TiffEntry entry; const TiffTagValue* value = nullptr; };
+struct NewEntry {
+    TiffEntry entry;
+    const TiffTagValue* value = nullptr;
+};
 
 } // namespace
 
@@ -81,12 +88,14 @@ int editTiffPage(ByteStream& stream, int page, const std::vector<TiffTagValue>& 
 
     std::vector<NewEntry> entries;
     for (const TiffEntry& e : old.entries) {
-        const bool changed = std::any_of(changes.begin(), changes.end(), [&](const TiffTagValue& c) { return c.tag == e.tag; });
+        const bool changed =
+            std::any_of(changes.begin(), changes.end(), [&](const TiffTagValue& c) { return c.tag == e.tag; });
         if (!changed) entries.push_back({.entry = e});
     }
     for (const TiffTagValue& c : changes) {
         if (c.removes) continue;
-        if (!tiffTypeBytes(c.type) || (!form.wide && (c.type >= minWideType || c.count > UINT32_MAX))) return ERROR_FEATURE_NOT_SUPPORTED;
+        if (!tiffTypeBytes(c.type) || (!form.wide && (c.type >= minWideType || c.count > UINT32_MAX)))
+            return ERROR_FEATURE_NOT_SUPPORTED;
         TiffEntry e;
         e.tag = c.tag;
         e.type = c.type;
@@ -95,8 +104,10 @@ int editTiffPage(ByteStream& stream, int page, const std::vector<TiffTagValue>& 
         e.inEntry = e.bytes <= form.offsetBytes();
         entries.push_back({.entry = e, .value = &c});
     }
-    if (entries.empty() || (!form.wide && entries.size() > 65535)) return ERROR_INV_PARAMETER; // a directory has at least one entry
-    std::sort(entries.begin(), entries.end(), [](const NewEntry& a, const NewEntry& b) { return a.entry.tag < b.entry.tag; });
+    if (entries.empty() || (!form.wide && entries.size() > 65535))
+        return ERROR_INV_PARAMETER; // a directory has at least one entry
+    std::sort(entries.begin(), entries.end(),
+              [](const NewEntry& a, const NewEntry& b) { return a.entry.tag < b.entry.tag; });
 
     // Values and directory as one run of bytes from an even position behind the end.
     const uint64_t base = (file.size() + 1) / 2 * 2;
@@ -138,7 +149,8 @@ int editTiffPage(ByteStream& stream, int page, const std::vector<TiffTagValue>& 
 
     std::vector<Range> unused{{old.at, form.countBytes() + old.entries.size() * form.entryBytes() + form.offsetBytes()}};
     for (const TiffEntry& e : old.entries) {
-        const bool changed = std::any_of(changes.begin(), changes.end(), [&](const TiffTagValue& c) { return c.tag == e.tag; });
+        const bool changed =
+            std::any_of(changes.begin(), changes.end(), [&](const TiffTagValue& c) { return c.tag == e.tag; });
         if (changed && !e.inEntry && e.bytes != UINT64_MAX && e.valueAt <= oldSize && e.bytes <= oldSize - e.valueAt) {
             unused.push_back({e.valueAt, e.bytes});
         }
@@ -150,6 +162,21 @@ int editTiffPage(ByteStream& stream, int page, const std::vector<TiffTagValue>& 
         if (!keepPage(now, i, &kept)) return ERROR_FILE_READ;
     }
     return zeroUnused(stream, unused, kept) ? SUCCESS : ERROR_FILE_WRITE;
+}
+
+int linkTiffPage(ByteStream& stream, uint64_t directoryAt) {
+    TiffFile file(stream);
+    if (const int result = file.open(); result != SUCCESS) return result;
+    const TiffForm& form = file.form();
+    if (!form.wide && directoryAt > UINT32_MAX) return ERROR_FEATURE_NOT_SUPPORTED;
+    const int pages = file.pages();
+    uint64_t link = form.wide ? 8 : 4;
+    if (pages) {
+        TiffDirectory last;
+        if (const int result = file.directory(pages, &last); result != SUCCESS) return result;
+        link = nextLinkOf(form, last);
+    }
+    return putLink(stream, form, link, directoryAt) ? SUCCESS : ERROR_FILE_WRITE;
 }
 
 int placeLastTiffPage(ByteStream& stream, int page, bool replaces) {
@@ -166,7 +193,9 @@ int placeLastTiffPage(ByteStream& stream, int page, bool replaces) {
     if (replaces) {
         unused = rangesOf(file, target);
         if (const TiffEntry* e = target.find(subDirectories); e && !e->inEntry) {
-            std::erase_if(unused, [&](const Range& r) { return r.at == e->valueAt; }); // images below the page stay reachable for tools
+            std::erase_if(unused, [&](const Range& r) {
+                return r.at == e->valueAt;
+            }); // images below the page stay reachable for tools
         }
     }
     // The moved page leads on to what follows its new place; then the link to that place, then the end of the chain. When
@@ -191,7 +220,8 @@ int placeLastTiffPage(ByteStream& stream, int page, bool replaces) {
 
 using namespace kb;
 
-extern "C" int K_RewriteFileTag(const char* pszPath, int page, uint16_t tag, uint16_t type, uint32_t count, const void* pData) {
+extern "C" int K_RewriteFileTag(const char* pszPath, int page, uint16_t tag, uint16_t type, uint32_t count,
+                                const void* pData) {
     if (!pszPath || page < 1 || (pData && !tiffTypeBytes(type))) return ERROR_INV_PARAMETER;
     FileStream stream(pszPath, 2);
     if (!stream.isOpen()) return ERROR_FILE_OPEN;
@@ -209,5 +239,7 @@ extern "C" int K_RewriteFileTag(const char* pszPath, int page, uint16_t tag, uin
         }
         const int result = editTiffPage(stream, page, {std::move(change)});
         return stream.close() || result != SUCCESS ? result : ERROR_FILE_WRITE;
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
 }

@@ -8,7 +8,9 @@ namespace {
 
 ByteStream& streamOf(thandle_t handle) { return *static_cast<ByteStream*>(handle); }
 
-tmsize_t readBytes(thandle_t handle, void* out, tmsize_t count) { return count < 0 ? -1 : streamOf(handle).read(out, static_cast<size_t>(count)); }
+tmsize_t readBytes(thandle_t handle, void* out, tmsize_t count) {
+    return count < 0 ? -1 : streamOf(handle).read(out, static_cast<size_t>(count));
+}
 tmsize_t writeBytes(thandle_t handle, void* data, tmsize_t count) {
     return count < 0 ? -1 : streamOf(handle).write(data, static_cast<size_t>(count));
 }
@@ -27,8 +29,10 @@ TiffPointer openTiff(ByteStream& stream, const char* mode, uint64_t maxAllocatio
     if (!options) return nullptr;
     TIFFOpenOptionsSetErrorHandlerExtR(options, silent, nullptr);
     TIFFOpenOptionsSetWarningHandlerExtR(options, silent, nullptr);
-    if (maxAllocation) TIFFOpenOptionsSetMaxSingleMemAlloc(options, static_cast<tmsize_t>(std::min<uint64_t>(maxAllocation, INT64_MAX)));
-    TIFF* tiff = TIFFClientOpenExt("image", mode, &stream, readBytes, writeBytes, seekTo, closeNothing, sizeOf, nullptr, nullptr, options);
+    if (maxAllocation)
+        TIFFOpenOptionsSetMaxSingleMemAlloc(options, static_cast<tmsize_t>(std::min<uint64_t>(maxAllocation, INT64_MAX)));
+    TIFF* tiff = TIFFClientOpenExt("image", mode, &stream, readBytes, writeBytes, seekTo, closeNothing, sizeOf, nullptr,
+                                   nullptr, options);
     TIFFOpenOptionsFree(options);
     return TiffPointer(tiff);
 }

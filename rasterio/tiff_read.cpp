@@ -13,7 +13,8 @@ enum class Route { grey, indexed, color, converted };
 struct Page {
     uint32_t width = 0, height = 0;
     int bits = 1, samples = 1;
-    uint16_t photometric = PHOTOMETRIC_MINISBLACK, planar = PLANARCONFIG_CONTIG, compression = COMPRESSION_NONE, orientation = ORIENTATION_TOPLEFT;
+    uint16_t photometric = PHOTOMETRIC_MINISBLACK, planar = PLANARCONFIG_CONTIG, compression = COMPRESSION_NONE,
+             orientation = ORIENTATION_TOPLEFT;
     bool tiled = false;
     int alphaSample = -1;    // index of the sample that is opacity
     bool multiplied = false; // colours are multiplied by the opacity
@@ -27,12 +28,22 @@ struct Page {
     uint32_t top() const { return bits >= 32 ? UINT32_MAX : (1u << bits) - 1; }
 };
 
-struct CompressionRow { uint16_t scheme; int kind; };
+struct CompressionRow {
+    uint16_t scheme;
+    int kind;
+};
 constexpr auto compressions = std::to_array<CompressionRow>({
-    {COMPRESSION_NONE, KB_COMPRESS_NONE},         {COMPRESSION_PACKBITS, KB_COMPRESS_PACKBITS}, {COMPRESSION_LZW, KB_COMPRESS_LZW},
-    {COMPRESSION_DEFLATE, KB_COMPRESS_DEFLATE},   {COMPRESSION_ADOBE_DEFLATE, KB_COMPRESS_DEFLATE},
-    {COMPRESSION_CCITTRLE, KB_COMPRESS_G3},       {COMPRESSION_CCITTRLEW, KB_COMPRESS_G3},      {COMPRESSION_CCITTFAX3, KB_COMPRESS_G3},
-    {COMPRESSION_CCITTFAX4, KB_COMPRESS_G4},      {COMPRESSION_JPEG, KB_COMPRESS_JPEG},         {COMPRESSION_OJPEG, KB_COMPRESS_JPEG},
+    {COMPRESSION_NONE, KB_COMPRESS_NONE},
+    {COMPRESSION_PACKBITS, KB_COMPRESS_PACKBITS},
+    {COMPRESSION_LZW, KB_COMPRESS_LZW},
+    {COMPRESSION_DEFLATE, KB_COMPRESS_DEFLATE},
+    {COMPRESSION_ADOBE_DEFLATE, KB_COMPRESS_DEFLATE},
+    {COMPRESSION_CCITTRLE, KB_COMPRESS_G3},
+    {COMPRESSION_CCITTRLEW, KB_COMPRESS_G3},
+    {COMPRESSION_CCITTFAX3, KB_COMPRESS_G3},
+    {COMPRESSION_CCITTFAX4, KB_COMPRESS_G4},
+    {COMPRESSION_JPEG, KB_COMPRESS_JPEG},
+    {COMPRESSION_OJPEG, KB_COMPRESS_JPEG},
 });
 int compressionKind(uint16_t scheme) {
     for (const CompressionRow& row : compressions) {
@@ -63,15 +74,20 @@ int describe(TIFF* tiff, const LoadLimits& limits, Page* out) {
     const auto format = field<uint16_t>(tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
     uint16_t photometric = 0;
     // Files without it exist: colour by the number of samples, fax data is white at 0.
-    if (TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &photometric)) p.photometric = photometric;
-    else if (p.samples >= 3) p.photometric = PHOTOMETRIC_RGB;
-    else if (compressionKind(p.compression) == KB_COMPRESS_G3 || compressionKind(p.compression) == KB_COMPRESS_G4) p.photometric = PHOTOMETRIC_MINISWHITE;
+    if (TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &photometric))
+        p.photometric = photometric;
+    else if (p.samples >= 3)
+        p.photometric = PHOTOMETRIC_RGB;
+    else if (compressionKind(p.compression) == KB_COMPRESS_G3 || compressionKind(p.compression) == KB_COMPRESS_G4)
+        p.photometric = PHOTOMETRIC_MINISWHITE;
     if (!TIFFIsCODECConfigured(p.compression)) return ERROR_FEATURE_NOT_SUPPORTED;
     if (p.samples < 1 || p.bits < 1 || p.bits > 16) return ERROR_FEATURE_NOT_SUPPORTED;
-    if (format != SAMPLEFORMAT_UINT && format != SAMPLEFORMAT_VOID && format != SAMPLEFORMAT_INT) return ERROR_FEATURE_NOT_SUPPORTED;
+    if (format != SAMPLEFORMAT_UINT && format != SAMPLEFORMAT_VOID && format != SAMPLEFORMAT_INT)
+        return ERROR_FEATURE_NOT_SUPPORTED;
 
     const float unit = field<uint16_t>(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH) == RESUNIT_CENTIMETER ? 2.54f
-                       : field<uint16_t>(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH) == RESUNIT_INCH     ? 1.0f : 0.0f;
+                       : field<uint16_t>(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH) == RESUNIT_INCH     ? 1.0f
+                                                                                                         : 0.0f;
     p.xResolution = dotsPerInch(field<float>(tiff, TIFFTAG_XRESOLUTION, 0), unit);
     p.yResolution = dotsPerInch(field<float>(tiff, TIFFTAG_YRESOLUTION, 0), unit);
 
@@ -164,7 +180,8 @@ uint32_t sampleAt(const uint8_t* row, size_t index, int bits) {
     }
     const size_t bit = index * static_cast<size_t>(bits);
     uint32_t value = 0;
-    for (int i = 0; i < bits; ++i) value = value << 1 | ((row[(bit + static_cast<size_t>(i)) / 8] >> (7 - (bit + static_cast<size_t>(i)) % 8)) & 1u);
+    for (int i = 0; i < bits; ++i)
+        value = value << 1 | ((row[(bit + static_cast<size_t>(i)) / 8] >> (7 - (bit + static_cast<size_t>(i)) % 8)) & 1u);
     return value;
 }
 
@@ -191,7 +208,8 @@ public:
             if (bits % 8) out[bits / 8] = static_cast<uint8_t>(data[bits / 8] & (0xFF00u >> bits % 8));
             return;
         }
-        if (page_.route == Route::color && page_.bits == 8 && page_.samples == 3) return swapRedBlue24(row + size_t{x} * 3, data, count);
+        if (page_.route == Route::color && page_.bits == 8 && page_.samples == 3)
+            return swapRedBlue24(row + size_t{x} * 3, data, count);
         if (page_.route == Route::color && page_.bits == 8 && page_.samples == 4 && page_.recordBits == 32) {
             return swapRedBlue32(row + size_t{x} * 4, data, count);
         }
@@ -206,18 +224,23 @@ private:
     template <class Sample> void putPixel(uint8_t* row, int32_t x, Sample&& sample) const {
         if (page_.recordBits >= 24) {
             uint32_t color;
-            if (page_.route == Route::color) color = argb(toByte(sample(0), page_), toByte(sample(1), page_), toByte(sample(2), page_), 0);
-            else color = indexedOrGrey(sample(0));
+            if (page_.route == Route::color)
+                color = argb(toByte(sample(0), page_), toByte(sample(1), page_), toByte(sample(2), page_), 0);
+            else
+                color = indexedOrGrey(sample(0));
             const uint32_t alpha = page_.alphaSample >= 0 ? toByte(sample(page_.alphaSample), page_) : 255;
             color = (color & 0xFFFFFFu) | alpha << 24;
-            if (page_.recordBits == 24) PixelAccess<24>::put(row, x, color);
-            else PixelAccess<32>::put(row, x, color);
+            if (page_.recordBits == 24)
+                PixelAccess<24>::put(row, x, color);
+            else
+                PixelAccess<32>::put(row, x, color);
             return;
         }
         uint32_t value = sample(0);
         if (page_.route == Route::grey) {
             const uint32_t top = (1u << page_.recordBits) - 1;
-            if (page_.bits != page_.recordBits) value = static_cast<uint32_t>((uint64_t{value} * top + page_.top() / 2) / page_.top());
+            if (page_.bits != page_.recordBits)
+                value = static_cast<uint32_t>((uint64_t{value} * top + page_.top() / 2) / page_.top());
             if (page_.recordBits > 8 && page_.invertsGrey()) value = top - value; // below, the palette tells it
         }
         withPixels(page_.recordBits, [&](auto pixel) { pixel.put(row, x, value); });
@@ -233,15 +256,18 @@ private:
         if (page_.recordBits >= 24) {
             if (page_.route == Route::color && plane < 3) {
                 for (uint32_t i = 0; i < count; ++i) {
-                    row[(x + i) * unit + 2 - static_cast<size_t>(plane)] = static_cast<uint8_t>(toByte(sampleAt(data, i, page_.bits), page_));
+                    row[(x + i) * unit + 2 - static_cast<size_t>(plane)] =
+                        static_cast<uint8_t>(toByte(sampleAt(data, i, page_.bits), page_));
                 }
             } else if (page_.route != Route::color && plane == 0) {
                 for (uint32_t i = 0; i < count; ++i) {
                     const uint32_t color = indexedOrGrey(sampleAt(data, i, page_.bits));
-                    for (size_t channel = 0; channel < 3; ++channel) row[(x + i) * unit + channel] = static_cast<uint8_t>(color);
+                    for (size_t channel = 0; channel < 3; ++channel)
+                        row[(x + i) * unit + channel] = static_cast<uint8_t>(color);
                 }
             } else if (plane == page_.alphaSample) {
-                for (uint32_t i = 0; i < count; ++i) row[(x + i) * unit + 3] = static_cast<uint8_t>(toByte(sampleAt(data, i, page_.bits), page_));
+                for (uint32_t i = 0; i < count; ++i)
+                    row[(x + i) * unit + 3] = static_cast<uint8_t>(toByte(sampleAt(data, i, page_.bits), page_));
             }
             return;
         }
@@ -273,9 +299,11 @@ int readStrips(TIFF* tiff, const Page& p, const RowSink& sink) {
             const uint32_t first = strip * rowsPerStrip, rows = std::min(rowsPerStrip, p.height - first);
             const tmsize_t wanted = static_cast<tmsize_t>(rows) * rowBytes;
             const uint32_t number = static_cast<uint32_t>(plane) * strips + strip;
-            if (wanted > stripBytes || TIFFReadEncodedStrip(tiff, number, buffer.data(), wanted) != wanted) return ERROR_FILE_READ;
+            if (wanted > stripBytes || TIFFReadEncodedStrip(tiff, number, buffer.data(), wanted) != wanted)
+                return ERROR_FILE_READ;
             for (uint32_t y = 0; y < rows; ++y) {
-                sink.put(first + y, 0, p.width, separate ? plane : -1, buffer.data() + static_cast<size_t>(y) * static_cast<size_t>(rowBytes));
+                sink.put(first + y, 0, p.width, separate ? plane : -1,
+                         buffer.data() + static_cast<size_t>(y) * static_cast<size_t>(rowBytes));
             }
         }
     }
@@ -283,13 +311,15 @@ int readStrips(TIFF* tiff, const Page& p, const RowSink& sink) {
 }
 
 int readTiles(TIFF* tiff, const Page& p, const RowSink& sink, const LoadLimits& limits) {
-    const auto tileWidth = field<uint32_t>(tiff, TIFFTAG_TILEWIDTH, 0), tileHeight = field<uint32_t>(tiff, TIFFTAG_TILELENGTH, 0);
+    const auto tileWidth = field<uint32_t>(tiff, TIFFTAG_TILEWIDTH, 0),
+               tileHeight = field<uint32_t>(tiff, TIFFTAG_TILELENGTH, 0);
     const bool separate = p.planar == PLANARCONFIG_SEPARATE && p.samples > 1;
     if (!tileWidth || !tileHeight) return ERROR_FILE_READ;
     if (uint64_t{tileWidth} * tileHeight > std::max<uint64_t>(limits.pixels, 1u << 16)) return ERROR_NO_MEMORY;
     const tmsize_t rowBytes = TIFFTileRowSize(tiff), tileBytes = TIFFTileSize(tiff);
     const auto pixelBits = static_cast<uint64_t>(p.bits) * static_cast<uint64_t>(separate ? 1 : p.samples);
-    if (rowBytes <= 0 || tileBytes <= 0 || static_cast<uint64_t>(rowBytes) < (tileWidth * pixelBits + 7) / 8) return ERROR_FILE_READ;
+    if (rowBytes <= 0 || tileBytes <= 0 || static_cast<uint64_t>(rowBytes) < (tileWidth * pixelBits + 7) / 8)
+        return ERROR_FILE_READ;
     if (static_cast<uint64_t>(tileBytes) < static_cast<uint64_t>(rowBytes) * tileHeight) return ERROR_FILE_READ;
     Scratch buffer(static_cast<size_t>(tileBytes));
     if (!buffer.data()) return ERROR_NO_MEMORY;
@@ -300,7 +330,8 @@ int readTiles(TIFF* tiff, const Page& p, const RowSink& sink, const LoadLimits& 
                 if (TIFFReadEncodedTile(tiff, number, buffer.data(), tileBytes) != tileBytes) return ERROR_FILE_READ;
                 const uint32_t columns = std::min(tileWidth, p.width - left);
                 for (uint32_t y = 0; y < std::min(tileHeight, p.height - top); ++y) {
-                    sink.put(top + y, left, columns, separate ? plane : -1, buffer.data() + static_cast<size_t>(y) * static_cast<size_t>(rowBytes));
+                    sink.put(top + y, left, columns, separate ? plane : -1,
+                             buffer.data() + static_cast<size_t>(y) * static_cast<size_t>(rowBytes));
                 }
                 if (p.width - left <= tileWidth) break;
             }
@@ -327,8 +358,10 @@ int readConverted(TIFF* tiff, const Page& p, KernelBitmap& b) {
             for (uint32_t x = 0; x < p.width; ++x) {
                 const uint32_t v = pixels[size_t{y} * p.width + x];
                 const uint32_t color = argb(TIFFGetR(v), TIFFGetG(v), TIFFGetB(v), TIFFGetA(v));
-                if (p.recordBits == 24) PixelAccess<24>::put(row, static_cast<int32_t>(x), color);
-                else PixelAccess<32>::put(row, static_cast<int32_t>(x), color);
+                if (p.recordBits == 24)
+                    PixelAccess<24>::put(row, static_cast<int32_t>(x), color);
+                else
+                    PixelAccess<32>::put(row, static_cast<int32_t>(x), color);
             }
         }
     }
@@ -346,8 +379,10 @@ int readIndexedAlpha(TIFF* tiff, const Page& p, KernelBitmap& b) {
 int readPixels(TIFF* tiff, const Page& p, KernelBitmap* b, const LoadLimits& limits) {
     if (const int result = makeRecord(tiff, p, b); result != SUCCESS) return result;
     int result;
-    if (p.route == Route::converted) result = readConverted(tiff, p, *b);
-    else if (p.route == Route::indexed && p.recordBits == 32) return readIndexedAlpha(tiff, p, *b);
+    if (p.route == Route::converted)
+        result = readConverted(tiff, p, *b);
+    else if (p.route == Route::indexed && p.recordBits == 32)
+        return readIndexedAlpha(tiff, p, *b);
     else {
         const RowSink sink(p, *b);
         result = p.tiled ? readTiles(tiff, p, sink, limits) : readStrips(tiff, p, sink);
@@ -361,7 +396,8 @@ int readPixels(TIFF* tiff, const Page& p, KernelBitmap* b, const LoadLimits& lim
 
 // What the file claims to hold uncompressed must be there before anything is made for it.
 bool holdsRawData(const TiffFile& file, const Page& p) {
-    if (p.compression != COMPRESSION_NONE || p.photometric == PHOTOMETRIC_YCBCR) return true; // chroma may be sampled more coarsely
+    if (p.compression != COMPRESSION_NONE || p.photometric == PHOTOMETRIC_YCBCR)
+        return true; // chroma may be sampled more coarsely
     return uint64_t{p.width} * p.height * static_cast<uint64_t>(p.bits) / 8 <= file.size();
 }
 
@@ -378,9 +414,16 @@ int loadTiff(ByteStream& stream, const LoadLimits& limits, KernelBitmap* b, Kern
     Page page;
     if (const int result = describe(tiff.get(), limits, &page); result != SUCCESS) return result;
     if (!holdsRawData(file, page)) return ERROR_FILE_READ;
-    *info = {.nFormat = KB_FORMAT_TIFF, .nWidth = static_cast<int32_t>(page.width), .nHeight = static_cast<int32_t>(page.height),
-             .nBitsPerPixel = page.recordBits, .nXResolution = page.xResolution, .nYResolution = page.yResolution, .uFlags = info->uFlags,
-             .nPages = file.pages(), .nPage = limits.page, .nCompression = compressionKind(page.compression),
+    *info = {.nFormat = KB_FORMAT_TIFF,
+             .nWidth = static_cast<int32_t>(page.width),
+             .nHeight = static_cast<int32_t>(page.height),
+             .nBitsPerPixel = page.recordBits,
+             .nXResolution = page.xResolution,
+             .nYResolution = page.yResolution,
+             .uFlags = info->uFlags,
+             .nPages = file.pages(),
+             .nPage = limits.page,
+             .nCompression = compressionKind(page.compression),
              .nViewPerspective = perspectiveFrom(page.orientation)};
     if (!b) return SUCCESS;
     LoadedBitmap loaded;

@@ -30,15 +30,22 @@ int K_SetFileTag(uint16_t tag, uint16_t type, uint32_t count, const void* pData)
         }
         if (!tiffTypeBytes(type)) return ERROR_INV_PARAMETER;
         const auto* bytes = static_cast<const uint8_t*>(pData);
-        TiffTagValue value{.tag = tag, .type = type, .count = count, .data = {bytes, bytes + size_t{count} * tiffTypeBytes(type)}};
-        const auto same = std::find_if(tagQueue.begin(), tagQueue.end(), [tag](const TiffTagValue& t) { return t.tag == tag; });
-        if (same != tagQueue.end()) *same = std::move(value);
-        else tagQueue.push_back(std::move(value));
+        TiffTagValue value{
+            .tag = tag, .type = type, .count = count, .data = {bytes, bytes + size_t{count} * tiffTypeBytes(type)}};
+        const auto same =
+            std::find_if(tagQueue.begin(), tagQueue.end(), [tag](const TiffTagValue& t) { return t.tag == tag; });
+        if (same != tagQueue.end())
+            *same = std::move(value);
+        else
+            tagQueue.push_back(std::move(value));
         return SUCCESS;
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
 }
 
-int K_GetFileTag(const char* pszPath, uint16_t tag, uint16_t* pType, uint32_t* pCount, void* pBuffer, const KernelLoadOptions* pOptions) {
+int K_GetFileTag(const char* pszPath, uint16_t tag, uint16_t* pType, uint32_t* pCount, void* pBuffer,
+                 const KernelLoadOptions* pOptions) {
     if (!pszPath) return ERROR_INV_PARAMETER;
     const int page = limitsOf(pOptions).page;
     FileStream stream(pszPath, 0);
@@ -50,7 +57,8 @@ int K_GetFileTag(const char* pszPath, uint16_t tag, uint16_t* pType, uint32_t* p
         if (const int result = file.directory(page, &directory); result != SUCCESS) return result;
         const TiffEntry* entry = directory.find(tag);
         if (!entry) return 0;
-        if (entry->bytes > INT_MAX || entry->count > UINT32_MAX || entry->valueAt > file.size() || entry->bytes > file.size() - entry->valueAt) {
+        if (entry->bytes > INT_MAX || entry->count > UINT32_MAX || entry->valueAt > file.size() ||
+            entry->bytes > file.size() - entry->valueAt) {
             return ERROR_FILE_READ;
         }
         if (pBuffer) {
@@ -61,7 +69,9 @@ int K_GetFileTag(const char* pszPath, uint16_t tag, uint16_t* pType, uint32_t* p
         if (pType) *pType = entry->type;
         if (pCount) *pCount = static_cast<uint32_t>(entry->count);
         return static_cast<int>(entry->bytes);
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
 }
 
 } // extern "C"

@@ -35,7 +35,11 @@ Layout layoutOf(const KernelBitmap& b) {
     return {.bits = bits, .photometric = PHOTOMETRIC_PALETTE};
 }
 
-struct Scheme { int kind; uint16_t scheme; bool bilevelOnly, jpeg, predicts; };
+struct Scheme {
+    int kind;
+    uint16_t scheme;
+    bool bilevelOnly, jpeg, predicts;
+};
 constexpr auto schemes = std::to_array<Scheme>({
     {KB_COMPRESS_NONE, COMPRESSION_NONE, false, false, false},
     {KB_COMPRESS_PACKBITS, COMPRESSION_PACKBITS, false, false, false},
@@ -52,7 +56,8 @@ const Scheme* schemeFor(int compression, const KernelBitmap& b, const Layout& la
     for (const Scheme& row : schemes) {
         if (row.kind != compression) continue;
         if (row.bilevelOnly && b.BitsPerPixel != 1) return nullptr;
-        if (row.jpeg && !(layout.bits == 8 && (layout.photometric == PHOTOMETRIC_MINISBLACK || layout.samples == 3))) return nullptr;
+        if (row.jpeg && !(layout.bits == 8 && (layout.photometric == PHOTOMETRIC_MINISBLACK || layout.samples == 3)))
+            return nullptr;
         return &row;
     }
     return nullptr;
@@ -68,16 +73,19 @@ void setPalette(TIFF* tiff, const KernelBitmap& b) {
     TIFFSetField(tiff, TIFFTAG_COLORMAP, red, green, blue);
 }
 
-bool setFields(TIFF* tiff, const KernelBitmap& b, const Layout& layout, const Scheme& scheme, const KernelSaveOptions& options) {
+bool setFields(TIFF* tiff, const KernelBitmap& b, const Layout& layout, const Scheme& scheme,
+               const KernelSaveOptions& options) {
     bool done = TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(b.Width)) &&
                 TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(b.Height)) &&
-                TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, layout.bits) && TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, layout.samples) &&
+                TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, layout.bits) &&
+                TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, layout.samples) &&
                 TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
                 TIFFSetField(tiff, TIFFTAG_ORIENTATION, orientationFrom(b.ViewPerspective)) &&
                 TIFFSetField(tiff, TIFFTAG_COMPRESSION, scheme.scheme);
     if (scheme.jpeg) {
         const int quality = options.nQuality >= 1 && options.nQuality <= 100 ? options.nQuality : 90;
-        done = done && TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, layout.samples == 3 ? PHOTOMETRIC_YCBCR : PHOTOMETRIC_MINISBLACK) &&
+        done = done &&
+               TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, layout.samples == 3 ? PHOTOMETRIC_YCBCR : PHOTOMETRIC_MINISBLACK) &&
                TIFFSetField(tiff, TIFFTAG_JPEGQUALITY, quality);
         if (layout.samples == 3) done = done && TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
     } else {
@@ -111,36 +119,85 @@ bool setFields(TIFF* tiff, const KernelBitmap& b, const Layout& layout, const Sc
 const uint8_t* fileRow(const KernelBitmap& b, int32_t y, Bytes* line) {
     const uint8_t* row = K_BitmapRowPointer(&b, y);
     const auto width = static_cast<size_t>(b.Width);
-    if (b.BitsPerPixel == 24 && b.Order != KB_ORDER_RGB) swapRedBlue24(line->data(), row, width);
-    else if (b.BitsPerPixel == 32 && b.Order != KB_ORDER_RGB) swapRedBlue32(line->data(), row, width);
+    if (b.BitsPerPixel == 24 && b.Order != KB_ORDER_RGB)
+        swapRedBlue24(line->data(), row, width);
+    else if (b.BitsPerPixel == 32 && b.Order != KB_ORDER_RGB)
+        swapRedBlue32(line->data(), row, width);
     else if (b.BitsPerPixel == 16) {
         for (size_t x = 0; x < width; ++x) {
             const auto value = static_cast<uint16_t>(PixelAccess<16>::get(row, static_cast<int32_t>(x)));
             std::memcpy(line->data() + x * 2, &value, 2);
         }
-    } else std::memcpy(line->data(), row, static_cast<size_t>(b.BytesPerLine)); // libtiff may change what it is given
+    } else
+        std::memcpy(line->data(), row, static_cast<size_t>(b.BytesPerLine)); // libtiff may change what it is given
     return line->data();
 }
 
 bool writeRows(TIFF* tiff, const KernelBitmap& b) {
     Bytes line(static_cast<size_t>(b.BytesPerLine));
     for (int32_t y = 0; y < b.Height; ++y) {
-        if (TIFFWriteScanline(tiff, const_cast<uint8_t*>(fileRow(b, y, &line)), static_cast<uint32_t>(y), 0) < 0) return false;
+        if (TIFFWriteScanline(tiff, const_cast<uint8_t*>(fileRow(b, y, &line)), static_cast<uint32_t>(y), 0) < 0)
+            return false;
     }
     return true;
 }
 
-int writePage(const KernelBitmap& image, const KernelSaveOptions& options, ByteStream& stream, bool append) {
+// The end of a TIFF with a header of its own: what is written there lands behind the file's pages, while the link to it stays
+// in the private header. So libtiff can write a page into a file without following, or touching, the chain of its pages.
+class TailStream final : public ByteStream {
+public:
+    explicit TailStream(ByteStream& file) : file_(file) {}
+    int64_t read(void*, size_t) override { return -1; } // a page is written in one go
+    int64_t write(const void* data, size_t count) override {
+        if (position_ < headerBytes) {
+            if (count > headerBytes - static_cast<size_t>(position_)) return -1;
+            std::memcpy(header_ + position_, data, count);
+            position_ += static_cast<int64_t>(count);
+            return static_cast<int64_t>(count);
+        }
+        if (file_.seek(position_, SEEK_SET) != position_) return -1;
+        const int64_t put = file_.write(data, count);
+        if (put > 0) position_ += put;
+        return put;
+    }
+    int64_t seek(int64_t offset, int origin) override {
+        const int64_t base = origin == SEEK_CUR ? position_ : origin == SEEK_END ? size() : 0;
+        int64_t position;
+        if (__builtin_add_overflow(base, offset, &position) || position < 0) return -1;
+        return position_ = position;
+    }
+    int64_t size() override { return std::max<int64_t>(file_.size(), headerBytes); }
+    bool truncate(int64_t) override { return false; }
+    // Where the page's directory stands.
+    uint64_t directoryAt(const TiffForm& form) const { return form.get(header_ + form.offsetBytes(), form.offsetBytes()); }
+
+private:
+    static constexpr int64_t headerBytes = 16;
+    ByteStream& file_;
+    int64_t position_ = 0;
+    uint8_t header_[headerBytes] = {};
+};
+
+int writePage(const KernelBitmap& image, const KernelSaveOptions& options, ByteStream& stream, const char* mode) {
     const Layout layout = layoutOf(image);
     const Scheme* scheme = schemeFor(options.nCompression, image, layout);
     if (!scheme) return ERROR_FEATURE_NOT_SUPPORTED;
-    // Beyond this the offsets of the plain form could run out.
-    constexpr int64_t wideFrom = int64_t{3} << 30;
-    const bool wide = !append && int64_t{image.BytesPerLine} * image.Height > wideFrom;
-    TiffPointer tiff = openTiff(stream, append ? "a" : wide ? "w8" : "w", 0);
-    if (!tiff) return append ? ERROR_FILE_FORMAT : ERROR_FILE_WRITE;
+    TiffPointer tiff = openTiff(stream, mode, 0);
+    if (!tiff) return ERROR_FILE_WRITE;
     if (!setFields(tiff.get(), image, layout, *scheme, options)) return ERROR_FAILURE;
     return writeRows(tiff.get(), image) && TIFFWriteDirectory(tiff.get()) ? SUCCESS : ERROR_FILE_WRITE;
+}
+
+// A page behind the last one, in the file's own byte order and width.
+int appendPage(const KernelBitmap& image, const KernelSaveOptions& options, TiffFile& file) {
+    ByteStream& stream = file.stream();
+    const auto oldSize = static_cast<int64_t>(file.size());
+    const TiffForm& form = file.form();
+    TailStream tail(stream);
+    int result = writePage(image, options, tail, form.bigEndian ? (form.wide ? "wb8" : "wb") : form.wide ? "wl8" : "wl");
+    if (result == SUCCESS) result = linkTiffPage(stream, tail.directoryAt(form));
+    if (result != SUCCESS) stream.truncate(oldSize);
+    return result;
 }
 
 } // namespace
@@ -150,11 +207,15 @@ int saveTiff(const KernelBitmap& b, const KernelSaveOptions& options, const Page
     LoadedBitmap direct;
     const KernelBitmap* image = &b;
     if (b.BitsPerPixel == 16 && b.Order != KB_ORDER_GREY) {
-        if (const int result = K_ChangeBitmapDepth(&b, &direct.record, 24, 0, 0, 0, 0, 0, 0); result != SUCCESS) return result;
+        if (const int result = K_ChangeBitmapDepth(&b, &direct.record, 24, 0, 0, 0, 0, 0, 0); result != SUCCESS)
+            return result;
         image = &direct.record;
     }
     if (!place.append) {
-        if (const int result = writePage(*image, options, stream, false); result != SUCCESS) return result;
+        // Beyond this the offsets of the plain form could run out.
+        constexpr int64_t wideFrom = int64_t{3} << 30;
+        const bool wide = int64_t{image->BytesPerLine} * image->Height > wideFrom;
+        if (const int result = writePage(*image, options, stream, wide ? "w8" : "w"); result != SUCCESS) return result;
         return queuedTiffTags().empty() ? SUCCESS : editTiffPage(stream, 1, queuedTiffTags());
     }
     TiffFile file(stream);
@@ -162,11 +223,7 @@ int saveTiff(const KernelBitmap& b, const KernelSaveOptions& options, const Page
     const int pages = file.pages();
     const int last = place.replaces ? pages : pages + 1; // highest place that can be asked for
     if (place.page != -1 && (place.page < 1 || place.page > last)) return ERROR_PAGE_NOT_FOUND;
-    const int64_t oldSize = stream.size();
-    if (const int result = writePage(*image, options, stream, true); result != SUCCESS) {
-        stream.truncate(oldSize);
-        return result;
-    }
+    if (const int result = appendPage(*image, options, file); result != SUCCESS) return result;
     if (!queuedTiffTags().empty()) {
         if (const int result = editTiffPage(stream, pages + 1, queuedTiffTags()); result != SUCCESS) return result;
     }

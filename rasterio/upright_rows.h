@@ -21,7 +21,8 @@ public:
     // The same at another depth.
     int open(const KernelBitmap& b, int bits) {
         if (bits == b.BitsPerPixel) return open(b);
-        if (const int result = K_ChangeBitmapDepth(&b, &converted_.record, bits, 0, 0, 0, 0, 0, 0); result != SUCCESS) return result;
+        if (const int result = K_ChangeBitmapDepth(&b, &converted_.record, bits, 0, 0, 0, 0, 0, 0); result != SUCCESS)
+            return result;
         return open(converted_.record);
     }
     const KernelBitmap& image() const { return *image_; }

@@ -98,11 +98,11 @@ bool drawByType(const Drawing& d) {
     case ANN_OBJECT_TEXT: return annDrawText(d);
     case ANN_OBJECT_POINT: return annDrawPoint(d);
     case ANN_OBJECT_PUSHPIN: return annDrawPushpin(d);
+    case ANN_OBJECT_HOTSPOT:
+    case ANN_OBJECT_FREEHANDHOTSPOT: return d.record.nUserMode != ANN_USERMODE_RUN; // nothing then, not even its name
     // Pictures that are metafiles, and measures: their names, handles and icons alone show.
     case ANN_OBJECT_AUDIO:
     case ANN_OBJECT_VIDEO:
-    case ANN_OBJECT_HOTSPOT:
-    case ANN_OBJECT_FREEHANDHOTSPOT:
     case ANN_OBJECT_STAMP:
     case ANN_OBJECT_RULER:
     case ANN_OBJECT_CROSSPRODUCT:
@@ -113,6 +113,7 @@ bool drawByType(const Drawing& d) {
 }
 
 void drawWithAttachments(HDC hDC, const RECT& clip, AnnObject& record) {
+    if (!isDrawable(record, record.xfToClient)) return;
     const Drawing d{hDC, clip, record, record.xfToClient};
     annDrawObject(d);
     if (record.bSelected && record.nUserMode == ANN_USERMODE_DESIGN) drawHandles(hDC, clip, record);
@@ -143,7 +144,7 @@ void annEndDraw(HDC hDC, const DrawTools& tools) {
 }
 
 bool annDrawObject(const Drawing& d) {
-    if (!isDrawable(d.record, d.matrix) || !drawByType(d)) return false;
+    if (!drawByType(d)) return false;
     if (annShowsName(d.record)) drawName(d);
     return true;
 }

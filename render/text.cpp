@@ -38,14 +38,40 @@ int extentOf(HDC hDC, std::string_view run) {
     return size.cx;
 }
 
+// The longest run whose exact extent fits, searched from a first guess: outwards by doubling steps, then by halving, since a
+// scaling map mode can put the guess far off. At least one character.
+size_t exactFit(HDC hDC, std::string_view paragraph, int width, size_t guess) {
+    const auto fits = [&](size_t n) { return extentOf(hDC, paragraph.substr(0, n)) <= width; };
+    size_t low = guess, high = guess + 1, step = 1; // low fits, high doesn't
+    if (fits(guess)) {
+        while (high <= paragraph.size() && fits(high)) {
+            low = high;
+            high += step *= 2;
+        }
+        high = std::min(high, paragraph.size() + 1);
+    } else {
+        high = guess;
+        low = guess - 1;
+        while (low > 1 && !fits(low)) {
+            high = low;
+            step *= 2;
+            low = low > step ? low - step : 1;
+        }
+    }
+    while (high > low + 1) {
+        const size_t middle = low + (high - low) / 2;
+        (fits(middle) ? low : high) = middle;
+    }
+    return std::max<size_t>(low, 1);
+}
+
 // Length of the run that goes on one line; at least one character.
 size_t runLength(HDC hDC, const CharWidths& widths, std::string_view paragraph, int width) {
     size_t n = 0;
     int64_t sum = 0;
     while (n < paragraph.size() && (sum += widths[static_cast<uint8_t>(paragraph[n])]) <= width) ++n;
     n = std::max<size_t>(n, 1);
-    while (n > 1 && extentOf(hDC, paragraph.substr(0, n)) > width) --n;
-    while (n < paragraph.size() && extentOf(hDC, paragraph.substr(0, n + 1)) <= width) ++n;
+    n = exactFit(hDC, paragraph, width, n);
     if (n == paragraph.size()) return n;
     const size_t space = paragraph.rfind(' ', n); // also the one right behind the run
     return space == std::string_view::npos || space == 0 ? n : space;

@@ -21,7 +21,7 @@ struct ThreadIoBlock {
 const ThreadIoBlock kernelOperations;
 
 SpinLock lockThreadIo;
-SlotKey keyThreadIo = noSlotKey;
+std::atomic<SlotKey> keyThreadIo{noSlotKey};
 uint32_t blockCount = 0;
 
 void freeBlock(intptr_t value) {
@@ -31,8 +31,8 @@ void freeBlock(intptr_t value) {
 }
 
 const ThreadIoBlock& threadBlock() {
-    const std::lock_guard lock(lockThreadIo);
     if (const intptr_t value = slotGetValue(keyThreadIo)) return *reinterpret_cast<ThreadIoBlock*>(value);
+    const std::lock_guard lock(lockThreadIo);
     if (keyThreadIo == noSlotKey) keyThreadIo = slotAlloc(freeBlock);
     void* memory = K_AllocHeap(sizeof(ThreadIoBlock));
     if (!memory) return kernelOperations;

@@ -23,6 +23,7 @@ uint32_t gatherFlags(uint32_t uFlags) {
 int annGroup(HANNOBJECT hContainer, uint32_t uFlags, const char* pszUserList) {
     const AnnObject* container = annFromHandle(hContainer);
     if (!container || !container->isContainer()) return ERROR_INV_PARAMETER;
+    if (annDepth(container) + annHeight(container) + 1 > maxTreeDepth) return ERROR_INV_PARAMETER;
     HANNOBJECT hGroup = nullptr;
     const int code = makeSibling(*container, &hGroup);
     if (code != SUCCESS) return code;

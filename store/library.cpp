@@ -88,6 +88,7 @@ void annDetachValue(intptr_t) {
 
 __attribute__((constructor)) void attachProcess() {
     auto& state = libraryState();
+    annObjectTable(); // made before anything can fail
     state.hEntryModule = KbRegisterModule("kbann", annResourceTable, annResourceCount);
     K_AttachModule(kernelModule);
     DisableThreadLibraryCalls(state.hEntryModule);
@@ -109,7 +110,13 @@ int annAttachThread() noexcept {
         keyLibrary = key;
     }
     if (!slotGetValue(keyLibrary)) {
-        if (!slotSetValue(keyLibrary, 1)) return 0;
+        if (!slotSetValue(keyLibrary, 1)) {
+            if (!state.nLibraryUsers) {
+                slotFree(keyLibrary);
+                keyLibrary = noSlotKey;
+            }
+            return 0;
+        }
         if (state.nLibraryUsers++ == 0) {
             if (!state.hEntryModule) state.hEntryModule = GetModuleHandleA(nullptr);
             K_AnnInitLibrary(state.hEntryModule);

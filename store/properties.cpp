@@ -70,6 +70,7 @@ int storeBitmap(AnnObject& record, const PropertyRow& row, const KernelBitmap* v
     if (value && value->Allocated) {
         code = K_CopyBitmap(&copy, value);
         if (code == SUCCESS) code = K_PrepareOwnedBitmap(&copy, 1);
+        if (code == SUCCESS) code = K_SetBitmapRgnHandle(&copy, nullptr, nullptr, 0); // made at the first paint, by its own colour
         if (code != SUCCESS) K_FreeBitmap(&copy);
     }
     K_FreeBitmap(&field);
@@ -109,7 +110,7 @@ struct Setting {
 int setList(AnnObject* record, const Setting& s, bool bSiblings);
 
 // One object that has passed the filter and has the property.
-int setOne(AnnObject& record, const Setting& s) {
+int setOne(AnnObject& record, const Setting& s, bool bSiblings) {
     const PropertyRow& row = s.row;
     const bool quiet = s.uFlags & ANN_FLAG_NOINVALIDATE;
     const Repaint repaint = quiet ? Repaint::none : Repaint::object;
@@ -136,8 +137,8 @@ int setOne(AnnObject& record, const Setting& s) {
     annUpdate(record, row.id == Property::selected && !quiet ? Repaint::handles : repaint);
     if (code != SUCCESS) return code;
 
-    // A member of a group is selected with the whole group.
-    if (row.id == Property::selected && !(s.uFlags & ANN_IFLAG_NOGROUP) && record.pParent && record.pParent->bGrouping) {
+    // A member of a group is selected with the whole group; a walk through its list reaches the others anyway.
+    if (row.id == Property::selected && !bSiblings && !(s.uFlags & ANN_IFLAG_NOGROUP) && record.pParent && record.pParent->bGrouping) {
         Setting group = s;
         group.uFlags |= ANN_FLAG_NOTCONTAINER | ANN_IFLAG_NOGROUP;
         return setList(record.pParent->pFirstChild, group, true);
@@ -150,7 +151,7 @@ int setList(AnnObject* record, const Setting& s, bool bSiblings) {
     for (; record; record = bSiblings ? record->pNext : nullptr) {
         if (annPasses(*record, s.uFlags, checks, s.nMenuItem, s.pszUserList)) {
             if (hasType(s.row.types, record->nType)) {
-                const int code = setOne(*record, s);
+                const int code = setOne(*record, s, bSiblings);
                 if (code != SUCCESS) return code;
             } else if (!(s.uFlags & ANN_FLAG_RECURSE)) {
                 return ERROR_FEATURE_NOT_SUPPORTED;

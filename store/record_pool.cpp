@@ -8,6 +8,12 @@
 
 namespace kbann {
 
+#if defined(__has_feature) && !defined(__SANITIZE_ADDRESS__)
+#if __has_feature(address_sanitizer)
+#define __SANITIZE_ADDRESS__ 1 // as the other compiler says it
+#endif
+#endif
+
 #if defined(__SANITIZE_ADDRESS__)
 
 void* annPoolTake() noexcept { return KbAlloc(sizeof(AnnObject)); }
@@ -30,10 +36,7 @@ struct Pool {
     std::byte* end = nullptr;
 };
 
-Pool& pool() {
-    static Pool& instance = *new Pool;
-    return instance;
-}
+constinit Pool pool;
 
 // Twice the size is mapped and the rest given back, so that the slab begins on a huge page.
 std::byte* mapSlab() {
@@ -51,7 +54,7 @@ std::byte* mapSlab() {
 
 void* annPoolTake() noexcept {
     if (!KbMayAllocate(sizeof(AnnObject))) return nullptr;
-    auto& p = pool();
+    Pool& p = pool;
     const std::lock_guard lock(p.mutex);
     if (FreePlace* place = p.free) {
         p.free = place->next;
@@ -70,7 +73,7 @@ void* annPoolTake() noexcept {
 }
 
 void annPoolGive(void* place) noexcept {
-    auto& p = pool();
+    Pool& p = pool;
     const std::lock_guard lock(p.mutex);
     p.free = new (place) FreePlace{p.free};
 }

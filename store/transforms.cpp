@@ -20,8 +20,7 @@ void applyPointer(AnnObject& record, const AnnMatrix& m) {
     if (record.nPoints() != 2) return;
     record.ptPointerTip = annApply(m, record.ptPointerTip);
     record.ptPointerTail = annApply(m, record.ptPointerTail);
-    record.pPoints[0] = record.ptPointerTip;
-    record.pPoints[1] = record.ptPointerTail;
+    for (AnnPoint& p : record.pPoints) p = annApply(m, p);
 }
 
 void applyPosition(AnnObject& record, const AnnMatrix& m) {
@@ -51,22 +50,24 @@ Way wayOf(const AnnObject& record, Transform how) {
 }
 
 // The pixels that an object brings along turn with it.
-void transformPicture(AnnObject& record, Transform how, double degrees) {
-    if (!record.bitmap.Allocated) return;
+int transformPicture(AnnObject& record, Transform how, double degrees) {
+    if (!record.bitmap.Allocated) return SUCCESS;
     const bool redact = record.nType == ANN_OBJECT_REDACT;
-    if (how == Transform::flip && (redact || record.nType == ANN_OBJECT_STAMP)) K_FlipBitmap(&record.bitmap);
-    if (how == Transform::reverse && redact) K_ReverseBitmap(&record.bitmap);
-    if (how == Transform::rotate && redact) {
-        constexpr double radians = 0.017453292519943278, hundredths = 5729.577951308239;
-        if (!K_BitmapHasRgn(&record.bitmap)) K_SetBitmapRgnWhole(&record.bitmap, 0, 0, 1);
-        K_RotateBitmap(&record.bitmap, annTruncate(0.5 + degrees * radians * hundredths), 1, 0);
+    if (how == Transform::flip && (redact || record.nType == ANN_OBJECT_STAMP)) return K_FlipBitmap(&record.bitmap);
+    if (how == Transform::reverse && redact) return K_ReverseBitmap(&record.bitmap);
+    if (how != Transform::rotate || !redact) return SUCCESS;
+    constexpr double radians = 0.017453292519943278, hundredths = 5729.577951308239;
+    if (!K_BitmapHasRgn(&record.bitmap)) {
+        const int code = K_SetBitmapRgnWhole(&record.bitmap, 0, 0, 1);
+        if (code != SUCCESS) return code;
     }
+    return K_RotateBitmap(&record.bitmap, annTruncate(0.5 + degrees * radians * hundredths), 1, 0);
 }
 
 } // namespace
 
 int annApplyMatrix(AnnObject& record, Transform how, const AnnMatrix& matrix, double degrees) {
-    transformPicture(record, how, degrees);
+    if (const int code = transformPicture(record, how, degrees); code != SUCCESS) return code;
     switch (wayOf(record, how)) {
     case Way::nothing: break;
     case Way::geometry: applyGeometry(record, matrix); break;

@@ -61,12 +61,13 @@ void annUnlink(AnnObject& record) {
 }
 
 bool annUserInList(const Text& user, const char* pszUserList) {
-    std::string_view list = pszUserList ? pszUserList : "";
+    const std::string_view list = pszUserList ? pszUserList : "";
     if (!user) return list.empty();
-    while (!list.empty()) {
-        const size_t comma = list.find(',');
-        if (list.substr(0, comma) == user.view()) return true;
-        list = comma == std::string_view::npos ? std::string_view() : list.substr(comma + 1);
+    // A name may hold commas itself, so the list isn't split: a match must begin and end at its edges.
+    const std::string_view name = user.view();
+    for (size_t at = list.find(name); at != std::string_view::npos; at = list.find(name, at + 1)) {
+        const size_t end = at + name.size();
+        if ((at == 0 || list[at - 1] == ',') && (end == list.size() || list[end] == ',')) return true;
     }
     return false;
 }
@@ -135,10 +136,10 @@ int destroyList(AnnObject* record, uint32_t uFlags, bool bSiblings, int nMenuIte
         if (goes && !(uFlags & ANN_IFLAG_NOEVENT)) {
             answer = askToDestroy(*record);
             goes = answer == SUCCESS;
+            if (answer < SUCCESS) return answer;
             record = annFromHandle(self);
         }
         if (record && !goes) {
-            if (answer < SUCCESS) return answer;
             if (uFlags & ANN_FLAG_RECURSE && record->pFirstChild) {
                 const int result = destroyList(record->pFirstChild, uFlags, true, nMenuItem);
                 if (result != SUCCESS) return result;
@@ -156,7 +157,7 @@ int destroyList(AnnObject* record, uint32_t uFlags, bool bSiblings, int nMenuIte
                 next = record->pNext ? record->pNext->hSelf : 0;
                 if (!record->pFirstChild) {
                     annRemove(annToHandle(record), uFlags);
-                    annFreeRecord(annFromHandle(self));
+                    if (AnnObject* removed = annFromHandle(self)) annFreeTree(removed); // an event may have filled it
                     record = nullptr;
                 }
             }
@@ -261,7 +262,8 @@ int annInsert(HANNOBJECT hContainer, HANNOBJECT hObject, uint32_t uFlags, int nM
     if (object->pParent == container) return SUCCESS;
     if (isAtOrBelow(container, object)) return ERROR_INV_PARAMETER;
     const bool childList = uFlags & (ANN_FLAG_NOTCONTAINER | ANN_FLAG_NOTTHIS);
-    if (annDepth(container) + 1 + annHeight(object) + (childList ? 0 : 1) > maxTreeDepth) return ERROR_INV_PARAMETER;
+    const auto tooDeep = [&] { return annDepth(container) + annHeight(object) + (childList ? 0 : 1) > maxTreeDepth; };
+    if (tooDeep()) return ERROR_INV_PARAMETER;
     if (nMenuItem == noMenuItem) uFlags &= ~uint32_t{ANN_FLAG_CHECKMENU};
     const bool leaves =
         object->pParent && annPasses(*object, uFlags, ANN_FLAG_CHECKMENU, nMenuItem, nullptr); // an old list to leave
@@ -273,7 +275,7 @@ int annInsert(HANNOBJECT hContainer, HANNOBJECT hObject, uint32_t uFlags, int nM
         annRemove(hObject, uFlags & ANN_FLAG_NOINVALIDATE);
         container = annFromHandle(hContainer);
         object = annFromHandle(hObject);
-        if (!container || !object) return ERROR_INV_PARAMETER;
+        if (!container || !object || isAtOrBelow(container, object) || tooDeep()) return ERROR_INV_PARAMETER;
     }
     if (filtered) {
         moveFiltered(move, childList ? object->pFirstChild : object, childList);

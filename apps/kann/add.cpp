@@ -28,7 +28,8 @@ struct NewObject {
 std::uint32_t readType(std::string name) {
     std::ranges::transform(name, name.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     const auto found = std::ranges::find(kbann::annObjectTypeNames, name);
-    if (found != kbann::annObjectTypeNames.end()) return static_cast<std::uint32_t>(found - kbann::annObjectTypeNames.begin());
+    if (found != kbann::annObjectTypeNames.end())
+        return static_cast<std::uint32_t>(found - kbann::annObjectTypeNames.begin());
     std::string all;
     for (const std::string_view one : kbann::annObjectTypeNames) all.append(" ").append(one);
     std::ranges::transform(all, all.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
@@ -64,11 +65,13 @@ void readGeometry(NewObject& object, const Arguments& arguments, const std::stri
             object.points.push_back({point[0], point[1]});
         }
         const std::size_t due = pointsDue(object.type);
-        if (due != 0 && object.points.size() != due) throw UsageError{"a " + typeName + " has " + std::to_string(due) + " points"};
+        if (due != 0 && object.points.size() != due)
+            throw UsageError{"a " + typeName + " has " + std::to_string(due) + " points"};
     } else if (object.type != ANN_OBJECT_AUTOMATION) {
         throw UsageError{"a " + typeName + " takes " + (takesPoints ? "--points" : "--rect")};
     }
-    if (object.type == ANN_OBJECT_AUTOMATION && (object.rect || !object.points.empty())) throw UsageError{"an automation has no place"};
+    if (object.type == ANN_OBJECT_AUTOMATION && (object.rect || !object.points.empty()))
+        throw UsageError{"an automation has no place"};
 }
 
 NewObject readObject(const Arguments& arguments) {
@@ -93,9 +96,11 @@ void insert(HANNOBJECT container, const NewObject& object, const std::string& na
     check(K_AnnCreateItem(container, object.type, object.visible ? TRUE : FALSE, &item), name);
     if (object.rect) check(K_AnnSetRect(item, &*object.rect), name, "--rect");
     if (!object.points.empty()) {
-        check(K_AnnSetPoints(item, object.points.data(), static_cast<std::uint32_t>(object.points.size())), name, "--points");
+        check(K_AnnSetPoints(item, object.points.data(), static_cast<std::uint32_t>(object.points.size())), name,
+              "--points");
     }
-    for (const auto& [row, value] : object.properties) check(row->apply(item, value), name, "--" + std::string(row->option.name));
+    for (const auto& [row, value] : object.properties)
+        check(row->apply(item, value), name, "--" + std::string(row->option.name));
     if (object.rotation != 0) check(K_AnnRotate(item, object.rotation, nullptr, 0), name, "--rotate");
 }
 

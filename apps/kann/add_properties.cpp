@@ -30,7 +30,8 @@ constexpr std::string_view shows = "none length gauge both";
 const char* const keepName = reinterpret_cast<const char*>(intptr_t{-1}); // the setter's way to say "as it is"
 constexpr std::uint32_t unset = 0xFFFFFFFF;
 
-constexpr OptionRow option(std::string_view name, std::string_view argument, std::string_view help, std::string_view words = {}) {
+constexpr OptionRow option(std::string_view name, std::string_view argument, std::string_view help,
+                           std::string_view words = {}) {
     return {name, '\0', Arity::one, argument, help, words.empty() ? ValueKind::other : ValueKind::words, words};
 }
 

@@ -96,13 +96,15 @@ std::vector<Job> makeJobs(const Arguments& arguments, const BatchRules& rules) {
         store = inputs.back();
         inputs.pop_back();
     }
-    const std::string usage = "usage: kann " + std::string(arguments.command->name) + " " + std::string(arguments.command->synopsis);
+    const std::string usage =
+        "usage: kann " + std::string(arguments.command->name) + " " + std::string(arguments.command->synopsis);
     if (inputs.empty() && arguments.has("files-from")) return {};
     if (inputs.empty() || (rules.needsStore && store.empty())) throw UsageError{usage};
     if (rules.hasOutput && several && !arguments.has("out-dir")) throw UsageError{"--files-from needs --out-dir"};
     if (rules.hasOutput && several && arguments.has("output")) throw UsageError{"-o doesn't go with --out-dir"};
     if (rules.hasOutput && !several && (inputs.size() != 1 || !arguments.has("output"))) throw UsageError{usage};
-    if (inputs.size() == 1 && inputs[0] == "-" && store == "-") throw UsageError{"standard input can't be both image and store"};
+    if (inputs.size() == 1 && inputs[0] == "-" && store == "-")
+        throw UsageError{"standard input can't be both image and store"};
 
     std::vector<Job> jobs;
     std::set<std::string> outputs;
@@ -156,7 +158,8 @@ int runJobs(const Arguments& arguments, const std::vector<Job>& jobs, const std:
         }
     };
     const auto takeJobs = [&] {
-        for (std::size_t index = next++; index < jobs.size(); index = next++) deliver(index, runJob(jobs[index], quiet, work));
+        for (std::size_t index = next++; index < jobs.size(); index = next++)
+            deliver(index, runJob(jobs[index], quiet, work));
     };
     if (threads <= 1) {
         takeJobs();

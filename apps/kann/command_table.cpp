@@ -17,20 +17,25 @@ constexpr auto options = std::to_array<OptionRow>({
     {"quiet", 'q', Arity::flag, "", "no warnings and no progress on standard error, failures alone"},
     {"trace", '\0', Arity::flag, "", "show the library's trace lines on standard error"},
     {"max-pixels", '\0', Arity::one, "N", "refuse images of more pixels (default 268435456)"},
-    {"max-memory", '\0', Arity::one, "SIZE", "take no more memory for data than this, in bytes or with K, M, G (default 4G)"},
+    {"max-memory", '\0', Arity::one, "SIZE",
+     "take no more memory for data than this, in bytes or with K, M, G (default 4G)"},
     {"max-objects", '\0', Arity::one, "N", "refuse trees of more objects (default 1000000)"},
     {"help", 'h', Arity::flag, "", "show this help"},
 
-    {"output", 'o', Arity::one, "OUT", "write to OUT, \"-\" for standard output; a picture's format goes by the extension", ValueKind::file},
-    {"format", '\0', Arity::one, "FORMAT", "picture format of OUT, whatever its extension", ValueKind::words, "png jpeg tiff bmp"},
+    {"output", 'o', Arity::one, "OUT", "write to OUT, \"-\" for standard output; a picture's format goes by the extension",
+     ValueKind::file},
+    {"format", '\0', Arity::one, "FORMAT", "picture format of OUT, whatever its extension", ValueKind::words,
+     "png jpeg tiff bmp"},
     {"out-dir", '\0', Arity::one, "DIR", "several inputs: write one result for each into DIR", ValueKind::folder},
-    {"files-from", '\0', Arity::one, "LIST", "take further inputs from the lines of LIST, \"-\" for standard input", ValueKind::file},
+    {"files-from", '\0', Arity::one, "LIST", "take further inputs from the lines of LIST, \"-\" for standard input",
+     ValueKind::file},
     {"store", '\0', Arity::one, "STORE", "one store for all images", ValueKind::file},
     {"jobs", 'j', Arity::one, "N", "work on N files at once (default 1)"},
     {"progress", '\0', Arity::flag, "", "tell the progress also when standard error is no terminal"},
     {"page", '\0', Arity::one, "N", "page of the input (default 1)"},
     {"store-page", '\0', Arity::one, "N", "page of the store (default: the image's page if the store has several, else 1)"},
-    {"mode", '\0', Arity::one, "MODE", "draw as in run mode or in design mode (default run)", ValueKind::words, "run design"},
+    {"mode", '\0', Arity::one, "MODE", "draw as in run mode or in design mode (default run)", ValueKind::words,
+     "run design"},
     {"scale", '\0', Arity::one, "S", "size of the result against the image (default 1)"},
     {"select", '\0', Arity::many, "TAG...", "select the objects with these tags; design mode draws their handles"},
     {"json", '\0', Arity::flag, "", "one JSON document; JSON Lines for several inputs"},
@@ -44,18 +49,20 @@ constexpr auto options = std::to_array<OptionRow>({
 });
 
 using Names = std::string_view;
-constexpr std::array renderOptions{Names("output"), Names("format"), Names("page"), Names("store-page"), Names("mode"),
-                                   Names("scale"), Names("select"), Names("out-dir"), Names("files-from"), Names("store"),
-                                   Names("jobs"), Names("progress")};
+constexpr std::array renderOptions{Names("output"),     Names("format"), Names("page"),   Names("store-page"),
+                                   Names("mode"),       Names("scale"),  Names("select"), Names("out-dir"),
+                                   Names("files-from"), Names("store"),  Names("jobs"),   Names("progress")};
 constexpr std::array infoOptions{Names("json"), Names("page"), Names("files-from"), Names("jobs"), Names("progress")};
-constexpr std::array convertOptions{Names("output"), Names("to"), Names("page"), Names("out-dir"), Names("files-from"),
-                                    Names("jobs"), Names("progress")};
+constexpr std::array convertOptions{Names("output"),     Names("to"),   Names("page"),    Names("out-dir"),
+                                    Names("files-from"), Names("jobs"), Names("progress")};
 constexpr std::array pagesOptions{Names("output"), Names("store-page")};
-constexpr std::array attachOptions{Names("output"), Names("page"), Names("store-page"), Names("as"), Names("out-dir"),
-                                   Names("files-from"), Names("store"), Names("jobs"), Names("progress")};
-constexpr std::array tagOptions{Names("output"), Names("page"), Names("out-dir"), Names("files-from"), Names("jobs"), Names("progress")};
-constexpr std::array addOptions{Names("output"), Names("rect"), Names("points"), Names("rotate"), Names("parent"),
-                                Names("store-page"), Names("to")};
+constexpr std::array attachOptions{Names("output"), Names("page"),    Names("store-page"),
+                                   Names("as"),     Names("out-dir"), Names("files-from"),
+                                   Names("store"),  Names("jobs"),    Names("progress")};
+constexpr std::array tagOptions{Names("output"),     Names("page"), Names("out-dir"),
+                                Names("files-from"), Names("jobs"), Names("progress")};
+constexpr std::array addOptions{Names("output"), Names("rect"),       Names("points"), Names("rotate"),
+                                Names("parent"), Names("store-page"), Names("to")};
 
 constexpr std::size_t anyNumber = 1u << 24;
 
@@ -66,26 +73,33 @@ constexpr auto commands = std::to_array<CommandRow>({
      "With --out-dir or --files-from all operands are images; one store for all of them comes by --store.",
      renderOptions, false, 0, anyNumber, runRender},
     {"info", "FILE... [--json]", "show form, pages and tree of annotation data",
-     "Tells each object's type, bounds, tag, name and text, and whether redactions hold pixels that can be restored. With --json "
+     "Tells each object's type, bounds, tag, name and text, and whether redactions hold pixels that can be restored. With "
+     "--json "
      "every stored field is told.",
      infoOptions, false, 0, anyNumber, runInfo},
     {"add", "STORE TYPE --rect L,T,R,B | --points X,Y... [--PROPERTY VALUE...] -o OUT", "put one more object in a tree",
-     "STORE may be new:WxH for a new tree of that size. TYPE is the name of an object type, such as rect, line or text. An object "
+     "STORE may be new:WxH for a new tree of that size. TYPE is the name of an object type, such as rect, line or text. An "
+     "object "
      "is visible unless --visible no is given.",
      addOptions, true, 2, 2, runAdd},
     {"convert", "STORE -o OUT --to FORM", "write annotation data in another form",
-     "All pages are taken along unless --page picks one. The forms of tags and of json hold one page, the first one by default.",
+     "All pages are taken along unless --page picks one. The forms of tags and of json hold one page, the first one by "
+     "default.",
      convertOptions, false, 0, anyNumber, runConvert},
-    {"pages", "STORE list | insert N STORE2 | replace N STORE2 | delete N", "list, insert, replace and delete pages of a store",
-     "Works in place, through a temporary copy, or to OUT. Insert puts the page of STORE2 before page N. N of last puts it behind "
+    {"pages", "STORE list | insert N STORE2 | replace N STORE2 | delete N",
+     "list, insert, replace and delete pages of a store",
+     "Works in place, through a temporary copy, or to OUT. Insert puts the page of STORE2 before page N. N of last puts it "
+     "behind "
      "the last; delete last takes the last page away.",
      pagesOptions, false, 2, 4, runPages},
     {"attach", "IMAGE.tif STORE -o OUT.tif [--page N] [--as FORM]", "put annotation data into the tag of a TIFF page",
-     "Pixels and other tags stay as they are. One page of the store goes into the tag.", attachOptions, false, 0, anyNumber, runAttach},
+     "Pixels and other tags stay as they are. One page of the store goes into the tag.", attachOptions, false, 0, anyNumber,
+     runAttach},
     {"extract", "IMAGE.tif -o STORE [--page N]", "copy the annotation data out of the tag of a TIFF page",
      "The data is copied as it stands in the tag.", tagOptions, false, 0, anyNumber, runExtract},
     {"detach", "IMAGE.tif -o OUT.tif [--page N]", "take the annotation data out of the tag of a TIFF page",
-     "Pixels and other tags stay as they are; the bytes of the data are zeroed.", tagOptions, false, 0, anyNumber, runDetach},
+     "Pixels and other tags stay as they are; the bytes of the data are zeroed.", tagOptions, false, 0, anyNumber,
+     runDetach},
 });
 
 } // namespace

@@ -57,20 +57,22 @@ std::string zshValue(const OptionRow& row) {
 } // namespace
 
 std::string bashCompletion() {
-    std::string out = "# Completion of kann for bash\n_kann() {\n"
-                      "    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]}\n"
-                      "    COMPREPLY=()\n    if [[ $COMP_CWORD -eq 1 || $COMP_CWORD -eq 2 && $command == help ]]; then\n"
-                      "        COMPREPLY=($(compgen -W \"" +
-                      commandNames() + "\" -- \"$word\"))\n        return\n    fi\n    case $command in\n";
+    std::string out =
+        "# Completion of kann for bash\n_kann() {\n"
+        "    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]}\n"
+        "    COMPREPLY=()\n    if [[ $COMP_CWORD -eq 1 || $COMP_CWORD -eq 2 && $command == help ]]; then\n"
+        "        COMPREPLY=($(compgen -W \"" +
+        commandNames() + "\" -- \"$word\"))\n        return\n    fi\n    case $command in\n";
     for (const CommandRow& command : commandRows()) {
         out += "    " + std::string(command.name) + ")\n        case $before in\n";
         for (const OptionRow* row : optionsOf(command)) {
             if (row->kind != ValueKind::words && row->kind != ValueKind::folder) continue;
             out += "        --" + std::string(row->name) + ") COMPREPLY=($(compgen " +
-                   (row->kind == ValueKind::folder ? "-d" : "-W " + shellQuoted(row->words)) + " -- \"$word\")); return ;;\n";
+                   (row->kind == ValueKind::folder ? "-d" : "-W " + shellQuoted(row->words)) +
+                   " -- \"$word\")); return ;;\n";
         }
-        out += "        esac\n        if [[ $word == -* ]]; then\n            COMPREPLY=($(compgen -W " + shellQuoted(optionNames(command)) +
-               " -- \"$word\"))\n            return\n        fi\n        ;;\n";
+        out += "        esac\n        if [[ $word == -* ]]; then\n            COMPREPLY=($(compgen -W " +
+               shellQuoted(optionNames(command)) + " -- \"$word\"))\n            return\n        fi\n        ;;\n";
     }
     out += "    esac\n    COMPREPLY=($(compgen -f -- \"$word\"))\n}\ncomplete -o filenames -F _kann kann\n";
     return out;
@@ -81,8 +83,10 @@ std::string zshCompletion() {
     for (const CommandRow& command : commandRows()) {
         out += "        " + shellQuoted(std::string(command.name) + ":" + std::string(command.summary)) + "\n";
     }
-    out += "        'help:show the help of a command'\n    )\n    if (( CURRENT == 2 )); then\n        _describe command commands\n"
-           "        return\n    fi\n    local command=$words[2]\n    shift words\n    (( CURRENT-- ))\n    case $command in\n";
+    out +=
+        "        'help:show the help of a command'\n    )\n    if (( CURRENT == 2 )); then\n        _describe command "
+        "commands\n"
+        "        return\n    fi\n    local command=$words[2]\n    shift words\n    (( CURRENT-- ))\n    case $command in\n";
     for (const CommandRow& command : commandRows()) {
         out += "    " + std::string(command.name) + ")\n        _arguments -S \\\n";
         for (const OptionRow* row : optionsOf(command)) {

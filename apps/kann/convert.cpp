@@ -61,7 +61,8 @@ int runConvert(const Arguments& arguments) {
     const std::string to = arguments.text("to");
     const bool json = to == jsonForm;
     const auto page = static_cast<int>(arguments.number("page", 0, 1, 1 << 24));
-    const std::vector<Job> jobs = makeJobs(arguments, {false, false, true, json ? ".json" : std::string(formRow(to).extension)});
+    const std::vector<Job> jobs =
+        makeJobs(arguments, {false, false, true, json ? ".json" : std::string(formRow(to).extension)});
     return runJobs(arguments, jobs, [&to, json, page](const Job& job, JobLog&) {
         const Store store = openStore(openInput(job.input), std::max(page, 1));
         if (!json && to != "wmf") refuseForeignFile(job.output);

@@ -20,7 +20,8 @@ Failure failure(std::string_view file, int code, std::string_view detail) {
 }
 
 Failure systemFailure(std::string_view file, int code, int errorNumber) {
-    return failure(file, code, std::strerror(errorNumber)); // NOLINT(concurrency-mt-unsafe): known numbers are constant texts
+    return failure(file, code,
+                   std::strerror(errorNumber)); // NOLINT(concurrency-mt-unsafe): known numbers are constant texts
 }
 
 void check(int code, std::string_view file, std::string_view detail) {

@@ -12,11 +12,11 @@ namespace kann {
 // Exit statuses that scripts rely on. Frozen.
 enum ExitStatus : int {
     exitDone = 0,
-    exitFailed = 1,   // nothing was written
-    exitUsage = 2,    // the command line makes no sense
-    exitWarnings = 3, // done, with warnings
+    exitFailed = 1,     // nothing was written
+    exitUsage = 2,      // the command line makes no sense
+    exitWarnings = 3,   // done, with warnings
     exitSomeFailed = 4, // some inputs of several
-    exitLeftovers = 5 // a verification found something left
+    exitLeftovers = 5   // a verification found something left
 };
 
 struct Failure {

@@ -40,7 +40,8 @@ private:
 Bytes readDescriptor(int descriptor, std::string_view name, std::size_t count) {
     Bytes bytes;
     while (bytes.size() < count) {
-        const std::size_t piece = std::min<std::size_t>(count - bytes.size(), std::max<std::size_t>(1 << 16, bytes.size() / 2));
+        const std::size_t piece =
+            std::min<std::size_t>(count - bytes.size(), std::max<std::size_t>(1 << 16, bytes.size() / 2));
         const std::size_t before = bytes.size();
         bytes.resize(before + piece);
         const ssize_t got = ::read(descriptor, bytes.data() + before, piece);
@@ -59,7 +60,8 @@ KernelLoadOptions pageOptions(int page) {
     KernelLoadOptions options{};
     K_DefaultLoadOptions(&options, sizeof options);
     options.nPageNumber = page;
-    options.uMaxPixels = static_cast<std::uint32_t>(std::min<std::uint64_t>(limits().maxPixels, std::numeric_limits<std::uint32_t>::max()));
+    options.uMaxPixels =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(limits().maxPixels, std::numeric_limits<std::uint32_t>::max()));
     return options;
 }
 
@@ -75,7 +77,8 @@ int countObject(HANNOBJECT, void* user) {
 int loadStoredPage(const Store& store, int page, HANNOBJECT* root) {
     KernelLoadOptions options = pageOptions(page);
     if (store.data.size() >= std::numeric_limits<std::uint32_t>::max()) return ERROR_NO_MEMORY;
-    if (!store.inTag) return K_AnnLoadMemory(store.data.data(), static_cast<std::uint32_t>(store.data.size()), root, &options);
+    if (!store.inTag)
+        return K_AnnLoadMemory(store.data.data(), static_cast<std::uint32_t>(store.data.size()), root, &options);
     if (page != 1) return ERROR_PAGE_NOT_FOUND;
     if (store.form != StoreForm::wang) {
         return K_AnnLoadMemory(store.data.data(), static_cast<std::uint32_t>(store.data.size()), root, &options);
@@ -102,7 +105,7 @@ InputFile openInput(const std::string& name) {
     }
     if (name == "DUMMY") input.path = "./DUMMY"; // the bare name means the thread's memory file
     const Descriptor file(::open(input.path.c_str(), O_RDONLY | O_CLOEXEC));
-    struct stat status{};
+    struct stat status {};
     if (file.get() < 0 || ::fstat(file.get(), &status) != 0) throw systemFailure(name, ERROR_FILE_OPEN, errno);
     if (S_ISDIR(status.st_mode)) throw systemFailure(name, ERROR_FILE_OPEN, EISDIR);
     if (!S_ISREG(status.st_mode)) {
@@ -123,7 +126,8 @@ Bytes readStart(const InputFile& input, std::size_t count) {
 
 Bytes readAll(const InputFile& input) { return readStart(input, SIZE_MAX); }
 
-InputPath::InputPath(const InputFile& input) : path_(input.inMemory ? "DUMMY" : input.path.c_str()), inMemory_(input.inMemory) {
+InputPath::InputPath(const InputFile& input)
+    : path_(input.inMemory ? "DUMMY" : input.path.c_str()), inMemory_(input.inMemory) {
     if (inMemory_) check(K_BeginMemoryFile(&saved_, input.bytes.data(), input.bytes.size()), input.name);
 }
 
@@ -153,14 +157,8 @@ Bitmap loadImage(const InputFile& input, int page) {
     const InputPath path(input);
     const int code = K_LoadFile(path.get(), &bitmap.record, 0, 0, &options, nullptr);
     if (code == SUCCESS) return bitmap;
-    std::string detail;
-    if (page > 1) detail = "page " + std::to_string(page);
-    KernelFileInfo info{};
-    if (code == ERROR_NO_MEMORY && K_FileInfo(path.get(), &info, 0, &options) == SUCCESS &&
-        static_cast<std::uint64_t>(info.nWidth) * static_cast<std::uint64_t>(info.nHeight) > limits().maxPixels) {
-        detail = "more pixels than --max-pixels allows";
-    }
-    throw failure(input.name, code, detail);
+    if (code == ERROR_NO_MEMORY) throw failure(input.name, code, "see --max-pixels and --max-memory");
+    throw failure(input.name, code, page > 1 ? "page " + std::to_string(page) : std::string());
 }
 
 std::string_view formName(StoreForm form) {
@@ -200,11 +198,12 @@ Store openStore(InputFile file, int tagPage) {
     store.data = store.inTag ? readTag(file, tagPage) : readAll(file);
     if (!store.inTag && store.data.empty()) throw failure(file.name, ERROR_FILE_READ, "the file is empty");
     store.form = recognizeStore(store.data);
-    if (store.form == StoreForm::unknown && !store.data.empty()) throw failure(file.name, ERROR_FILE_READ, "not annotation data");
+    if (store.form == StoreForm::unknown && !store.data.empty())
+        throw failure(file.name, ERROR_FILE_READ, "not annotation data");
     // The coded form has pages since a link record, with the number 52, stands behind its first line.
     const std::size_t behindHeader = codedHeader.size() + 2;
-    const bool linked = store.form == StoreForm::coded && store.data.size() > behindHeader + 1 && store.data[behindHeader] == 52 &&
-                        store.data[behindHeader + 1] == 0;
+    const bool linked = store.form == StoreForm::coded && store.data.size() > behindHeader + 1 &&
+                        store.data[behindHeader] == 52 && store.data[behindHeader + 1] == 0;
     store.version = store.form == StoreForm::native || linked ? 13 : 12;
     store.file = std::move(file);
     return store;

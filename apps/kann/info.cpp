@@ -69,7 +69,8 @@ std::string numberText(const Json& number) {
     if (number.is_number_integer()) return std::to_string(number.get<std::int64_t>());
     if (!number.is_number()) return "?";
     std::array<char, 32> digits{};
-    const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number.get<double>(), std::chars_format::general, 9);
+    const auto [end, error] =
+        std::to_chars(digits.data(), digits.data() + digits.size(), number.get<double>(), std::chars_format::general, 9);
     return error == std::errc{} ? std::string(digits.data(), end) : "?";
 }
 
@@ -98,7 +99,8 @@ void describeNode(const Json& node, std::size_t depth, std::string& out) {
     const Json& fields = node["fields"];
     out.append(2 * depth, ' ').append(node["type"].get<std::string>());
     out += " " + listText(node["bounds"]);
-    if (fields.contains("pPoints") && fields["pPoints"].size() > 3) out += " (" + std::to_string(fields["pPoints"].size()) + " points)";
+    if (fields.contains("pPoints") && fields["pPoints"].size() > 3)
+        out += " (" + std::to_string(fields["pPoints"].size()) + " points)";
     if (fields.value("uTag", 0u) != 0) out += " tag " + numberText(fields["uTag"]);
     if (fields.contains("pszName")) out += " name " + quotedText(fields["pszName"].get<std::string>());
     if (fields.contains("pszText")) out += " text " + quotedText(fields["pszText"].get<std::string>());
@@ -151,7 +153,7 @@ Json infoDocument(const Store& store, int page) {
     document["file"] = file;
     document["form"] = tree ? Json(formName(store.form)) : Json();
     document["version"] = tree ? Json(store.version) : Json();
-    document["pages"] = countPages(store);
+    document["pages"] = store.inTag ? imagePages(store.file) : countPages(store); // what --page picks from
     document["page"] = page;
     document["restorable"] = restorable;
     document["root"] = std::move(root);

@@ -30,7 +30,7 @@ void limitMemory(std::uint64_t bytes) {
     std::array<std::uint64_t, 6> pages{};
     for (std::uint64_t& one : pages) file >> one;
     const std::uint64_t now = file ? pages[5] * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE)) : 0;
-    struct rlimit limit{};
+    struct rlimit limit {};
     if (::getrlimit(RLIMIT_DATA, &limit) != 0 || bytes > RLIM_INFINITY - 1 - now) return;
     if (limit.rlim_max == RLIM_INFINITY || now + bytes < limit.rlim_max) limit.rlim_cur = now + bytes;
     ::setrlimit(RLIMIT_DATA, &limit);

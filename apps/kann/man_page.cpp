@@ -70,7 +70,8 @@ A verification found something left.
 } // namespace
 
 std::string manualPage() {
-    std::string out = ".TH KANN 1 \"\" \"kann " KB_VERSION "\" \"User Commands\"\n.SH NAME\nkann \\- annotations over raster images\n";
+    std::string out =
+        ".TH KANN 1 \"\" \"kann " KB_VERSION "\" \"User Commands\"\n.SH NAME\nkann \\- annotations over raster images\n";
     out += ".SH SYNOPSIS\n.B kann\n.I COMMAND\n[\\fIARGUMENTS\\fR] [\\fIOPTIONS\\fR]\n.SH COMMANDS\n";
     for (const CommandRow& command : commandRows()) {
         out += ".SS \"kann " + std::string(command.name) + " " + escaped(command.synopsis) + "\"\n";

@@ -14,7 +14,9 @@ namespace kann {
 
 namespace {
 
-std::string quoted(std::string_view what, std::string_view text) { return std::string(what) + " can't be \"" + std::string(text) + "\""; }
+std::string quoted(std::string_view what, std::string_view text) {
+    return std::string(what) + " can't be \"" + std::string(text) + "\"";
+}
 
 } // namespace
 
@@ -103,7 +105,8 @@ double Arguments::positiveReal(std::string_view option, double otherwise) const 
 std::int64_t parseNumber(std::string_view text, std::string_view what, std::int64_t low, std::int64_t high) {
     std::int64_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size() || value < low || value > high) throw UsageError{quoted(what, text)};
+    if (error != std::errc{} || end != text.data() + text.size() || value < low || value > high)
+        throw UsageError{quoted(what, text)};
     return value;
 }
 
@@ -111,7 +114,8 @@ double parseReal(std::string_view text, std::string_view what) {
     double value = 0;
     const std::string_view digits = text.starts_with('+') ? text.substr(1) : text;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (error != std::errc{} || end != digits.data() + digits.size() || !std::isfinite(value)) throw UsageError{quoted(what, text)};
+    if (error != std::errc{} || end != digits.data() + digits.size() || !std::isfinite(value))
+        throw UsageError{quoted(what, text)};
     return value;
 }
 
@@ -145,7 +149,8 @@ std::uint64_t parseSize(std::string_view text, std::string_view what) {
             digits.remove_suffix(1);
         }
     }
-    const auto high = static_cast<std::int64_t>(static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) / factor);
+    const auto high =
+        static_cast<std::int64_t>(static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) / factor);
     return static_cast<std::uint64_t>(parseNumber(digits, what, 1, high)) * factor;
 }
 

@@ -30,9 +30,9 @@ struct Arguments;
 
 struct CommandRow {
     std::string_view name;
-    std::string_view synopsis; // operands and the options that matter most
-    std::string_view summary;  // one line
-    std::string_view details;  // paragraphs, separated by empty lines
+    std::string_view synopsis;                 // operands and the options that matter most
+    std::string_view summary;                  // one line
+    std::string_view details;                  // paragraphs, separated by empty lines
     std::span<const std::string_view> options; // names of rows of optionRows()
     bool takesProperties;                      // the rows of propertyRows() are options too
     std::size_t minOperands, maxOperands;

@@ -106,7 +106,7 @@ OutputFile::OutputFile(const std::string& target) : name_(target == "-" ? "stand
         return;
     }
     target_ = followLinks(target);
-    struct stat status{};
+    struct stat status {};
     if (::stat(target_.c_str(), &status) != 0) {
         if (errno != ENOENT) throw systemFailure(name_, ERROR_FILE_OPEN, errno);
         mode_ = 0666 & ~processMask();
@@ -127,7 +127,8 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::makeTemporary() {
-    std::filesystem::path folder = special_ ? std::filesystem::temp_directory_path() : std::filesystem::path(target_).parent_path();
+    std::filesystem::path folder =
+        special_ ? std::filesystem::temp_directory_path() : std::filesystem::path(target_).parent_path();
     if (folder.empty()) folder = ".";
     std::string pattern = (folder / ".kann-XXXXXX").string();
     const int descriptor = ::mkstemp(pattern.data());
@@ -144,7 +145,9 @@ const std::string& OutputFile::workPath() {
 
 void OutputFile::write(std::span<const std::uint8_t> bytes) { writeTo(workPath(), O_TRUNC, bytes, name_); }
 
-void OutputFile::write(std::string_view text) { write(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size())); }
+void OutputFile::write(std::string_view text) {
+    write(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+}
 
 void OutputFile::commit() {
     if (temporary_.empty()) return;
@@ -155,7 +158,7 @@ void OutputFile::commit() {
     }
     const int descriptor = ::open(temporary_.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) throw systemFailure(name_, ERROR_FILE_WRITE, errno);
-    struct stat old{};
+    struct stat old {};
     if (replaces_ && ::stat(target_.c_str(), &old) == 0 && ::fchown(descriptor, old.st_uid, old.st_gid) != 0) {
         mode_ &= 0777; // another owner's file: the new one must not run with this owner's rights
     }
@@ -173,7 +176,7 @@ void cleanUpOnSignals() {
 }
 
 void refuseForeignFile(const std::string& target) {
-    struct stat status{};
+    struct stat status {};
     if (target == "-" || ::stat(target.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) return;
     if (recognizeStore(readStart(openInput(target), 80)) == StoreForm::unknown) {
         throw failure(target, ERROR_INV_PARAMETER, "the file is there and holds no annotation data");

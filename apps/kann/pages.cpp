@@ -7,8 +7,8 @@
 #include "apps/kann/output_file.h"
 #include "apps/kann/stored_forms.h"
 
-#include <array>
 #include <algorithm>
+#include <array>
 
 namespace kann {
 
@@ -56,8 +56,8 @@ std::string listPages(const Store& store) {
         AnnRect rect{};
         check(K_AnnEnumerate(tree.get(), countItem, &objects, ANN_FLAG_RECURSE, nullptr), store.file.name);
         check(K_AnnGetRect(tree.get(), &rect, nullptr), store.file.name);
-        out += std::to_string(page) + "\t" + std::to_string(objects - 1) + "\t" + numberText(rect.left) + "," + numberText(rect.top) +
-               "," + numberText(rect.right) + "," + numberText(rect.bottom) + "\n";
+        out += std::to_string(page) + "\t" + std::to_string(objects - 1) + "\t" + numberText(rect.left) + "," +
+               numberText(rect.top) + "," + numberText(rect.right) + "," + numberText(rect.bottom) + "\n";
     }
     return out;
 }
@@ -70,7 +70,9 @@ Bytes withoutPage(const Store& store, int page) {
     if (page > pages) throw failure(file, ERROR_PAGE_NOT_FOUND, "page " + std::to_string(page));
     Bytes data;
     for (int kept = 1; kept <= pages; ++kept) {
-        if (kept != page) data = saveTree(loadTree(store, kept).get(), storedFormNumber(store.form), data, SAVE_INSERTPAGE, lastPage, file);
+        if (kept != page)
+            data =
+                saveTree(loadTree(store, kept).get(), storedFormNumber(store.form), data, SAVE_INSERTPAGE, lastPage, file);
     }
     return data;
 }
@@ -88,7 +90,8 @@ Bytes withPage(const Store& store, PageAction action, int page, const std::strin
 int runPages(const Arguments& arguments) {
     const std::vector<std::string>& operands = arguments.operands;
     const auto row = std::ranges::find(actions, operands[1], &ActionRow::name);
-    if (row == actions.end() || operands.size() != 2 + row->operands || (row->action == PageAction::list && arguments.has("output"))) {
+    if (row == actions.end() || operands.size() != 2 + row->operands ||
+        (row->action == PageAction::list && arguments.has("output"))) {
         throw UsageError{"usage: kann pages " + std::string(arguments.command->synopsis)};
     }
     const int page = row->operands > 0 ? readPage(operands[2]) : 0;

@@ -43,7 +43,8 @@ Bitmap onWhite(Bitmap image, const std::string& name) {
         image = std::move(result);
         result = Bitmap();
     }
-    check(K_CreateBitmap(&result.record, 1, source.Width, source.Height, 24, KB_ORDER_BGR, nullptr, KB_VIEW_TOP_LEFT, 0, 0), name);
+    check(K_CreateBitmap(&result.record, 1, source.Width, source.Height, 24, KB_ORDER_BGR, nullptr, KB_VIEW_TOP_LEFT, 0, 0),
+          name);
     result.record.XResolution = source.XResolution;
     result.record.YResolution = source.YResolution;
     const int step = source.BitsPerPixel / 8;
@@ -83,7 +84,8 @@ std::vector<AxisSpan> axisSpans(int from, int to) {
         }
         span.first = static_cast<int>(begin);
         for (int at = span.first; at < end && at < from; ++at) {
-            span.weights.push_back(static_cast<float>((std::min(end, at + 1.0) - std::max(begin, static_cast<double>(at))) / (end - begin)));
+            span.weights.push_back(
+                static_cast<float>((std::min(end, at + 1.0) - std::max(begin, static_cast<double>(at))) / (end - begin)));
         }
     }
     return spans;
@@ -93,7 +95,9 @@ Bitmap scaled(const Bitmap& image, int width, int height, const std::string& nam
     const KernelBitmap& source = image.record;
     Bitmap result;
     check(K_CreateBitmap(&result.record, 1, width, height, 24, KB_ORDER_BGR, nullptr, KB_VIEW_TOP_LEFT, 0, 0), name);
-    const auto resolution = [](int value, int now, int before) { return static_cast<int>(static_cast<double>(value) * now / before + 0.5); };
+    const auto resolution = [](int value, int now, int before) {
+        return static_cast<int>(static_cast<double>(value) * now / before + 0.5);
+    };
     result.record.XResolution = resolution(source.XResolution, width, source.Width);
     result.record.YResolution = resolution(source.YResolution, height, source.Height);
     const std::vector<AxisSpan> columns = axisSpans(source.Width, width), rows = axisSpans(source.Height, height);
@@ -182,7 +186,8 @@ void copyRows(const KernelBitmap& from, int fromX, int fromY, KernelBitmap& to, 
         const std::uint8_t* source = K_BitmapRowPointer(&from, fromY + y);
         std::uint8_t* target = K_WritableBitmapRow(&to, toY + y);
         if (!source || !target) throw failure(name, ERROR_NO_MEMORY);
-        std::memcpy(target + static_cast<std::size_t>(toX) * 3, source + static_cast<std::size_t>(fromX) * 3, static_cast<std::size_t>(width) * 3);
+        std::memcpy(target + static_cast<std::size_t>(toX) * 3, source + static_cast<std::size_t>(fromX) * 3,
+                    static_cast<std::size_t>(width) * 3);
     }
 }
 
@@ -233,7 +238,8 @@ Tree treeFor(const Job& job, const InputFile& imageFile, const RenderOptions& op
         return {};
     }
     int page = 1;
-    if (!store.inTag) page = options.storePage ? options.storePage : options.page > 1 && countPages(store) > 1 ? options.page : 1;
+    if (!store.inTag)
+        page = options.storePage ? options.storePage : options.page > 1 && countPages(store) > 1 ? options.page : 1;
     return loadTree(store, page);
 }
 
@@ -246,7 +252,8 @@ void render(const Job& job, const RenderOptions& options, JobLog& log) {
     image = onWhite(std::move(image), file.name);
     if (tree) measureBy(tree, image.record, treeName);
     if (options.scale != 1) {
-        const int width = roundedSide(image.record.Width * options.scale), height = roundedSide(image.record.Height * options.scale);
+        const int width = roundedSide(image.record.Width * options.scale),
+                  height = roundedSide(image.record.Height * options.scale);
         if (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) > limits().maxPixels) {
             throw failure(file.name, ERROR_NO_MEMORY, "the scaled image has more pixels than --max-pixels allows");
         }
@@ -274,8 +281,9 @@ int runRender(const Arguments& arguments) {
     }
     const PictureFormat& named = pictureFormatByName(arguments.text("format", "png"));
     const std::vector<Job> jobs = makeJobs(arguments, {true, false, true, std::string(named.extension)});
-    options.format = arguments.has("format") || arguments.has("out-dir") || jobs.empty() ? named.format
-                                                                                         : pictureFormatOf(jobs[0].output).format;
+    options.format = arguments.has("format") || arguments.has("out-dir") || jobs.empty()
+                         ? named.format
+                         : pictureFormatOf(jobs[0].output).format;
     return runJobs(arguments, jobs, [&options](const Job& job, JobLog& log) { render(job, options, log); });
 }
 

@@ -113,7 +113,9 @@ std::uint8_t scrambleSeed() {
 class Digest {
 public:
     Digest() { nettle_sha256_init(&context_); }
-    void add(std::string_view bytes) { nettle_sha256_update(&context_, bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data())); }
+    void add(std::string_view bytes) {
+        nettle_sha256_update(&context_, bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data()));
+    }
     std::string hex() {
         std::array<std::uint8_t, SHA256_DIGEST_SIZE> digest{};
         nettle_sha256_digest(&context_, digest.size(), digest.data());

@@ -17,13 +17,13 @@ constexpr std::uint16_t tiffBytes = 1; // the tag's type
 
 struct TagOptions {
     int page;
-    int storePage; // 0: by the image's page
+    int storePage;    // 0: by the image's page
     std::string form; // empty: the store's own
 };
 
 TagOptions readOptions(const Arguments& arguments) {
-    return {static_cast<int>(arguments.number("page", 1, 1, 1 << 24)), static_cast<int>(arguments.number("store-page", 0, 1, 1 << 24)),
-            arguments.text("as")};
+    return {static_cast<int>(arguments.number("page", 1, 1, 1 << 24)),
+            static_cast<int>(arguments.number("store-page", 0, 1, 1 << 24)), arguments.text("as")};
 }
 
 InputFile openTiff(const std::string& name, int page) {
@@ -39,7 +39,8 @@ void writeTagged(const InputFile& image, int page, const Bytes& data, OutputFile
     output.write(readAll(image));
     const std::string& copy = output.workPath();
     const auto count = static_cast<std::uint32_t>(data.size());
-    check(K_RewriteFileTag(copy.c_str(), page, ANN_TAG_TIFF, tiffBytes, count, data.empty() ? nullptr : data.data()), image.name);
+    check(K_RewriteFileTag(copy.c_str(), page, ANN_TAG_TIFF, tiffBytes, count, data.empty() ? nullptr : data.data()),
+          image.name);
     output.commit();
 }
 

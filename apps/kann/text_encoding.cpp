@@ -12,9 +12,10 @@ namespace kann {
 
 namespace {
 
-constexpr std::array<char32_t, 32> from80{0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-                                          0x2039, 0x0152, 0x8D,   0x017D, 0x8F,   0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-                                          0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178};
+constexpr std::array<char32_t, 32> from80{0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                          0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x8D,   0x017D, 0x8F,
+                                          0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                          0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178};
 
 constexpr char32_t invalid = 0xFFFFFFFF;
 
@@ -22,7 +23,11 @@ constexpr char32_t invalid = 0xFFFFFFFF;
 char32_t takeCharacter(std::string_view& text) {
     const auto byte = [&text](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
     const std::uint8_t first = byte(0);
-    const std::size_t length = first < 0x80 ? 1 : first >= 0xC2 && first < 0xE0 ? 2 : (first & 0xF0) == 0xE0 ? 3 : (first & 0xF8) == 0xF0 ? 4 : 0;
+    const std::size_t length = first < 0x80                    ? 1
+                               : first >= 0xC2 && first < 0xE0 ? 2
+                               : (first & 0xF0) == 0xE0        ? 3
+                               : (first & 0xF8) == 0xF0        ? 4
+                                                               : 0;
     if (length == 0 || length > text.size()) return invalid;
     char32_t character = length == 1 ? first : first & (0xFFu >> (length + 1));
     for (std::size_t i = 1; i < length; ++i) {

@@ -45,7 +45,7 @@ KB_API int K_AnnGetPointCount(HANNOBJECT hObject, uint32_t* pnPoints);
  * change their place alone; pictures of stamps and redactions turn and flip along.
  * All give ERROR_INV_PARAMETER for a bad handle, and ERROR_FEATURE_NOT_SUPPORTED when, without ANN_FLAG_RECURSE, an object
  * doesn't pass the flags: the walk ends there, objects before it have changed. Codes of a failed picture pass through.
- * ANN_FLAG_CHECKMENU and ANN_FLAG_USER have no effect here. */
+ * ANN_FLAG_CHECKMENU has no effect here; ANN_FLAG_USER lets objects pass that have no user. */
 
 /* Shifts by dx, dy container units. */
 KB_API int K_AnnMove(HANNOBJECT hObject, double dx, double dy, uint32_t uFlags);

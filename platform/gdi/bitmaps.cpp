@@ -13,7 +13,8 @@ constexpr int64_t mostSide = 1 << 27;
 constexpr int64_t mostBytes = int64_t{1} << 33;
 
 // Zeroed pixels with rows of 32-bit granularity; null when the size is refused.
-Ref<Bitmap> makeBitmap(int64_t width, int64_t height, int bits, std::unique_ptr<ColorTable> colors, bool mono, bool bottomUp) {
+Ref<Bitmap> makeBitmap(int64_t width, int64_t height, int bits, std::unique_ptr<ColorTable> colors, bool mono,
+                       bool bottomUp) {
     if (width < 1 || height < 1 || width > mostSide || height > mostSide) return {};
     if (bits != 1 && bits != 8 && bits != 24 && bits != 32) return {};
     const int64_t stride = rowBytes(width, bits, 32);
@@ -24,8 +25,13 @@ Ref<Bitmap> makeBitmap(int64_t width, int64_t height, int bits, std::unique_ptr<
     bitmap->colors = std::move(colors);
     bitmap->bottomUp = bottomUp;
     uint8_t* top = bitmap->storage.data() + (bottomUp ? stride * (height - 1) : 0);
-    bitmap->surface = {top,  static_cast<ptrdiff_t>(bottomUp ? -stride : stride), static_cast<int>(width), static_cast<int>(height),
-                       bits, bitmap->colors.get(), mono};
+    bitmap->surface = {top,
+                       static_cast<ptrdiff_t>(bottomUp ? -stride : stride),
+                       static_cast<int>(width),
+                       static_cast<int>(height),
+                       bits,
+                       bitmap->colors.get(),
+                       mono};
     return bitmap;
 }
 
@@ -33,8 +39,8 @@ HBITMAP publishBitmap(Ref<Bitmap> bitmap) {
     return bitmap ? publish<HBITMAP>(gdiState().bitmaps, std::move(bitmap)) : nullptr;
 }
 
-// Colours for a reading in 1, 4 or 8 bits of pixels that have none of their own: black and white, sixteen primaries, or a cube of
-// six levels with a grey ramp behind it.
+// Colours for a reading in 1, 4 or 8 bits of pixels that have none of their own: black and white, sixteen primaries, or a
+// cube of six levels with a grey ramp behind it.
 ColorTable readingColors(int bits) {
     if (bits == 1) return ColorTable::standard(1);
     ColorTable table;
@@ -86,7 +92,8 @@ KB_API HBITMAP CreateBitmap(int width, int height, UINT planes, UINT bits, const
         if (pBits) {
             const auto given = static_cast<size_t>(rowBytes(width, static_cast<int>(bits), 16));
             for (int y = 0; y < height; ++y)
-                std::memcpy(bitmap->surface.row(y), static_cast<const uint8_t*>(pBits) + given * static_cast<size_t>(y), given);
+                std::memcpy(bitmap->surface.row(y), static_cast<const uint8_t*>(pBits) + given * static_cast<size_t>(y),
+                            given);
         }
         return publishBitmap(std::move(bitmap));
     });
@@ -185,8 +192,8 @@ KB_API int SetDIBits(HDC, HBITMAP hBitmap, UINT start, UINT lines, const void* p
         source.height = static_cast<int>(lines);
         PixelConverter convert(source, bitmap->surface, 0, 0xFFFFFF, CLR_INVALID);
         const BlitArea from{0, 0, source.width, lines};
-        blit({bitmap->surface, bitmap->surface.bounds(), nullptr}, {0, y, source.width, lines}, source, from, SRCCOPY >> 16, COLORONCOLOR,
-             convert, nullptr);
+        blit({bitmap->surface, bitmap->surface.bounds(), nullptr}, {0, y, source.width, lines}, source, from, SRCCOPY >> 16,
+             COLORONCOLOR, convert, nullptr);
         return static_cast<int>(lines);
     });
 }

@@ -40,7 +40,8 @@ uint32_t PixelConverter::nearest(uint32_t rgb) {
 
 namespace {
 
-// Where the destination pixel `i` of `size` (both from the start of the area) takes its source pixel: the one under its middle.
+// Where the destination pixel `i` of `size` (both from the start of the area) takes its source pixel: the one under its
+// middle.
 int64_t sourceOf(int64_t i, int64_t size, int64_t start, int64_t sourceSize) {
     const int64_t n = std::abs(size), m = std::abs(sourceSize);
     const auto k = static_cast<int64_t>((static_cast<Wide>(2 * i + 1) * m) / (static_cast<Wide>(2) * n));
@@ -71,15 +72,18 @@ struct Axis {
     int64_t at(int64_t p) const { return sourceOf(size < 0 ? start - 1 - p : p - start, size, sourceStart, sourceSize); }
 
 private:
-    // First p whose source is not below 0 (`low` true) or not below the length any more; the other way round when sources fall.
+    // First p whose source is not below 0 (`low` true) or not below the length any more; the other way round when sources
+    // fall.
     int32_t firstInside(int32_t from, int32_t to, int32_t length, bool low) const {
         const bool up = rises();
         while (from < to) {
             const int32_t middle = from + (to - from) / 2;
             const int64_t border = low ? 0 : length;
             const bool beyond = up ? at(middle) >= border : at(middle) < border;
-            if (beyond) to = middle;
-            else from = middle + 1;
+            if (beyond)
+                to = middle;
+            else
+                from = middle + 1;
         }
         return from;
     }
@@ -113,8 +117,10 @@ uint32_t mergePixels(const PixelReader& source, int64_t x0, int64_t x1, int64_t 
     for (int64_t y = y0; y < y1; ++y)
         for (int64_t x = x0; x < x1; ++x) {
             const uint32_t v = source.raw(static_cast<int>(x), static_cast<int>(y));
-            if (mode == BLACKONWHITE) all &= v;
-            else if (mode == WHITEONBLACK) all |= v;
+            if (mode == BLACKONWHITE)
+                all &= v;
+            else if (mode == WHITEONBLACK)
+                all |= v;
             for (int i = 0; i < 4; ++i) sum[i] += v >> 8 * i & 0xFF;
             ++count;
         }
@@ -186,11 +192,12 @@ void blit(const BlitTarget& target, const BlitArea& to, const PixelReader& sourc
     const bool indexed = source.bits <= 8 && source.bits > 1;
     const bool merges = shrinks && stretchMode != COLORONCOLOR && !indexed && !source.masked &&
                         (stretchMode != HALFTONE || source.bits >= 24);
-    const bool straight = from.width == to.width && from.width > 0 && convert.copiesRaw() && s.bits >= 8 &&
-                          source.bits == s.bits && !merges;
+    const bool straight =
+        from.width == to.width && from.width > 0 && convert.copiesRaw() && s.bits >= 8 && source.bits == s.bits && !merges;
 
     Scratch& work = scratch();
-    std::vector<uint8_t>&sourceRow = work.rows[0], &patternBuffer = work.rows[1], &gaps = work.rows[2], &unpacked = work.rows[3];
+    std::vector<uint8_t>&sourceRow = work.rows[0], &patternBuffer = work.rows[1], &gaps = work.rows[2],
+    &unpacked = work.rows[3];
     std::vector<int32_t>& columns = work.columns;
     sourceRow.resize(count * static_cast<size_t>(bytes));
     unpacked.resize(count * static_cast<size_t>(bytes));

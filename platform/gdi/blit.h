@@ -1,5 +1,6 @@
-// Moving rectangles of pixels: any readable layout to any surface, at equal size, stretched or mirrored, under any ternary raster
-// operation. Works row by row: the visible part of a source row is turned into the destination's pixels, then combined.
+// Moving rectangles of pixels: any readable layout to any surface, at equal size, stretched or mirrored, under any ternary
+// raster operation. Works row by row: the visible part of a source row is turned into the destination's pixels, then
+// combined.
 #pragma once
 
 #include "platform/gdi/dib.h"
@@ -14,9 +15,10 @@ namespace kb::gdi {
 // Turns source pixels into pixel values of a surface.
 class PixelConverter {
 public:
-    // text, background: of the destination context, for one-bit sources without colours. sourceBackground: of the source context,
-    // or CLR_INVALID when there is none.
-    PixelConverter(const PixelReader& source, const Surface& target, COLORREF text, COLORREF background, COLORREF sourceBackground);
+    // text, background: of the destination context, for one-bit sources without colours. sourceBackground: of the source
+    // context, or CLR_INVALID when there is none.
+    PixelConverter(const PixelReader& source, const Surface& target, COLORREF text, COLORREF background,
+                   COLORREF sourceBackground);
 
     bool copiesRaw() const { return way_ == Way::raw; }
     uint32_t operator()(uint32_t pixel) {
@@ -55,7 +57,8 @@ struct BlitArea {
     int64_t x, y, width, height;
 };
 
-// `pattern` (or null) gives pattern pixels as a paint set for plain copying. May throw std::bad_alloc before it has changed a pixel.
+// `pattern` (or null) gives pattern pixels as a paint set for plain copying. May throw std::bad_alloc before it has
+// changed a pixel.
 void blit(const BlitTarget& target, const BlitArea& to, const PixelReader& source, const BlitArea& from, uint8_t rop,
           int stretchMode, PixelConverter& convert, const Paint* pattern);
 

@@ -26,8 +26,10 @@ Box boxOf(const BlitArea& a) {
 BOOL patternBlit(const DeviceContext& dc, const BlitArea& area, uint8_t code) {
     Paint paint;
     const uint32_t table = tableOfRop3(code);
-    if (!rop3NeedsPattern(code)) paint.setSolid(0, table, dc.surface.bits);
-    else if (!brushPaint(dc, *dc.state.brush, table, paint, scratch().brushCells)) return TRUE;
+    if (!rop3NeedsPattern(code))
+        paint.setSolid(0, table, dc.surface.bits);
+    else if (!brushPaint(dc, *dc.state.brush, table, paint, scratch().brushCells))
+        return TRUE;
     dc.painter(paint).rect(boxOf(area));
     return TRUE;
 }
@@ -48,7 +50,8 @@ void blitTo(const DeviceContext& dc, const BlitArea& to, const PixelReader& sour
     const uint8_t code = codeOf(rop);
     if (!loadPattern(dc, code, paint, pattern)) return;
     PixelConverter convert(source, dc.surface, dc.state.textColor, dc.state.bkColor, sourceBackground);
-    blit({dc.surface, dc.clipBox(), dc.state.clip.region.get()}, to, source, from, code, dc.state.stretchMode, convert, pattern);
+    blit({dc.surface, dc.clipBox(), dc.state.clip.region.get()}, to, source, from, code, dc.state.stretchMode, convert,
+         pattern);
 }
 
 // A copy of the part of the source that is read, for stretches within one surface.
@@ -102,8 +105,8 @@ KB_API BOOL StretchBlt(HDC hDC, int x, int y, int width, int height, HDC hSource
     return blitBetween(hDC, x, y, width, height, hSource, xSource, ySource, widthSource, heightSource, rop);
 }
 
-KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSource, int ySource, int widthSource, int heightSource,
-                         const void* pBits, const BITMAPINFO* pInfo, UINT usage, DWORD rop) {
+KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSource, int ySource, int widthSource,
+                         int heightSource, const void* pBits, const BITMAPINFO* pInfo, UINT usage, DWORD rop) {
     return guarded(0, [&] {
         DeviceContext* dc = findDc(hDC);
         if (!dc) return 0;
@@ -112,14 +115,15 @@ KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSour
         PixelReader source;
         if (!readDib(pInfo, usage, pBits, source)) return 0;
         BlitArea from{xSource, ySource, widthSource, heightSource};
-        if (source.stride < 0) from.y = static_cast<int64_t>(source.height) - ySource - heightSource; // counted from the bottom
+        if (source.stride < 0)
+            from.y = static_cast<int64_t>(source.height) - ySource - heightSource; // counted from the bottom
         blitTo(*dc, to, source, from, rop, CLR_INVALID);
         return std::abs(heightSource);
     });
 }
 
-KB_API int SetDIBitsToDevice(HDC hDC, int x, int y, DWORD width, DWORD height, int xSource, int ySource, UINT start, UINT lines,
-                             const void* pBits, const BITMAPINFO* pInfo, UINT usage) {
+KB_API int SetDIBitsToDevice(HDC hDC, int x, int y, DWORD width, DWORD height, int xSource, int ySource, UINT start,
+                             UINT lines, const void* pBits, const BITMAPINFO* pInfo, UINT usage) {
     return guarded(0, [&] {
         DeviceContext* dc = findDc(hDC);
         PixelReader source;
@@ -131,7 +135,8 @@ KB_API int SetDIBitsToDevice(HDC hDC, int x, int y, DWORD width, DWORD height, i
         // Only the given rows are there: the reader is narrowed to them, and rows outside of it are left alone.
         int64_t top = ySource;
         if (source.stride < 0) {
-            top = static_cast<int64_t>(source.height) - ySource - height - (static_cast<int64_t>(source.height) - start - lines);
+            top = static_cast<int64_t>(source.height) - ySource - height -
+                  (static_cast<int64_t>(source.height) - start - lines);
             source.top = static_cast<const uint8_t*>(pBits) - source.stride * (static_cast<int64_t>(lines) - 1);
         } else {
             top -= start;

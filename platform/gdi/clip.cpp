@@ -64,7 +64,8 @@ int combineClip(DeviceContext& dc, Region& with, int mode) {
     case RGN_DIFF: ok = pixman_region32_subtract(&result.set, &now.set, &with.set); break;
     default: {
         Region both;
-        ok = pixman_region32_intersect(&both.set, &now.set, &with.set) && pixman_region32_union(&result.set, &now.set, &with.set) &&
+        ok = pixman_region32_intersect(&both.set, &now.set, &with.set) &&
+             pixman_region32_union(&result.set, &now.set, &with.set) &&
              pixman_region32_subtract(&result.set, &result.set, &both.set);
         break;
     }
@@ -120,7 +121,8 @@ BOOL fillRegion(HDC hDC, HRGN hRgn, const Brush* brush) {
         const Region* region = dc ? findRegion(hRgn) : nullptr;
         if (!region) return FALSE;
         Paint paint;
-        if (!brushPaint(*dc, brush ? *brush : *dc->state.brush, tableOfRop2(dc->state.rop2), paint, scratch().brushCells)) return TRUE;
+        if (!brushPaint(*dc, brush ? *brush : *dc->state.brush, tableOfRop2(dc->state.rop2), paint, scratch().brushCells))
+            return TRUE;
         return drawRegion(*dc, *region, paint);
     });
 }
@@ -187,8 +189,10 @@ KB_API int GetClipBox(HDC hDC, RECT* pOut) {
             throw std::bad_alloc();
         const Box b = visible.bounds();
         const Mapping& map = dc.state.map;
-        if (visible.kind() == NULLREGION) *pOut = {0, 0, 0, 0};
-        else *pOut = {map.logicalX(b.left), map.logicalY(b.top), map.logicalX(b.right), map.logicalY(b.bottom)};
+        if (visible.kind() == NULLREGION)
+            *pOut = {0, 0, 0, 0};
+        else
+            *pOut = {map.logicalX(b.left), map.logicalY(b.top), map.logicalX(b.right), map.logicalY(b.bottom)};
         return visible.kind();
     });
 }
@@ -219,7 +223,8 @@ KB_API BOOL RectVisible(HDC hDC, const RECT* pRect) {
     const Box b = intersect(dc->clipBox(), deviceBox(*dc, pRect->left, pRect->top, pRect->right, pRect->bottom));
     if (b.empty()) return FALSE;
     pixman_box32_t box{b.left, b.top, b.right, b.bottom};
-    return !dc->state.clip.region || pixman_region32_contains_rectangle(&dc->state.clip.region->set, &box) != PIXMAN_REGION_OUT;
+    return !dc->state.clip.region ||
+           pixman_region32_contains_rectangle(&dc->state.clip.region->set, &box) != PIXMAN_REGION_OUT;
 }
 
 KB_API BOOL FillRgn(HDC hDC, HRGN hRgn, HBRUSH hBrush) {

@@ -1,5 +1,5 @@
-// Ellipses, rounded rectangles and arcs. Filled shapes and their thin outlines come from exact rows; wide and dashed outlines and
-// the arcs from chains of points within a tenth of a pixel.
+// Ellipses, rounded rectangles and arcs. Filled shapes and their thin outlines come from exact rows; wide and dashed
+// outlines and the arcs from chains of points within a tenth of a pixel.
 #include "platform/gdi/ellipse.h"
 #include "platform/gdi/figure.h"
 #include "platform/gdi/gdi_state.h"
@@ -45,8 +45,8 @@ void roundPoints(const std::vector<FPoint>& path, std::vector<POINT>& out) {
     }
 }
 
-template <class Sink>
-void widePath(const PenState& pen, const Box& clip, StrokePart part, const std::vector<FPoint>& path, bool closed, Sink&& sink) {
+template <class Sink> void widePath(const PenState& pen, const Box& clip, StrokePart part, const std::vector<FPoint>& path,
+                                    bool closed, Sink&& sink) {
     const RoundPen round(pen.width, clip);
     const size_t segments = closed ? path.size() : path.size() - 1;
     double along = 0;

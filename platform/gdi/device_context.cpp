@@ -19,8 +19,10 @@ void DeviceContext::useBitmap(Ref<Bitmap> bitmap) {
 Box deviceBox(const DeviceContext& dc, int64_t left, int64_t top, int64_t right, int64_t bottom) {
     const Mapping& map = dc.state.map;
     Box b;
-    if (map.identity) b = {saturate(left), saturate(top), saturate(right), saturate(bottom)};
-    else b = {map.deviceX(left), map.deviceY(top), map.deviceX(right), map.deviceY(bottom)};
+    if (map.identity)
+        b = {saturate(left), saturate(top), saturate(right), saturate(bottom)};
+    else
+        b = {map.deviceX(left), map.deviceY(top), map.deviceX(right), map.deviceY(bottom)};
     if (b.left > b.right) std::swap(b.left, b.right);
     if (b.top > b.bottom) std::swap(b.top, b.bottom);
     return b;
@@ -77,7 +79,8 @@ HGDIOBJ selectBitmap(DeviceContext& dc, HGDIOBJ hObject) {
 }
 
 // Sets a mode that must lie in a range; gives the former one or `failure`.
-template <class Value> Value setMode(HDC hDC, Value DcState::*member, Value value, Value lowest, Value highest, Value failure) {
+template <class Value>
+Value setMode(HDC hDC, Value DcState::*member, Value value, Value lowest, Value highest, Value failure) {
     DeviceContext* dc = findDc(hDC);
     if (!dc || value < lowest || value > highest) return failure;
     return std::exchange(dc->state.*member, value);
@@ -104,7 +107,8 @@ KB_API HDC CreateCompatibleDC(HDC hDC) {
     });
 }
 
-KB_API HDC KbCreateSurfaceDC(void* pPixels, int width, int height, int stride, int bits, const RGBQUAD* pPalette, UINT colors) {
+KB_API HDC KbCreateSurfaceDC(void* pPixels, int width, int height, int stride, int bits, const RGBQUAD* pPalette,
+                             UINT colors) {
     constexpr int limit = 1 << 27;
     if (width < 0 || height < 0 || width > limit || height > limit) return nullptr;
     if (bits != 1 && bits != 8 && bits != 24 && bits != 32) return nullptr;

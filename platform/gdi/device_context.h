@@ -57,7 +57,8 @@ void clipToBox(Clip& clip, const Box& box);
 void setClipRegion(Clip& clip, const Region& region);
 int clipKind(const DeviceContext& dc);
 
-// The paint of the selected pen or of a brush. `cells` is where a hatch or pattern is spread out; it must live as long as the paint.
+// The paint of the selected pen or of a brush. `cells` is where a hatch or pattern is spread out; it must live as long as
+// the paint.
 void penPaint(const DeviceContext& dc, COLORREF color, Paint& paint);
 // False when the brush is hollow. `table` as in Paint::setSolid.
 bool brushPaint(const DeviceContext& dc, const Brush& brush, uint32_t table, Paint& paint, Cells& cells);

@@ -13,13 +13,14 @@ struct PixelReader {
     const uint8_t* top = nullptr;
     ptrdiff_t stride = 0;
     int width = 0, height = 0, bits = 32;
-    bool mono = false;         // one bit, colours from the context
-    bool masked = false;       // 16 and 32 bits with masks of their own
-    uint32_t masks[3] = {};    // red, green, blue
-    ColorTable colors;         // up to 8 bits
+    bool mono = false;      // one bit, colours from the context
+    bool masked = false;    // 16 and 32 bits with masks of their own
+    uint32_t masks[3] = {}; // red, green, blue
+    ColorTable colors;      // up to 8 bits
 
     PixelReader() = default;
-    explicit PixelReader(const Surface& s) : top(s.top), stride(s.stride), width(s.width), height(s.height), bits(s.bits), mono(s.mono) {
+    explicit PixelReader(const Surface& s)
+        : top(s.top), stride(s.stride), width(s.width), height(s.height), bits(s.bits), mono(s.mono) {
         if (s.colors) colors = *s.colors;
     }
     uint32_t raw(int x, int y) const;
@@ -27,8 +28,8 @@ struct PixelReader {
     uint32_t rgb(int x, int y) const { return toRgb(raw(x, y)); }
 };
 
-// Takes a header of the classic or the core kind and the pixels behind it; false for what can't be read: a wrong size, depth,
-// compression or table usage.
+// Takes a header of the classic or the core kind and the pixels behind it; false for what can't be read: a wrong size,
+// depth, compression or table usage.
 bool readDib(const BITMAPINFO* info, UINT usage, const void* bits, PixelReader& out);
 // Bytes of header, masks and colours in front of the pixels of a packed DIB; 0 for an unknown header.
 size_t dibHeaderBytes(const BITMAPINFO* info);

@@ -26,8 +26,10 @@ RoundRows::Row RoundRows::row(int64_t y) const {
         if (w <= 32767 && h <= 32767) {
             const int64_t square = w * w * (h * h - d * d) / (h * h);
             k = static_cast<int64_t>(std::sqrt(static_cast<double>(square)));
-            if (k * k > square) --k;
-            else if ((k + 1) * (k + 1) <= square) ++k;
+            if (k * k > square)
+                --k;
+            else if ((k + 1) * (k + 1) <= square)
+                ++k;
         } else {
             const double t = static_cast<double>(d) / static_cast<double>(h);
             k = floorInt(static_cast<double>(w) * std::sqrt((1 - t) * (1 + t)));

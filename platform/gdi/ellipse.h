@@ -1,5 +1,5 @@
-// Rows of ellipses and rounded rectangles that fill a box of pixels, measured between the middles of pixels, so that they are
-// the same from left and right, top and bottom. Row by row in exact integers up to 32,767 pixels a side.
+// Rows of ellipses and rounded rectangles that fill a box of pixels, measured between the middles of pixels, so that they
+// are the same from left and right, top and bottom. Row by row in exact integers up to 32,767 pixels a side.
 #pragma once
 
 #include "platform/gdi/pen_stroke.h"
@@ -29,7 +29,8 @@ public:
         }
     }
 
-    // The pixels of the shape that have a neighbour beside, above or below outside of it (`border`), and all others (`inside`).
+    // The pixels of the shape that have a neighbour beside, above or below outside of it (`border`), and all others
+    // (`inside`).
     template <class Border, class Inside> void split(const Box& clip, Border&& border, Inside&& inside) const {
         const int64_t top = std::max(box_.top, clip.top), bottom = std::min(box_.bottom, clip.bottom);
         if (top >= bottom) return;
@@ -64,8 +65,8 @@ private:
     mutable int64_t lastD_ = -1, lastK_ = 0; // rows come in pairs and threes
 };
 
-// The part of an ellipse from angle `from` (radians, parameter of the ellipse, y down) through `sweep`; points lie within a tenth of
-// a pixel of the curve, at most 65,536 of them.
+// The part of an ellipse from angle `from` (radians, parameter of the ellipse, y down) through `sweep`; points lie within a
+// tenth of a pixel of the curve, at most 65,536 of them.
 void flattenArc(double cx, double cy, double a, double b, double from, double sweep, std::vector<FPoint>& out);
 
 } // namespace kb::gdi

@@ -41,11 +41,13 @@ void thinOutline(const Box& clip, const DashPattern* dash, const POINT* points, 
 
 FPoint toPoint(POINT p) { return {static_cast<double>(p.x), static_cast<double>(p.y)}; }
 
-template <class Point, class Sink>
-void wideOutline(const RoundPen& round, const DashPattern* dash, const Point* points, size_t count, bool closed, Sink&& sink) {
+template <class Point, class Sink> void wideOutline(const RoundPen& round, const DashPattern* dash, const Point* points,
+                                                    size_t count, bool closed, Sink&& sink) {
     const auto at = [points](size_t i) {
-        if constexpr (std::is_same_v<Point, POINT>) return toPoint(points[i]);
-        else return points[i];
+        if constexpr (std::is_same_v<Point, POINT>)
+            return toPoint(points[i]);
+        else
+            return points[i];
     };
     if (count == 1) {
         round.capsule(at(0), at(0), sink);
@@ -67,8 +69,8 @@ void wideOutline(const RoundPen& round, const DashPattern* dash, const Point* po
 
 } // namespace
 
-void drawContours(const DeviceContext& dc, const PenState& pen, const Brush* brush, const POINT* points, const size_t* counts,
-                  size_t contours, int fillMode) {
+void drawContours(const DeviceContext& dc, const PenState& pen, const Brush* brush, const POINT* points,
+                  const size_t* counts, size_t contours, int fillMode) {
     const Box clip = dc.clipBox();
     const bool closed = fillMode != 0;
     const auto eachContour = [&](auto&& visit) {
@@ -93,8 +95,10 @@ void drawContours(const DeviceContext& dc, const PenState& pen, const Brush* bru
         const DashPattern* dash = part == StrokePart::dashes ? pen.dash : nullptr;
         const RoundPen round(pen.width, clip);
         eachContour([&](const POINT* p, size_t count) {
-            if (pen.form == PenForm::thin) thinOutline(clip, dash, p, count, closed, sink);
-            else wideOutline(round, dash, p, count, closed, sink);
+            if (pen.form == PenForm::thin)
+                thinOutline(clip, dash, p, count, closed, sink);
+            else
+                wideOutline(round, dash, p, count, closed, sink);
         });
     });
 }

@@ -1,7 +1,7 @@
-// Draws a figure that has an inside and an outline so that each pixel is changed once: fast and straight where overlaps can't
-// show (the pen's operation overwrites, or doing it twice is doing it once), through sets of intervals where they would.
-// A figure gives its rows by two functions, fill(sink) and outline(part, sink), with sinks called as (y, x0, x1); fill gives
-// them by rising rows, each pixel once; outline gives them in any order.
+// Draws a figure that has an inside and an outline so that each pixel is changed once: fast and straight where overlaps
+// can't show (the pen's operation overwrites, or doing it twice is doing it once), through sets of intervals where they
+// would. A figure gives its rows by two functions, fill(sink) and outline(part, sink), with sinks called as (y, x0, x1);
+// fill gives them by rising rows, each pixel once; outline gives them in any order.
 #pragma once
 
 #include "platform/gdi/device_context.h"
@@ -50,9 +50,7 @@ void drawFigure(const DeviceContext& dc, const PenState& pen, const Brush* brush
         }
         return;
     }
-    const auto gather = [](IntervalSet& set) {
-        return [&set](int64_t y, int64_t x0, int64_t x1) { set.add(y, x0, x1); };
-    };
+    const auto gather = [](IntervalSet& set) { return [&set](int64_t y, int64_t x0, int64_t x1) { set.add(y, x0, x1); }; };
     s.strokeAll.begin(clip);
     outline(StrokePart::all, gather(s.strokeAll));
     IntervalSet& on = pen.dash ? s.strokeOn : s.strokeAll;
@@ -75,8 +73,8 @@ void drawFigure(const DeviceContext& dc, const PenState& pen, const Brush* brush
 }
 
 // Contours of device points, one after the other with their lengths in `counts`; `fillMode` 0 leaves them open and unfilled.
-void drawContours(const DeviceContext& dc, const PenState& pen, const Brush* brush, const POINT* points, const size_t* counts,
-                  size_t contours, int fillMode);
+void drawContours(const DeviceContext& dc, const PenState& pen, const Brush* brush, const POINT* points,
+                  const size_t* counts, size_t contours, int fillMode);
 // One-pixel polyline straight into the surface, for rectangular clips.
 void drawThinDirect(const Painter& painter, const POINT* points, size_t count, bool closed);
 

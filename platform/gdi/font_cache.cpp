@@ -23,9 +23,10 @@
 namespace kb::gdi {
 
 char32_t unicodeOf(uint8_t c) {
-    static constexpr char16_t high[32] = {0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-                                          0x2039, 0x0152, 0x8D,   0x017D, 0x8F,   0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-                                          0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178};
+    static constexpr char16_t high[32] = {0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                          0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x8D,   0x017D, 0x8F,
+                                          0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                          0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178};
     return c >= 0x80 && c < 0xA0 ? high[c - 0x80] : c;
 }
 
@@ -51,10 +52,10 @@ struct Substitute {
 };
 constexpr const char* fallbackFamily = "Liberation Sans";
 constexpr Substitute substitutes[] = {
-    {"Arial", fallbackFamily},          {"Helvetica", fallbackFamily},         {"MS Sans Serif", fallbackFamily},
-    {"MS Shell Dlg", fallbackFamily},   {"System", fallbackFamily},            {"Times New Roman", "Liberation Serif"},
-    {"Times", "Liberation Serif"},      {"MS Serif", "Liberation Serif"},      {"Tms Rmn", "Liberation Serif"},
-    {"Courier New", "Liberation Mono"}, {"Courier", "Liberation Mono"},        {"Fixedsys", "Liberation Mono"},
+    {"Arial", fallbackFamily},          {"Helvetica", fallbackFamily},    {"MS Sans Serif", fallbackFamily},
+    {"MS Shell Dlg", fallbackFamily},   {"System", fallbackFamily},       {"Times New Roman", "Liberation Serif"},
+    {"Times", "Liberation Serif"},      {"MS Serif", "Liberation Serif"}, {"Tms Rmn", "Liberation Serif"},
+    {"Courier New", "Liberation Mono"}, {"Courier", "Liberation Mono"},   {"Fixedsys", "Liberation Mono"},
 };
 
 // One look into the font list; with `exact` only a face of that very family counts.
@@ -175,8 +176,10 @@ RealisedFont::RealisedFont(const LOGFONTA& device, bool builtIn) : font_(device)
         embolden_ = bold && !file.bold;
         slanted_ = italic && !file.italic;
     }
-    if (face_) measureFace();
-    else measureStrokes();
+    if (face_)
+        measureFace();
+    else
+        measureStrokes();
     metrics_.tmWeight = font_.lfWeight >= 600 ? FW_BOLD : FW_NORMAL;
     metrics_.tmItalic = font_.lfItalic;
     metrics_.tmUnderlined = font_.lfUnderline;
@@ -198,7 +201,7 @@ void RealisedFont::measureFace() {
     const FT_Face f = face_->face;
     const double upem = f->units_per_EM;
     double ascent = f->ascender, descent = -f->descender, gap = f->height - ascent - descent, average = upem / 2;
-    double strike = ascent / 3, strikeSize = f->underline_thickness;
+    double strike = ascent / 3;
     if (const auto* os2 = static_cast<const TT_OS2*>(FT_Get_Sfnt_Table(f, FT_SFNT_OS2)); os2 && os2->version != 0xFFFF) {
         const double lines = f->height;
         if (os2->usWinAscent + os2->usWinDescent > 0) {
@@ -208,14 +211,14 @@ void RealisedFont::measureFace() {
         }
         if (os2->xAvgCharWidth > 0) average = os2->xAvgCharWidth;
         strike = os2->yStrikeoutPosition;
-        strikeSize = os2->yStrikeoutSize;
     }
     const int wanted = font_.lfHeight ? font_.lfHeight : -13;
     const double em = wanted < 0 ? -static_cast<double>(wanted) : wanted * upem / (ascent + descent);
     em_ = std::clamp(roundInt(em), 1, largestEm);
     // A width of its own stretches the face sideways.
     double emX = em_;
-    if (font_.lfWidth) emX = std::clamp(std::abs(static_cast<double>(font_.lfWidth)) * upem / average, 1.0, double{largestEm});
+    if (font_.lfWidth)
+        emX = std::clamp(std::abs(static_cast<double>(font_.lfWidth)) * upem / average, 1.0, double{largestEm});
     FT_Size size;
     if (FT_New_Size(f, &size) == 0) size_ = size;
     FT_Activate_Size(size_ ? size : f->size);
@@ -223,23 +226,25 @@ void RealisedFont::measureFace() {
     const double scale = em_ / upem;
     metrics_.tmAscent = std::max(roundInt(ascent * scale), 1);
     metrics_.tmDescent = std::max(roundInt(descent * scale), 0);
-    if (wanted > 0 && wanted <= largestEm) metrics_.tmAscent = std::max(wanted - metrics_.tmDescent, 1); // the cell asked for, exactly
+    if (wanted > 0 && wanted <= largestEm)
+        metrics_.tmAscent = std::max(wanted - metrics_.tmDescent, 1); // the cell asked for, exactly
     metrics_.tmHeight = metrics_.tmAscent + metrics_.tmDescent;
     metrics_.tmInternalLeading = std::max(metrics_.tmHeight - em_, 0);
     metrics_.tmExternalLeading = std::max(roundInt(gap * scale), 0);
     metrics_.tmAveCharWidth = std::max(roundInt(average * emX / upem), 1);
     const bool fixed = FT_IS_FIXED_WIDTH(f);
-    metrics_.tmPitchAndFamily = static_cast<BYTE>(TMPF_VECTOR | TMPF_TRUETYPE | (fixed ? FF_MODERN : FF_SWISS | TMPF_FIXED_PITCH));
+    metrics_.tmPitchAndFamily =
+        static_cast<BYTE>(TMPF_VECTOR | TMPF_TRUETYPE | (fixed ? FF_MODERN : FF_SWISS | TMPF_FIXED_PITCH));
     faceName_ = f->family_name ? f->family_name : fallbackFamily;
     lineWidth_ = std::max(roundInt(f->underline_thickness * scale), 1);
     underlineTop_ = std::max(roundInt(-f->underline_position * scale - lineWidth_ / 2.0), 1);
     strikeOutTop_ = -roundInt(strike * scale);
-    (void)strikeSize;
     for (unsigned c = 0; c < 256; ++c) {
         // Unhinted advances: text measures the same at every depth.
         FT_Fixed advance = 0;
         const FT_UInt glyph = FT_Get_Char_Index(f, unicodeOf(static_cast<uint8_t>(c)));
-        if (c >= 0x20 && FT_Load_Glyph(f, glyph, FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP) == 0) advance = f->glyph->linearHoriAdvance;
+        if (c >= 0x20 && FT_Load_Glyph(f, glyph, FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP) == 0)
+            advance = f->glyph->linearHoriAdvance;
         advances_[c] = static_cast<int>((advance + 0x8000) >> 16);
     }
 }
@@ -263,9 +268,12 @@ bool RealisedFont::loadOutline(uint8_t c, bool grey) {
     const FT_Face f = face_->face;
     FT_Activate_Size(size_ ? static_cast<FT_Size>(size_) : f->size);
     FT_Int32 flags = FT_LOAD_NO_BITMAP;
-    if (turned_ || em_ > largestKeptEm) flags |= FT_LOAD_NO_HINTING;
-    else flags |= grey ? FT_LOAD_TARGET_LIGHT : FT_LOAD_TARGET_MONO;
-    if (FT_Load_Glyph(f, FT_Get_Char_Index(f, unicodeOf(c)), flags) || f->glyph->format != FT_GLYPH_FORMAT_OUTLINE) return false;
+    if (turned_ || em_ > largestKeptEm)
+        flags |= FT_LOAD_NO_HINTING;
+    else
+        flags |= grey ? FT_LOAD_TARGET_LIGHT : FT_LOAD_TARGET_MONO;
+    if (FT_Load_Glyph(f, FT_Get_Char_Index(f, unicodeOf(c)), flags) || f->glyph->format != FT_GLYPH_FORMAT_OUTLINE)
+        return false;
     if (embolden_) FT_GlyphSlot_Embolden(f->glyph);
     if (slanted_) FT_GlyphSlot_Oblique(f->glyph);
     if (turned_) {
@@ -336,7 +344,8 @@ std::unique_ptr<GlyphBitmap> RealisedFont::render(uint8_t c, bool grey) {
         for (int x = 0; x < side * samples; ++x) {
             uint8_t& cell = glyph->coverage[static_cast<size_t>(y / samples) * static_cast<size_t>(glyph->stride) +
                                             static_cast<size_t>(x / samples)];
-            cell = static_cast<uint8_t>(cell + fine[static_cast<size_t>(y) * static_cast<size_t>(all.right) + static_cast<size_t>(x)]);
+            cell = static_cast<uint8_t>(
+                cell + fine[static_cast<size_t>(y) * static_cast<size_t>(all.right) + static_cast<size_t>(x)]);
         }
     for (uint8_t& v : glyph->coverage) v = grey ? static_cast<uint8_t>(std::min(v * 16, 255)) : v >= 8 ? 255 : 0;
     return glyph;
@@ -350,10 +359,11 @@ void RealisedFont::drawLarge(uint8_t c, GlyphPainter& painter, int64_t x, int64_
     if (!face_) {
         const RoundPen pen(std::max(em_ / (font_.lfWeight >= 600 ? 7 : 12), 2), clip);
         const auto px = static_cast<double>(x), py = static_cast<double>(y);
-        placeStrokes(c, static_cast<double>(em_) / strokeUnits, font_.lfItalic != 0, cosine_, sine_, [&](FPoint a, FPoint b) {
-            pen.capsule({a.x + px, a.y + py}, {b.x + px, b.y + py},
-                        [&](int64_t row, int64_t x0, int64_t x1) { painter.run(row, x0, x1, 255); });
-        });
+        placeStrokes(c, static_cast<double>(em_) / strokeUnits, font_.lfItalic != 0, cosine_, sine_,
+                     [&](FPoint a, FPoint b) {
+                         pen.capsule({a.x + px, a.y + py}, {b.x + px, b.y + py},
+                                     [&](int64_t row, int64_t x0, int64_t x1) { painter.run(row, x0, x1, 255); });
+                     });
         return;
     }
     if (!loadOutline(c, true)) return;
@@ -399,7 +409,8 @@ RealisedFont& realisedFont(const DeviceContext& dc) {
         key.lfWidth = map.deviceWidth(key.lfWidth);
     }
     const bool builtIn = gdiState().forceBuiltInFont.load(std::memory_order_relaxed);
-    if (engine.last && builtIn == engine.lastBuiltIn && std::memcmp(&engine.lastKey, &key, sizeof key) == 0) return *engine.last;
+    if (engine.last && builtIn == engine.lastBuiltIn && std::memcmp(&engine.lastKey, &key, sizeof key) == 0)
+        return *engine.last;
     LOGFONTA stored = key;
     stored.lfOrientation = 0; // follows the escapement
     stored.lfClipPrecision = builtIn;

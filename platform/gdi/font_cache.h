@@ -1,6 +1,6 @@
-// Fonts made ready: the face found, its metrics at a size, the advances and the pictures of its 256 characters. Fonts are realised
-// once for equal logical fonts, so that an engine may make and delete them for every object. Each thread has its own
-// cache, because a face of the font library must not be used by two; it holds the fonts used last.
+// Fonts made ready: the face found, its metrics at a size, the advances and the pictures of its 256 characters. Fonts are
+// realised once for equal logical fonts, so that an engine may make and delete them for every object. Each thread has its
+// own cache, because a face of the font library must not be used by two; it holds the fonts used last.
 #pragma once
 
 #include "platform/gdi/glyph.h"
@@ -56,8 +56,8 @@ private:
 // The context's font at its device size. Valid until the thread's next call.
 RealisedFont& realisedFont(const DeviceContext& dc);
 
-inline constexpr int largestEm = 8191;      // pixels; greater heights are drawn at this one
-inline constexpr int largestKeptEm = 256;   // above it characters are drawn from their outlines each time
+inline constexpr int largestEm = 8191;    // pixels; greater heights are drawn at this one
+inline constexpr int largestKeptEm = 256; // above it characters are drawn from their outlines each time
 
 // Unicode of a windows-1252 character.
 char32_t unicodeOf(uint8_t c);

@@ -21,8 +21,10 @@ struct StockFace {
     BYTE pitch;
 };
 constexpr StockFace stockFaces[] = {
-    {OEM_FIXED_FONT, -12, "Courier New", FIXED_PITCH | FF_MODERN}, {ANSI_FIXED_FONT, -12, "Courier New", FIXED_PITCH | FF_MODERN},
-    {ANSI_VAR_FONT, -11, "MS Sans Serif", VARIABLE_PITCH | FF_SWISS}, {SYSTEM_FONT, 16, "System", VARIABLE_PITCH | FF_SWISS},
+    {OEM_FIXED_FONT, -12, "Courier New", FIXED_PITCH | FF_MODERN},
+    {ANSI_FIXED_FONT, -12, "Courier New", FIXED_PITCH | FF_MODERN},
+    {ANSI_VAR_FONT, -11, "MS Sans Serif", VARIABLE_PITCH | FF_SWISS},
+    {SYSTEM_FONT, 16, "System", VARIABLE_PITCH | FF_SWISS},
     {DEVICE_DEFAULT_FONT, 16, "System", VARIABLE_PITCH | FF_SWISS},
     {SYSTEM_FIXED_FONT, -12, "Courier New", FIXED_PITCH | FF_MODERN},
     {DEFAULT_GUI_FONT, -11, "MS Sans Serif", VARIABLE_PITCH | FF_SWISS},
@@ -42,8 +44,9 @@ GdiState::GdiState() {
         int index;
         UINT style;
         COLORREF color;
-    } brushRows[] = {{WHITE_BRUSH, BS_SOLID, 0xFFFFFF}, {LTGRAY_BRUSH, BS_SOLID, 0xC0C0C0}, {GRAY_BRUSH, BS_SOLID, 0x808080},
-                     {DKGRAY_BRUSH, BS_SOLID, 0x404040}, {BLACK_BRUSH, BS_SOLID, 0x000000}, {NULL_BRUSH, BS_NULL, 0}};
+    } brushRows[] = {{WHITE_BRUSH, BS_SOLID, 0xFFFFFF}, {LTGRAY_BRUSH, BS_SOLID, 0xC0C0C0},
+                     {GRAY_BRUSH, BS_SOLID, 0x808080},  {DKGRAY_BRUSH, BS_SOLID, 0x404040},
+                     {BLACK_BRUSH, BS_SOLID, 0x000000}, {NULL_BRUSH, BS_NULL, 0}};
     for (const auto& row : brushRows) {
         Brush* brush = keep(brushes, Pool<Brush>::make(row.style, row.color, 0u), row.index);
         if (row.index == WHITE_BRUSH) whiteBrush = brush;
@@ -65,7 +68,8 @@ GdiState::GdiState() {
         static constexpr uint32_t rgb[20] = {0x000000, 0x800000, 0x008000, 0x808000, 0x000080, 0x800080, 0x008080,
                                              0xC0C0C0, 0xC0DCC0, 0xA6CAF0, 0xFFFBF0, 0xA0A0A4, 0x808080, 0xFF0000,
                                              0x00FF00, 0xFFFF00, 0x0000FF, 0xFF00FF, 0x00FFFF, 0xFFFFFF};
-        palette->entries.push_back({static_cast<BYTE>(rgb[i] >> 16), static_cast<BYTE>(rgb[i] >> 8), static_cast<BYTE>(rgb[i]), 0});
+        palette->entries.push_back(
+            {static_cast<BYTE>(rgb[i] >> 16), static_cast<BYTE>(rgb[i] >> 8), static_cast<BYTE>(rgb[i]), 0});
     }
     defaultPalette = keep(palettes, palette, DEFAULT_PALETTE);
     Bitmap* bitmap = Pool<Bitmap>::make();

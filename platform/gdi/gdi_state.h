@@ -1,5 +1,5 @@
-// What all contexts of the process share: the handle tables, the stock objects and the screen's resolution; and what a thread
-// keeps for itself: scratch memory of the rasterisers. Nothing of it is ever destroyed before the process ends.
+// What all contexts of the process share: the handle tables, the stock objects and the screen's resolution; and what a
+// thread keeps for itself: scratch memory of the rasterisers. Nothing of it is ever destroyed before the process ends.
 #pragma once
 
 #include "platform/gdi/device_context.h"

@@ -1,5 +1,5 @@
-// Blending of glyphs: d + (s - d) x coverage / 255, rounded, for each byte of a pixel; the spare byte of 32 bits counts as 0 in the
-// text's colour. The vector loop gives the same bytes as the plain one.
+// Blending of glyphs: d + (s - d) x coverage / 255, rounded, for each byte of a pixel; the spare byte of 32 bits counts as
+// 0 in the text's colour. The vector loop gives the same bytes as the plain one.
 #include "platform/gdi/glyph.h"
 
 #include <algorithm>
@@ -25,14 +25,15 @@ template <int bytes> void blendPixel(uint8_t* d, uint32_t pixel, uint32_t c) {
 #if defined(__x86_64__)
 // Coverage and text colour against sixteen bytes of pixels held as words.
 __attribute__((target("avx2"), always_inline)) inline __m256i mixWords(__m256i d, __m256i s, __m256i c) {
-    const __m256i t = _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(s, c), _mm256_mullo_epi16(d, _mm256_sub_epi16(_mm256_set1_epi16(255), c))),
-                                       _mm256_set1_epi16(128));
+    const __m256i t = _mm256_add_epi16(
+        _mm256_add_epi16(_mm256_mullo_epi16(s, c), _mm256_mullo_epi16(d, _mm256_sub_epi16(_mm256_set1_epi16(255), c))),
+        _mm256_set1_epi16(128));
     return _mm256_srli_epi16(_mm256_add_epi16(t, _mm256_srli_epi16(t, 8)), 8);
 }
 
 // Rows of a glyph on pixels of three or four bytes, eight pixels at a time.
-template <int bytes>
-__attribute__((target("avx2"))) void blendRows(uint8_t* pixels, ptrdiff_t stride, uint32_t pixel, const uint8_t* coverage, int width, int rows) {
+template <int bytes> __attribute__((target("avx2"))) void blendRows(uint8_t* pixels, ptrdiff_t stride, uint32_t pixel,
+                                                                    const uint8_t* coverage, int width, int rows) {
     // Which coverage byte each byte of a pixel takes.
     const __m128i spreadLow = bytes == 4 ? _mm_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3)
                                          : _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5);
@@ -58,8 +59,10 @@ __attribute__((target("avx2"))) void blendRows(uint8_t* pixels, ptrdiff_t stride
             const __m256i packed = _mm256_permute4x64_epi64(
                 _mm256_packus_epi16(mixWords(dLow, colorLow, cLow), mixWords(dHigh, colorHigh, cHigh)), 0xD8);
             _mm_storeu_si128(low, _mm256_castsi256_si128(packed));
-            if (bytes == 4) _mm_storeu_si128(high, _mm256_extracti128_si256(packed, 1));
-            else _mm_storel_epi64(high, _mm256_extracti128_si256(packed, 1));
+            if (bytes == 4)
+                _mm_storeu_si128(high, _mm256_extracti128_si256(packed, 1));
+            else
+                _mm_storel_epi64(high, _mm256_extracti128_si256(packed, 1));
         }
     }
 }
@@ -113,8 +116,10 @@ void GlyphPainter::draw(const GlyphBitmap& glyph, int64_t x, int64_t y) {
     x += glyph.left;
     y += glyph.top;
     if (x >= clip_.right || y >= clip_.bottom || x + glyph.width <= clip_.left || y + glyph.height <= clip_.top) return;
-    const int x0 = static_cast<int>(std::max<int64_t>(x, clip_.left)), x1 = static_cast<int>(std::min<int64_t>(x + glyph.width, clip_.right));
-    const int y0 = static_cast<int>(std::max<int64_t>(y, clip_.top)), y1 = static_cast<int>(std::min<int64_t>(y + glyph.height, clip_.bottom));
+    const int x0 = static_cast<int>(std::max<int64_t>(x, clip_.left)),
+              x1 = static_cast<int>(std::min<int64_t>(x + glyph.width, clip_.right));
+    const int y0 = static_cast<int>(std::max<int64_t>(y, clip_.top)),
+              y1 = static_cast<int>(std::min<int64_t>(y + glyph.height, clip_.bottom));
     const uint8_t* coverage = glyph.coverage.data() + (y0 - y) * glyph.stride;
 #if defined(__x86_64__)
     // Whole vectors may touch pixels right of the glyph as long as they may be touched at all: their coverage is 0.

@@ -11,8 +11,8 @@ namespace kb::gdi {
 struct GlyphBitmap {
     int left = 0, top = 0; // of the first pixel from the pen's place on the base line, y down
     int width = 0, height = 0;
-    int stride = 0;                 // a multiple of 8; what lies behind the width is 0
-    std::vector<uint8_t> coverage;  // 0 to 255
+    int stride = 0;                // a multiple of 8; what lies behind the width is 0
+    std::vector<uint8_t> coverage; // 0 to 255
 };
 
 class GlyphPainter {

@@ -36,8 +36,10 @@ void IntervalSet::merge() {
             }
         }
         for (Interval* p = first; p < last; ++p) {
-            if (p > first && p->x0 <= items_.back().x1) items_.back().x1 = std::max(items_.back().x1, p->x1);
-            else items_.push_back(*p);
+            if (p > first && p->x0 <= items_.back().x1)
+                items_.back().x1 = std::max(items_.back().x1, p->x1);
+            else
+                items_.push_back(*p);
         }
         from = to;
     }

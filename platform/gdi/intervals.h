@@ -38,7 +38,8 @@ public:
         if (!merged_) merge();
         return items_;
     }
-    // Hands out what of x0..x1-1 in row y isn't in the set. Rows must not fall between calls of one pass; `cursor` begins at 0.
+    // Hands out what of x0..x1-1 in row y isn't in the set. Rows must not fall between calls of one pass; `cursor` begins
+    // at 0.
     template <class Sink> void outside(size_t& cursor, int64_t y, int64_t x0, int64_t x1, Sink&& sink) {
         const std::span<const Interval> all = sorted();
         while (cursor < all.size() && all[cursor].y < y) ++cursor;

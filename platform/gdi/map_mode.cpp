@@ -53,11 +53,14 @@ void keepRatio(const DeviceContext& dc, Mapping& map) {
         const auto size = static_cast<LONG>(std::max(v, 1.0));
         extent = extent < 0 ? -size : size;
     };
-    if (sx > sy) shrink(map.viewportExtent.cx, sy / sx);
-    else if (sy > sx) shrink(map.viewportExtent.cy, sx / sy);
+    if (sx > sy)
+        shrink(map.viewportExtent.cx, sy / sx);
+    else if (sy > sx)
+        shrink(map.viewportExtent.cy, sx / sy);
 }
 
-template <class Value, class Change> BOOL change(HDC hDC, Value Mapping::*member, Value value, Value* pOld, Change&& allowed) {
+template <class Value, class Change>
+BOOL change(HDC hDC, Value Mapping::*member, Value value, Value* pOld, Change&& allowed) {
     DeviceContext* dc = findDc(hDC);
     if (!dc) return FALSE;
     Mapping& map = dc->state.map;

@@ -15,10 +15,18 @@ struct Mapping {
     bool identity = true;
 
     void update();
-    int32_t deviceX(int64_t x) const { return toDevice(x, windowOrigin.x, windowExtent.cx, viewportOrigin.x, viewportExtent.cx); }
-    int32_t deviceY(int64_t y) const { return toDevice(y, windowOrigin.y, windowExtent.cy, viewportOrigin.y, viewportExtent.cy); }
-    int32_t logicalX(int64_t x) const { return toDevice(x, viewportOrigin.x, viewportExtent.cx, windowOrigin.x, windowExtent.cx); }
-    int32_t logicalY(int64_t y) const { return toDevice(y, viewportOrigin.y, viewportExtent.cy, windowOrigin.y, windowExtent.cy); }
+    int32_t deviceX(int64_t x) const {
+        return toDevice(x, windowOrigin.x, windowExtent.cx, viewportOrigin.x, viewportExtent.cx);
+    }
+    int32_t deviceY(int64_t y) const {
+        return toDevice(y, windowOrigin.y, windowExtent.cy, viewportOrigin.y, viewportExtent.cy);
+    }
+    int32_t logicalX(int64_t x) const {
+        return toDevice(x, viewportOrigin.x, viewportExtent.cx, windowOrigin.x, windowExtent.cx);
+    }
+    int32_t logicalY(int64_t y) const {
+        return toDevice(y, viewportOrigin.y, viewportExtent.cy, windowOrigin.y, windowExtent.cy);
+    }
     POINT device(POINT p) const {
         if (identity) return p;
         return {deviceX(p.x), deviceY(p.y)};

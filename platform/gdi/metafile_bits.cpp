@@ -1,5 +1,5 @@
-// Metafile handles: blocks of bytes whose outer shape has been checked, so that a player may walk the records without looking
-// over its shoulder at every step: every record up to the end record lies within the size that the header tells.
+// Metafile handles: blocks of bytes whose outer shape has been checked, so that a player may walk the records without
+// looking over its shoulder at every step: every record up to the end record lies within the size that the header tells.
 #include "platform/gdi/gdi_state.h"
 
 #include <cstring>
@@ -94,7 +94,13 @@ KB_API HMETAFILE SetMetaFileBitsEx(UINT size, const BYTE* pData) { return makeMe
 KB_API UINT GetMetaFileBitsEx(HMETAFILE hMetafile, UINT size, void* pOut) { return getBits(hMetafile, false, size, pOut); }
 KB_API BOOL DeleteMetaFile(HMETAFILE hMetafile) { return freeMetafile(hMetafile, false); }
 KB_API HMETAFILE CopyMetaFileA(HMETAFILE hMetafile, const char* pszFile) { return copyMetafile(hMetafile, false, pszFile); }
-KB_API HENHMETAFILE SetEnhMetaFileBits(UINT size, const BYTE* pData) { return makeMetafile<HENHMETAFILE>(pData, size, true); }
-KB_API UINT GetEnhMetaFileBits(HENHMETAFILE hMetafile, UINT size, BYTE* pOut) { return getBits(hMetafile, true, size, pOut); }
+KB_API HENHMETAFILE SetEnhMetaFileBits(UINT size, const BYTE* pData) {
+    return makeMetafile<HENHMETAFILE>(pData, size, true);
+}
+KB_API UINT GetEnhMetaFileBits(HENHMETAFILE hMetafile, UINT size, BYTE* pOut) {
+    return getBits(hMetafile, true, size, pOut);
+}
 KB_API BOOL DeleteEnhMetaFile(HENHMETAFILE hMetafile) { return freeMetafile(hMetafile, true); }
-KB_API HENHMETAFILE CopyEnhMetaFileA(HENHMETAFILE hMetafile, const char* pszFile) { return copyMetafile(hMetafile, true, pszFile); }
+KB_API HENHMETAFILE CopyEnhMetaFileA(HENHMETAFILE hMetafile, const char* pszFile) {
+    return copyMetafile(hMetafile, true, pszFile);
+}

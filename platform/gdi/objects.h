@@ -1,7 +1,7 @@
 // The objects that contexts select: pens, brushes, fonts, bitmaps, regions, palettes, and metafile blocks. Each is counted:
-// one for its handle, one for every context state that has it in force. Deleting takes the handle away at once and leaves the
-// object to those that still use it. Memory of freed objects waits in a list of the thread, because a pen, a brush and a font
-// are made and deleted for every figure that is drawn.
+// one for its handle, one for every context state that has it in force. Deleting takes the handle away at once and leaves
+// the object to those that still use it. Memory of freed objects waits in a list of the thread, because a pen, a brush and
+// a font are made and deleted for every figure that is drawn.
 #pragma once
 
 #include "platform/gdi.h"
@@ -135,8 +135,8 @@ struct Bitmap : Counted {
     Surface surface;
     std::vector<uint8_t> storage;
     std::unique_ptr<ColorTable> colors;
-    bool section = false;                   // its rows are the owner's to write, with a header's colours
-    bool bottomUp = false;                  // memory order of a section's rows
+    bool section = false;  // its rows are the owner's to write, with a header's colours
+    bool bottomUp = false; // memory order of a section's rows
     const DeviceContext* selectedIn = nullptr;
 };
 
@@ -154,8 +154,10 @@ struct Region : Counted {
     Region() { pixman_region32_init(&set); }
     explicit Region(const Box& box) {
         const pixman_box32_t b{box.left, box.top, box.right, box.bottom};
-        if (box.empty()) pixman_region32_init(&set);
-        else pixman_region32_init_with_extents(&set, const_cast<pixman_box32_t*>(&b));
+        if (box.empty())
+            pixman_region32_init(&set);
+        else
+            pixman_region32_init_with_extents(&set, const_cast<pixman_box32_t*>(&b));
     }
     Region(const Region&) = delete;
     Region& operator=(const Region&) = delete;

@@ -5,7 +5,8 @@ using namespace kb;
 using namespace kb::gdi;
 
 KB_API HPALETTE CreatePalette(const LOGPALETTE* pPalette) {
-    if (!pPalette || pPalette->palVersion != 0x300 || !pPalette->palNumEntries || pPalette->palNumEntries > 1024) return nullptr;
+    if (!pPalette || pPalette->palVersion != 0x300 || !pPalette->palNumEntries || pPalette->palNumEntries > 1024)
+        return nullptr;
     return guarded<HPALETTE>(nullptr, [&] {
         auto palette = Ref<Palette>::adopt(Pool<Palette>::make());
         palette->entries.assign(pPalette->palPalEntry, pPalette->palPalEntry + pPalette->palNumEntries);

@@ -61,8 +61,10 @@ bool ThinSegment::set(POINT a, POINT b, const Box& clip) {
     const auto firstWith = [this](int64_t m, int64_t low, int64_t high) {
         while (low < high) {
             const int64_t middle = low + (high - low) / 2;
-            if (minorAt(middle) >= m) high = middle;
-            else low = middle + 1;
+            if (minorAt(middle) >= m)
+                high = middle;
+            else
+                low = middle + 1;
         }
         return low;
     };

@@ -1,8 +1,8 @@
-// Lines with a pen. Thin pens: one pixel a step of the longer axis, the pixel nearest to the line, halves towards the smaller
-// coordinate, so that neither the direction nor the clip of a line changes its pixels. Wide pens: a round pen drawn along
-// the segments, every pixel whose point is within half a width. The pen of an even width sits half a pixel up and left of
-// the point, in the spirit of edges that are in at left and top; that makes it symmetrical, and no pixel's point ever
-// lies on its rim. Dash patterns are lists of on and off lengths in pen widths that go on round corners.
+// Lines with a pen. Thin pens: one pixel a step of the longer axis, the pixel nearest to the line, halves towards the
+// smaller coordinate, so that neither the direction nor the clip of a line changes its pixels. Wide pens: a round pen drawn
+// along the segments, every pixel whose point is within half a width. The pen of an even width sits half a pixel up and
+// left of the point, in the spirit of edges that are in at left and top; that makes it symmetrical, and no pixel's point
+// ever lies on its rim. Dash patterns are lists of on and off lengths in pen widths that go on round corners.
 #pragma once
 
 #include "platform/gdi/surface.h"
@@ -42,7 +42,8 @@ constexpr int64_t ceilInt(double v) {
     return i + (v > static_cast<double>(i));
 }
 
-// A segment of a thin line from `a` up to, but without, `b`: step k of `steps` is the pixel `major` + k along the longer axis.
+// A segment of a thin line from `a` up to, but without, `b`: step k of `steps` is the pixel `major` + k along the longer
+// axis.
 struct ThinSegment {
     int64_t steps = 0;
     bool xMajor = true;
@@ -65,7 +66,8 @@ template <class Sink> int64_t thinLine(POINT a, POINT b, const Box& clip, Sink&&
     int64_t x = s.start.x, y = s.start.y;
     (s.xMajor ? x : y) += s.majorSign * s.first;
     (s.xMajor ? y : x) += s.minorSign * minor;
-    // Twice the distance past the middle between two pixels; above zero means the next one, zero too when going down in value.
+    // Twice the distance past the middle between two pixels; above zero means the next one, zero too when going down in
+    // value.
     Wide error = static_cast<Wide>(2) * s.first * s.minorDelta - static_cast<Wide>(2) * minor * s.majorDelta - s.majorDelta;
     if (s.minorSign > 0) error -= 1;
     auto e = static_cast<int64_t>(error);
@@ -106,8 +108,8 @@ public:
         const double slope = dy > 0 ? dx / dy : 0;
         const double rightFrom = a.y + ny, rightTo = b.y + ny, leftFrom = a.y - ny, leftTo = b.y - ny;
         const double rightX = a.x + nx, leftX = a.x - nx;
-        // Each side is an arc of a's disc, the straight edge, an arc of b's disc; the rows where they change cut the capsule in
-        // bands whose rows need no choice.
+        // Each side is an arc of a's disc, the straight edge, an arc of b's disc; the rows where they change cut the
+        // capsule in bands whose rows need no choice.
         const auto cut = [&](double y) { return std::clamp(ceilInt(y), top, bottom); };
         const int64_t leftEdge = cut(leftFrom), leftEnd = cut(leftTo), rightEdge = cut(rightFrom), rightEnd = cut(rightTo);
         for (int64_t row = top; row < bottom;) {
@@ -127,8 +129,10 @@ public:
                     if (x0 < x1) sink(row, x0, x1);
                 }
             };
-            if (leftStraight) rightStraight ? band(leftLine, rightLine) : band(leftLine, rightArc);
-            else rightStraight ? band(leftArc, rightLine) : band(leftArc, rightArc);
+            if (leftStraight)
+                rightStraight ? band(leftLine, rightLine) : band(leftLine, rightArc);
+            else
+                rightStraight ? band(leftArc, rightLine) : band(leftArc, rightArc);
         }
     }
 
@@ -144,9 +148,10 @@ private:
     double radius_, shift_;
 };
 
-// Calls piece(from, to) for every visible "on" run of a dashed wide segment whose start lies `phase` pixels along the pattern.
-template <class Piece>
-void dashedSegment(const RoundPen& pen, const DashPattern& dash, FPoint a, FPoint b, double phase, double length, Piece&& piece) {
+// Calls piece(from, to) for every visible "on" run of a dashed wide segment whose start lies `phase` pixels along the
+// pattern.
+template <class Piece> void dashedSegment(const RoundPen& pen, const DashPattern& dash, FPoint a, FPoint b, double phase,
+                                          double length, Piece&& piece) {
     double t0, t1;
     if (!pen.visiblePart(a, b, t0, t1)) return;
     const double unit = pen.radius() * 2;

@@ -1,5 +1,5 @@
-// Rows of polygons by the point rule: a pixel is in if its point is inside; points on left and top edges are in, on right and
-// bottom edges out. Each edge is walked by exact integer steps, so the pixels of two polygons that share an edge never
+// Rows of polygons by the point rule: a pixel is in if its point is inside; points on left and top edges are in, on right
+// and bottom edges out. Each edge is walked by exact integer steps, so the pixels of two polygons that share an edge never
 // overlap or part. Rows and edges that can't be seen cost nothing.
 #pragma once
 
@@ -39,13 +39,14 @@ public:
             int64_t until = next < edges_.size() ? edges_[next].y0 : INT32_MAX + int64_t{1};
             for (const Edge* e : active_) until = std::min(until, e->y1);
             if (active_.size() == 2 && (fillMode != WINDING || active_[0]->direction != active_[1]->direction)) {
-                Edge &a = *active_[0], &b = *active_[1];
+                Edge a = *active_[0], b = *active_[1]; // in registers: the sink's stores can't touch them
                 for (; y < until; ++y) {
-                    if (a.x < b.x) sink(y, a.x, b.x);
-                    else if (b.x < a.x) sink(y, b.x, a.x);
+                    sink(y, std::min(a.x, b.x), std::max(a.x, b.x));
                     a.step();
                     b.step();
                 }
+                *active_[0] = a;
+                *active_[1] = b;
             } else {
                 for (; y < until; ++y) {
                     sortActive();
@@ -58,19 +59,20 @@ public:
     }
 
 private:
+    // The order keeps the two running members apart: as neighbours they would be loaded as a pair right after being stored
+    // singly, which stalls.
     struct Edge {
-        int64_t y0, y1;     // rows y0..y1-1
-        int64_t x;          // first pixel right of or on the edge in this row
-        int64_t error;      // x x height - exact numerator, 0..height-1
-        int64_t whole, part, height;
+        int64_t y0, y1; // rows y0..y1-1
+        int64_t x;      // first pixel right of or on the edge in this row
+        int64_t whole, height;
+        int64_t error; // x x height - exact numerator, 0..height-1
+        int64_t part;
         int direction;
         void step() {
-            x += whole;
             error -= part;
-            if (error < 0) {
-                ++x;
-                error += height;
-            }
+            const int64_t under = error >> 63; // all ones when the remainder ran out
+            x += whole - under;
+            error += height & under;
         }
     };
 

@@ -1,5 +1,5 @@
-// Ternary operations eight bytes at a time: those of everyday use by their own expression, all others by choosing between the
-// code's eight bits with the three inputs, which costs a dozen more operations a word and no table.
+// Ternary operations eight bytes at a time: those of everyday use by their own expression, all others by choosing between
+// the code's eight bits with the three inputs, which costs a dozen more operations a word and no table.
 #include "platform/gdi/raster_ops.h"
 
 #include <cstring>
@@ -26,9 +26,7 @@ template <class Operation> void each(const uint8_t* p, const uint8_t* s, uint8_t
 void applyRop3(uint8_t code, const uint8_t* p, const uint8_t* s, uint8_t* d, size_t n) {
     using W = uint64_t;
     switch (code) {
-    case 0xCC:
-        std::memmove(d, s, n);
-        return;
+    case 0xCC: std::memmove(d, s, n); return;
     case 0x88: return each(nullptr, s, d, n, [](W, W a, W b) { return a & b; });
     case 0x66: return each(nullptr, s, d, n, [](W, W a, W b) { return a ^ b; });
     case 0xEE: return each(nullptr, s, d, n, [](W, W a, W b) { return a | b; });

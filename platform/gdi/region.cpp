@@ -1,5 +1,6 @@
 // Regions as objects: made from rectangles, polygons, ellipses and data, combined and asked. Curved ones are built from the
-// rows of the fills; rows that are alike become one rectangle. They reach from -2^20 to 2^20 and hold at most 2^22 rectangles.
+// rows of the fills; rows that are alike become one rectangle. They reach from -2^20 to 2^20 and hold at most 2^22
+// rectangles.
 #include "platform/gdi/ellipse.h"
 #include "platform/gdi/gdi_state.h"
 #include "platform/gdi/scratch.h"
@@ -21,7 +22,8 @@ public:
     void add(int64_t y, int64_t x0, int64_t x1) {
         const auto row = static_cast<int32_t>(y);
         if (row != row_) endRow(row);
-        const auto from = static_cast<int32_t>(std::max<int64_t>(x0, -reach)), to = static_cast<int32_t>(std::min<int64_t>(x1, reach));
+        const auto from = static_cast<int32_t>(std::max<int64_t>(x0, -reach)),
+                   to = static_cast<int32_t>(std::min<int64_t>(x1, reach));
         if (from >= to) return;
         if (boxes_.size() > rowStart_ && boxes_.back().x2 == from) { // spans that touch are one
             boxes_.back().x2 = to;
@@ -43,7 +45,8 @@ private:
         const size_t count = boxes_.size() - rowStart_, before = rowStart_ - bandStart_;
         bool alike = count && count == before && boxes_[bandStart_].y2 == boxes_[rowStart_].y1;
         for (size_t i = 0; alike && i < count; ++i)
-            alike = boxes_[bandStart_ + i].x1 == boxes_[rowStart_ + i].x1 && boxes_[bandStart_ + i].x2 == boxes_[rowStart_ + i].x2;
+            alike = boxes_[bandStart_ + i].x1 == boxes_[rowStart_ + i].x1 &&
+                    boxes_[bandStart_ + i].x2 == boxes_[rowStart_ + i].x2;
         if (alike) {
             for (size_t i = bandStart_; i < rowStart_; ++i) ++boxes_[i].y2;
             boxes_.resize(rowStart_);
@@ -70,7 +73,9 @@ HRGN roundRegion(const Box& box, int64_t cornerWidth, int64_t cornerHeight) {
         Ref<Region> region = newRegion();
         if (!box.empty()) {
             BandBuilder bands;
-            RoundRows(box, cornerWidth, cornerHeight).fill(reachBox, [&](int64_t y, int64_t x0, int64_t x1) { bands.add(y, x0, x1); });
+            RoundRows(box, cornerWidth, cornerHeight).fill(reachBox, [&](int64_t y, int64_t x0, int64_t x1) {
+                bands.add(y, x0, x1);
+            });
             bands.finish(*region);
         }
         return publishRegion(std::move(region));
@@ -80,9 +85,8 @@ HRGN roundRegion(const Box& box, int64_t cornerWidth, int64_t cornerHeight) {
 } // namespace
 
 KB_API HRGN CreateRectRgn(int left, int top, int right, int bottom) {
-    return guarded<HRGN>(nullptr, [&] {
-        return publishRegion(Ref<Region>::adopt(Pool<Region>::make(ordered(left, top, right, bottom))));
-    });
+    return guarded<HRGN>(
+        nullptr, [&] { return publishRegion(Ref<Region>::adopt(Pool<Region>::make(ordered(left, top, right, bottom)))); });
 }
 
 KB_API HRGN CreateRectRgnIndirect(const RECT* pRect) {

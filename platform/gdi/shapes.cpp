@@ -123,8 +123,8 @@ KB_API BOOL PolyPolygon(HDC hDC, const POINT* pPoints, const INT* pCounts, int p
         PenState pen;
         loadPen(dc, pen);
         const Brush* brush = dc.state.brush->style == BS_NULL ? nullptr : dc.state.brush.get();
-        drawContours(dc, pen, brush, devicePoints(dc, pPoints, total), scratch().counts.data(), static_cast<size_t>(polygons),
-                     dc.state.polyFillMode);
+        drawContours(dc, pen, brush, devicePoints(dc, pPoints, total), scratch().counts.data(),
+                     static_cast<size_t>(polygons), dc.state.polyFillMode);
         return TRUE;
     });
 }
@@ -150,7 +150,8 @@ KB_API BOOL Rectangle(HDC hDC, int left, int top, int right, int bottom) {
             b = {saturate(b.left + inset), saturate(b.top + inset), saturate(b.right - rest), saturate(b.bottom - rest)};
             if (b.empty()) return TRUE;
         }
-        const POINT corners[4] = {{b.left, b.top}, {b.right - 1, b.top}, {b.right - 1, b.bottom - 1}, {b.left, b.bottom - 1}};
+        const POINT corners[4] = {
+            {b.left, b.top}, {b.right - 1, b.top}, {b.right - 1, b.bottom - 1}, {b.left, b.bottom - 1}};
         const size_t count = 4;
         drawContours(dc, pen, dc.state.brush.get(), corners, &count, 1, ALTERNATE);
         return TRUE;

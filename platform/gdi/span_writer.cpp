@@ -14,22 +14,30 @@ namespace kb::gdi {
 namespace {
 
 template <PaintKind kind> uint8_t change(uint8_t d, uint8_t a, uint8_t x) {
-    if constexpr (kind == PaintKind::fill) return x;
-    else if constexpr (kind == PaintKind::mask) return d & a;
-    else if constexpr (kind == PaintKind::invert) return d ^ x;
-    else return static_cast<uint8_t>((d & a) ^ x);
+    if constexpr (kind == PaintKind::fill)
+        return x;
+    else if constexpr (kind == PaintKind::mask)
+        return d & a;
+    else if constexpr (kind == PaintKind::invert)
+        return d ^ x;
+    else
+        return static_cast<uint8_t>((d & a) ^ x);
 }
 
 template <class Word, PaintKind kind> void changeWord(uint8_t* p, const uint8_t* a, const uint8_t* x) {
     Word d, aw, xw;
     std::memcpy(&aw, a, sizeof d);
     std::memcpy(&xw, x, sizeof d);
-    if constexpr (kind == PaintKind::fill) d = xw;
+    if constexpr (kind == PaintKind::fill)
+        d = xw;
     else {
         std::memcpy(&d, p, sizeof d);
-        if constexpr (kind == PaintKind::mask) d = static_cast<Word>(d & aw);
-        else if constexpr (kind == PaintKind::invert) d = static_cast<Word>(d ^ xw);
-        else d = static_cast<Word>((d & aw) ^ xw);
+        if constexpr (kind == PaintKind::mask)
+            d = static_cast<Word>(d & aw);
+        else if constexpr (kind == PaintKind::invert)
+            d = static_cast<Word>(d ^ xw);
+        else
+            d = static_cast<Word>((d & aw) ^ xw);
     }
     std::memcpy(p, &d, sizeof d);
 }
@@ -58,14 +66,19 @@ template <PaintKind kind, int bytes> void plainSpan(const Paint& paint, uint8_t*
 }
 
 #if KB_VECTORS
-template <PaintKind kind> __attribute__((target("avx2"), always_inline)) inline void changeVector(uint8_t* p, __m256i a, __m256i x) {
+template <PaintKind kind>
+__attribute__((target("avx2"), always_inline)) inline void changeVector(uint8_t* p, __m256i a, __m256i x) {
     auto* v = reinterpret_cast<__m256i*>(p);
-    if constexpr (kind == PaintKind::fill) _mm256_storeu_si256(v, x);
+    if constexpr (kind == PaintKind::fill)
+        _mm256_storeu_si256(v, x);
     else {
         __m256i d = _mm256_loadu_si256(v);
-        if constexpr (kind == PaintKind::mask) d = _mm256_and_si256(d, a);
-        else if constexpr (kind == PaintKind::invert) d = _mm256_xor_si256(d, x);
-        else d = _mm256_xor_si256(_mm256_and_si256(d, a), x);
+        if constexpr (kind == PaintKind::mask)
+            d = _mm256_and_si256(d, a);
+        else if constexpr (kind == PaintKind::invert)
+            d = _mm256_xor_si256(d, x);
+        else
+            d = _mm256_xor_si256(_mm256_and_si256(d, a), x);
         _mm256_storeu_si256(v, d);
     }
 }
@@ -127,7 +140,8 @@ __attribute__((target("avx2"))) void vectorSpan24(const Paint& paint, uint8_t* r
 
 // One bit a pixel. Bits of a byte outside the span are masked out of both constants.
 void bitSpan(const Paint& paint, uint8_t* row, int, int x0, int x1) {
-    const auto a = static_cast<uint8_t>(paint.andBits & 1 ? 0xFF : 0), x = static_cast<uint8_t>(paint.xorBits & 1 ? 0xFF : 0);
+    const auto a = static_cast<uint8_t>(paint.andBits & 1 ? 0xFF : 0),
+               x = static_cast<uint8_t>(paint.xorBits & 1 ? 0xFF : 0);
     const auto part = [&](uint8_t* p, int mask) { *p = static_cast<uint8_t>((*p & (a | ~mask)) ^ (x & mask)); };
     uint8_t* first = row + x0 / 8;
     uint8_t* last = row + (x1 - 1) / 8;
@@ -198,10 +212,14 @@ void Paint::setSolid(uint32_t pixel, uint32_t table, int bits) {
     cells = nullptr;
     overwrites = andBits == 0;
     idempotent = (andBits & xorBits) == 0;
-    if (andBits == used && xorBits == 0) kind = PaintKind::none;
-    else if (andBits == 0) kind = PaintKind::fill;
-    else if (xorBits == 0) kind = PaintKind::mask;
-    else kind = andBits == used ? PaintKind::invert : PaintKind::general;
+    if (andBits == used && xorBits == 0)
+        kind = PaintKind::none;
+    else if (andBits == 0)
+        kind = PaintKind::fill;
+    else if (xorBits == 0)
+        kind = PaintKind::mask;
+    else
+        kind = andBits == used ? PaintKind::invert : PaintKind::general;
     const auto spread = [bits](uint32_t v, uint8_t* out) {
         uint32_t words[3];
         if (bits == 24) {

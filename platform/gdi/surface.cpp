@@ -57,7 +57,8 @@ uint32_t Surface::get(int x, int y) const {
     case 8: return r[i];
     case 24: return static_cast<uint32_t>(r[3 * i] | r[3 * i + 1] << 8 | r[3 * i + 2] << 16);
     default:
-        return static_cast<uint32_t>(r[4 * i] | r[4 * i + 1] << 8 | r[4 * i + 2] << 16) | static_cast<uint32_t>(r[4 * i + 3]) << 24;
+        return static_cast<uint32_t>(r[4 * i] | r[4 * i + 1] << 8 | r[4 * i + 2] << 16) | static_cast<uint32_t>(r[4 * i + 3])
+                                                                                              << 24;
     }
 }
 

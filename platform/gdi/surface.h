@@ -29,9 +29,7 @@ inline Box intersect(const Box& a, const Box& b) {
 __extension__ typedef __int128 Wide;
 __extension__ typedef unsigned __int128 UWide;
 
-constexpr int32_t saturate(int64_t v) {
-    return static_cast<int32_t>(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX));
-}
+constexpr int32_t saturate(int64_t v) { return static_cast<int32_t>(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX)); }
 
 // COLORREF and pixel order differ in which end red stands at.
 constexpr uint32_t swapRedBlue(uint32_t c) { return (c & 0x00FF00) | (c & 0xFF) << 16 | (c >> 16 & 0xFF); }
@@ -53,7 +51,7 @@ struct Surface {
     ptrdiff_t stride = 0;
     int width = 0, height = 0, bits = 32;
     const ColorTable* colors = nullptr; // below 24 bits
-    bool mono = false;                  // one bit without colours of its own: colours come from the context when it is blitted
+    bool mono = false; // one bit without colours of its own: colours come from the context when it is blitted
 
     uint8_t* row(int y) const { return top + stride * y; }
     Box bounds() const { return {0, 0, width, height}; }

@@ -24,8 +24,8 @@ struct TextLine {
 };
 
 // The box u0..u1, v0..v1 of the line in one colour, without raster operation.
-void fillBlock(const DeviceContext& dc, const Box& clip, const TextLine& line, bool turned, double u0, double v0, double u1, double v1,
-               COLORREF color) {
+void fillBlock(const DeviceContext& dc, const Box& clip, const TextLine& line, bool turned, double u0, double v0, double u1,
+               double v1, COLORREF color) {
     Paint paint;
     paint.setSolid(dc.surface.pixelFor(color), tableOfRop2(R2_COPYPEN), dc.surface.bits);
     Painter painter(dc.surface, paint, clip, dc.state.clip.region.get());
@@ -47,7 +47,8 @@ int64_t advanceOf(const DeviceContext& dc, const RealisedFont& font, const uint8
     return dx[i] < 0 ? -length : length;
 }
 
-void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const uint8_t* text, size_t count, const INT* dx) {
+void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const uint8_t* text, size_t count,
+              const INT* dx) {
     Box clip = dc.clipBox();
     if (rect && options & (ETO_OPAQUE | ETO_CLIPPED)) {
         const Box box = deviceBox(dc, rect->left, rect->top, rect->right, rect->bottom);
@@ -68,10 +69,14 @@ void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const
     const bool moves = align & TA_UPDATECP;
     const POINT start = dc.state.map.device(moves ? dc.state.position : at);
     int64_t u = 0, v = metrics.tmAscent;
-    if ((align & TA_CENTER) == TA_CENTER) u = -(line.width / 2);
-    else if (align & TA_RIGHT) u = -line.width;
-    if ((align & TA_BASELINE) == TA_BASELINE) v = 0;
-    else if (align & TA_BOTTOM) v = -metrics.tmDescent;
+    if ((align & TA_CENTER) == TA_CENTER)
+        u = -(line.width / 2);
+    else if (align & TA_RIGHT)
+        u = -line.width;
+    if ((align & TA_BASELINE) == TA_BASELINE)
+        v = 0;
+    else if (align & TA_BOTTOM)
+        v = -metrics.tmDescent;
     line.x = start.x + static_cast<double>(u) * line.cosine + static_cast<double>(v) * line.sine;
     line.y = start.y - static_cast<double>(u) * line.sine + static_cast<double>(v) * line.cosine;
 
@@ -124,7 +129,8 @@ KB_API BOOL TextOutA(HDC hDC, int x, int y, const char* pText, int count) {
     return count < 0 ? FALSE : ExtTextOutA(hDC, x, y, 0, nullptr, pText, static_cast<UINT>(count), nullptr);
 }
 
-KB_API BOOL ExtTextOutA(HDC hDC, int x, int y, UINT options, const RECT* pRect, const char* pText, UINT count, const INT* pDx) {
+KB_API BOOL ExtTextOutA(HDC hDC, int x, int y, UINT options, const RECT* pRect, const char* pText, UINT count,
+                        const INT* pDx) {
     return guarded<BOOL>(FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         if (!dc || (count && !pText) || count > INT32_MAX) return FALSE;
@@ -158,7 +164,8 @@ KB_API BOOL GetTextExtentExPointA(HDC hDC, const char* pText, int count, int max
 KB_API BOOL GetCharWidth32A(HDC hDC, UINT first, UINT last, INT* pOut) {
     if (first > last || last > 255 || !pOut) return FALSE;
     return withFont(hDC, [&](DeviceContext& dc, RealisedFont& font) {
-        for (UINT c = first; c <= last; ++c) pOut[c - first] = dc.state.map.logicalWidth(font.advance(static_cast<uint8_t>(c)));
+        for (UINT c = first; c <= last; ++c)
+            pOut[c - first] = dc.state.map.logicalWidth(font.advance(static_cast<uint8_t>(c)));
         return TRUE;
     });
 }

@@ -1,5 +1,5 @@
-// The fast way for one-pixel lines: pixels are changed through a pointer that walks over the surface. Segments that lie in the
-// clip as a whole, nearly all of them, need no exact clipping.
+// The fast way for one-pixel lines: pixels are changed through a pointer that walks over the surface. Segments that lie in
+// the clip as a whole, nearly all of them, need no exact clipping.
 #include "platform/gdi/figure.h"
 
 #include <cstring>
@@ -74,7 +74,7 @@ template <int bytes, bool fill> void walk(const Painter& painter, const POINT* p
 } // namespace
 
 void drawThinDirect(const Painter& painter, const POINT* points, size_t count, bool closed) {
-    if (painter.nothingToDo() || count == 0) return;
+    if (painter.idle() || count == 0) return;
     const bool fill = painter.paint().kind == PaintKind::fill;
     switch (painter.surface().bits) {
     case 8: return fill ? walk<1, true>(painter, points, count, closed) : walk<1, false>(painter, points, count, closed);

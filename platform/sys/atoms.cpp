@@ -34,7 +34,8 @@ ATOM AddAtomA(const char* pszText) {
             atom = firstAtom;
             while (state.atoms.contains(atom))
                 if (++atom == 0) return 0;
-            state.atoms[atom].text = pszText;
+            std::string text(pszText); // copied before the entry is made
+            state.atoms[atom].text = std::move(text);
         }
         ++state.atoms[atom].uses;
         return atom;

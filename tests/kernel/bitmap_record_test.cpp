@@ -10,7 +10,10 @@ using namespace test;
 namespace {
 
 TEST(BitmapRecord, CreateRefusesWhatItCannotHold) {
-    struct Row { const char* name; int type, width, height, bits, order, perspective, expected; };
+    struct Row {
+        const char* name;
+        int type, width, height, bits, order, perspective, expected;
+    };
     const Row rows[] = {
         {"smallest", 1, 1, 1, 1, 1, 1, SUCCESS},
         {"type", 2, 1, 1, 8, 1, 1, ERROR_INV_PARAMETER},
@@ -30,7 +33,9 @@ TEST(BitmapRecord, CreateRefusesWhatItCannotHold) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         Image image;
-        EXPECT_EQ(K_CreateBitmap(&image.b, row.type, row.width, row.height, row.bits, row.order, nullptr, row.perspective, 0, 0), row.expected);
+        EXPECT_EQ(
+            K_CreateBitmap(&image.b, row.type, row.width, row.height, row.bits, row.order, nullptr, row.perspective, 0, 0),
+            row.expected);
         EXPECT_EQ(image.b.Allocated, row.expected == SUCCESS ? 1u : 0u);
     }
 }
@@ -92,8 +97,10 @@ TEST(BitmapRecord, BorrowedRecordsAreReadOnly) {
 }
 
 TEST(BitmapRecord, PartsAreCutToTheImage) {
-    struct Row { int x, y, w, h, left, top, width, height; };
-    const Row rows[] = {{0, 0, 19, 11, 0, 0, 19, 11}, {3, 2, 5, 4, 3, 2, 5, 4},   {-4, -4, 8, 8, 0, 0, 4, 4},
+    struct Row {
+        int x, y, w, h, left, top, width, height;
+    };
+    const Row rows[] = {{0, 0, 19, 11, 0, 0, 19, 11},   {3, 2, 5, 4, 3, 2, 5, 4},   {-4, -4, 8, 8, 0, 0, 4, 4},
                         {16, 9, 100, 100, 16, 9, 3, 2}, {1, 0, 17, 1, 1, 0, 17, 1}, {8, 1, 8, 3, 8, 1, 8, 3}};
     for (const int bits : allDepths) {
         Image whole;
@@ -109,7 +116,8 @@ TEST(BitmapRecord, PartsAreCutToTheImage) {
                 for (int x = 0; x < r.width; ++x) ASSERT_EQ(rawAt(part.b, y, x), rawAt(whole.b, r.top + y, r.left + x));
                 // What lies behind the last pixel came from nobody else's pixels.
                 const uint8_t* row = K_BitmapRowPointer(&part.b, y);
-                for (int bit = r.width * bits; bit < part.b.BytesPerLine * 8; ++bit) ASSERT_EQ(row[bit / 8] >> (7 - bit % 8) & 1, 0);
+                for (int bit = r.width * bits; bit < part.b.BytesPerLine * 8; ++bit)
+                    ASSERT_EQ(row[bit / 8] >> (7 - bit % 8) & 1, 0);
             }
         }
         Image none;
@@ -140,11 +148,19 @@ TEST(BitmapRecord, RowAccessChecksItsArguments) {
 }
 
 TEST(BitmapRecord, PixelColours) {
-    struct Row { int bits, order; uint32_t raw; COLORREF color; };
-    const Row rows[] = {{1, KB_ORDER_BGR, 1, RGB(255, 255, 255)},       {4, KB_ORDER_BGR, 3, RGB(51, 51, 51)},
-                        {12, KB_ORDER_GREY, 0xABC, RGB(0xAB, 0xAB, 0xAB)}, {16, KB_ORDER_GREY, 0x8001, RGB(128, 128, 128)},
-                        {16, KB_ORDER_BGR, 0x7C00, RGB(255, 0, 0)},      {16, KB_ORDER_RGB, 0x001F, RGB(0, 0, 255)},
-                        {24, KB_ORDER_BGR, 0x112233, RGB(0x11, 0x22, 0x33)}, {24, KB_ORDER_RGB, 0x112233, RGB(0x33, 0x22, 0x11)},
+    struct Row {
+        int bits, order;
+        uint32_t raw;
+        COLORREF color;
+    };
+    const Row rows[] = {{1, KB_ORDER_BGR, 1, RGB(255, 255, 255)},
+                        {4, KB_ORDER_BGR, 3, RGB(51, 51, 51)},
+                        {12, KB_ORDER_GREY, 0xABC, RGB(0xAB, 0xAB, 0xAB)},
+                        {16, KB_ORDER_GREY, 0x8001, RGB(128, 128, 128)},
+                        {16, KB_ORDER_BGR, 0x7C00, RGB(255, 0, 0)},
+                        {16, KB_ORDER_RGB, 0x001F, RGB(0, 0, 255)},
+                        {24, KB_ORDER_BGR, 0x112233, RGB(0x11, 0x22, 0x33)},
+                        {24, KB_ORDER_RGB, 0x112233, RGB(0x33, 0x22, 0x11)},
                         {32, KB_ORDER_BGR, 0xFF112233, RGB(0x11, 0x22, 0x33)}};
     for (const Row& r : rows) {
         Image image;

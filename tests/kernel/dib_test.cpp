@@ -12,7 +12,12 @@ using namespace test;
 namespace {
 
 // 3 x 2, built as rows as viewed; R red, G green, B blue, W white, K black, a half grey.
-struct Fixture { const char* name; const char* hex; int bits, perspective; const char* pixels; };
+struct Fixture {
+    const char* name;
+    const char* hex;
+    int bits, perspective;
+    const char* pixels;
+};
 
 const Fixture fixtures[] = {
     {"core header, 1 bit", R"(
@@ -20,39 +25,46 @@ const Fixture fixtures[] = {
         000000 FFFFFF                 # black, white
         A0000000                      # bottom row W K W
         40000000                      # top row    K W K
-     )", 1, KB_VIEW_BOTTOM_LEFT, "KWKWKW"},
+     )",
+     1, KB_VIEW_BOTTOM_LEFT, "KWKWKW"},
     {"24 bits, bottom-up", R"(
         28000000 03000000 02000000 0100 1800 00000000 00000000 00000000 00000000 00000000 00000000
         0000FF 00FF00 FF0000 000000   # R G B
         FFFFFF 000000 FFFFFF 000000   # W K W
-     )", 24, KB_VIEW_BOTTOM_LEFT, "WKWRGB"},
+     )",
+     24, KB_VIEW_BOTTOM_LEFT, "WKWRGB"},
     {"24 bits, top-down", R"(
         28000000 03000000 FEFFFFFF 0100 1800 00000000 00000000 00000000 00000000 00000000 00000000
         0000FF 00FF00 FF0000 000000
         FFFFFF 000000 FFFFFF 000000
-     )", 24, KB_VIEW_TOP_LEFT, "RGBWKW"},
+     )",
+     24, KB_VIEW_TOP_LEFT, "RGBWKW"},
     {"4 bits, three colours", R"(
         28000000 03000000 02000000 0100 0400 00000000 00000000 00000000 00000000 03000000 00000000
         0000FF00 00FF0000 FF000000    # R G B
         01200000  10200000
-     )", 4, KB_VIEW_BOTTOM_LEFT, "GRBRGB"},
+     )",
+     4, KB_VIEW_BOTTOM_LEFT, "GRBRGB"},
     {"16 bits, 5-5-5", R"(
         28000000 03000000 02000000 0100 1000 00000000 00000000 00000000 00000000 00000000 00000000
         007C E003 1F00 0000           # R G B
         FF7F 0000 FF7F 0000
-     )", 16, KB_VIEW_BOTTOM_LEFT, "WKWRGB"},
+     )",
+     16, KB_VIEW_BOTTOM_LEFT, "WKWRGB"},
     {"16 bits, 5-6-5 masks behind the header", R"(
         28000000 03000000 02000000 0100 1000 03000000 00000000 00000000 00000000 00000000 00000000
         00F80000 E0070000 1F000000
         00F8 E007 1F00 0000
         FFFF 0000 FFFF 0000
-     )", 24, KB_VIEW_BOTTOM_LEFT, "WKWRGB"},
+     )",
+     24, KB_VIEW_BOTTOM_LEFT, "WKWRGB"},
     {"32 bits, masks red last", R"(
         28000000 03000000 02000000 0100 2000 03000000 00000000 00000000 00000000 00000000 00000000
         FF000000 00FF0000 0000FF00
         FF000000 00FF0000 0000FF00
         FFFFFF00 00000000 FFFFFF00
-     )", 24, KB_VIEW_BOTTOM_LEFT, "WKWRGB"},
+     )",
+     24, KB_VIEW_BOTTOM_LEFT, "WKWRGB"},
     {"RLE8: run, absolute, end of line, delta", R"(
         28000000 03000000 02000000 0100 0800 01000000 00000000 00000000 00000000 04000000 00000000
         00000000 0000FF00 00FF0000 FF000000
@@ -61,7 +73,8 @@ const Fixture fixtures[] = {
         0002 0100                     # one to the right
         0201                          # R R
         0001
-     )", 8, KB_VIEW_BOTTOM_LEFT, "KRRRGB"},
+     )",
+     8, KB_VIEW_BOTTOM_LEFT, "KRRRGB"},
     {"RLE4: run of two in turn, absolute", R"(
         28000000 03000000 02000000 0100 0400 02000000 00000000 00000000 00000000 04000000 00000000
         00000000 0000FF00 00FF0000 FF000000
@@ -69,7 +82,8 @@ const Fixture fixtures[] = {
         0000
         0003 3120                     # B R G
         0001
-     )", 4, KB_VIEW_BOTTOM_LEFT, "BRGRGR"},
+     )",
+     4, KB_VIEW_BOTTOM_LEFT, "BRGRGR"},
 };
 
 char letter(COLORREF c) {
@@ -111,7 +125,13 @@ TEST(DibRead, Fixtures) {
 }
 
 TEST(DibRead, HostileHeaders) {
-    struct Row { const char* name; size_t offset; int bytes; uint32_t value; int expected; };
+    struct Row {
+        const char* name;
+        size_t offset;
+        int bytes;
+        uint32_t value;
+        int expected;
+    };
     const Row rows[] = {
         {"header size 0", 0, 4, 0, ERROR_FILE_READ},
         {"header size 41", 0, 4, 41, ERROR_FILE_READ},

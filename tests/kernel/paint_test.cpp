@@ -60,7 +60,11 @@ TEST(ColorRegion, HandlesCombineAndCount) {
     ASSERT_EQ(K_InitBitmap(&b, 100, 50, 1), SUCCESS); // regions need no pixels
     HRGN region = CreateRectRgn(10, 10, 30, 20);
     const POINT offset{-10, -10};
-    struct Row { const char* name; int mode; uint32_t area; };
+    struct Row {
+        const char* name;
+        int mode;
+        uint32_t area;
+    };
     uint32_t area;
     ASSERT_EQ(K_SetBitmapRgnHandle(&b, &offset, region, 0), SUCCESS);
     K_GetBitmapRgnArea(&b, &area);
@@ -92,7 +96,8 @@ TEST(ColorRegion, TurnsWithTheImage) {
             Image copy;
             ASSERT_EQ(K_CopyBitmap(&copy.b, &image.b), SUCCESS);
             for (int y = 0; y < image.b.Height; ++y) {
-                for (int x = 0; x < image.b.Width; ++x) ASSERT_EQ(PtInRegion(copy.b.hRegion, x, y) != 0, rawAt(image.b, y, x) == 1);
+                for (int x = 0; x < image.b.Width; ++x)
+                    ASSERT_EQ(PtInRegion(copy.b.hRegion, x, y) != 0, rawAt(image.b, y, x) == 1);
             }
         }
     }
@@ -111,7 +116,8 @@ TEST(Paint, EqualSizeCopiesExactly) {
             for (int y = 0; y < 20; ++y) {
                 for (int x = 0; x < 20; ++x) {
                     const bool in = x >= 3 && x < 3 + w && y >= 4 && y < 4 + h;
-                    ASSERT_EQ(surface.at(x, y), in ? colorViewed(image.b, x - 3, y - 4) : RGB(255, 255, 255)) << x << "," << y;
+                    ASSERT_EQ(surface.at(x, y), in ? colorViewed(image.b, x - 3, y - 4) : RGB(255, 255, 255))
+                        << x << "," << y;
                 }
             }
         }
@@ -128,9 +134,12 @@ TEST(Paint, EqualSizeCopiesExactly) {
 }
 
 TEST(Paint, ScalesMirrorsAndClips) {
-    struct Row { const char* name; RECT source, target; };
-    const Row rows[] = {{"larger", {0, 0, 9, 6}, {2, 1, 29, 19}},         {"smaller", {0, 0, 9, 6}, {5, 5, 9, 8}},
-                        {"part", {2, 1, 7, 5}, {0, 0, 15, 12}},           {"left to right", {0, 0, 9, 6}, {27, 2, 9, 8}},
+    struct Row {
+        const char* name;
+        RECT source, target;
+    };
+    const Row rows[] = {{"larger", {0, 0, 9, 6}, {2, 1, 29, 19}},        {"smaller", {0, 0, 9, 6}, {5, 5, 9, 8}},
+                        {"part", {2, 1, 7, 5}, {0, 0, 15, 12}},          {"left to right", {0, 0, 9, 6}, {27, 2, 9, 8}},
                         {"top to bottom", {0, 0, 9, 6}, {3, 28, 12, 4}}, {"both, part", {1, 2, 4, 6}, {30, 30, 6, 14}}};
     for (const Row& r : rows) {
         for (const int perspective : {1, 2, 5}) {
@@ -145,7 +154,8 @@ TEST(Paint, ScalesMirrorsAndClips) {
             for (int y = 0; y < 32; ++y) {
                 for (int x = 0; x < 32; ++x) {
                     COLORREF expected = RGB(255, 255, 255);
-                    if (x >= std::max(left, 4) && x < std::min(left + width, 28) && y >= std::max(top, 4) && y < std::min(top + height, 28)) {
+                    if (x >= std::max(left, 4) && x < std::min(left + width, 28) && y >= std::max(top, 4) &&
+                        y < std::min(top + height, 28)) {
                         const int dx = r.target.right < r.target.left ? width - 1 - (x - left) : x - left;
                         const int dy = r.target.bottom < r.target.top ? height - 1 - (y - top) : y - top;
                         const int w = r.source.right - r.source.left, h = r.source.bottom - r.source.top;
@@ -226,8 +236,10 @@ TEST(BitmapContext, DrawsOnEveryLayout) {
             for (int y = 0; y < h; ++y) {
                 for (int x = 0; x < w; ++x) {
                     const auto i = static_cast<size_t>(y * w + x);
-                    if (x >= 2 && x < 5 && y >= 1 && y < 4) ASSERT_EQ(colorViewed(image.b, x, y), RGB(255, 255, 255)) << x << "," << y;
-                    else ASSERT_EQ(now[i], then[i]) << x << "," << y; // every bit, also those a shadow can't hold
+                    if (x >= 2 && x < 5 && y >= 1 && y < 4)
+                        ASSERT_EQ(colorViewed(image.b, x, y), RGB(255, 255, 255)) << x << "," << y;
+                    else
+                        ASSERT_EQ(now[i], then[i]) << x << "," << y; // every bit, also those a shadow can't hold
                 }
             }
         }

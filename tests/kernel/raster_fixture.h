@@ -36,14 +36,17 @@ struct Random {
 // Sets a raw pixel value by bits, straight from the layout's definition: high bits first below 16, then little-endian.
 inline void setRaw(std::vector<uint8_t>& row, int bits, int x, uint32_t value) {
     if (bits >= 16) {
-        for (int i = 0; i < bits / 8; ++i) row[static_cast<size_t>(x * bits / 8 + i)] = static_cast<uint8_t>(value >> (8 * i));
+        for (int i = 0; i < bits / 8; ++i)
+            row[static_cast<size_t>(x * bits / 8 + i)] = static_cast<uint8_t>(value >> (8 * i));
         return;
     }
     for (int i = 0; i < bits; ++i) {
         const int at = x * bits + i;
         const auto mask = static_cast<uint8_t>(0x80 >> (at % 8));
-        if (value >> (bits - 1 - i) & 1) row[static_cast<size_t>(at / 8)] |= mask;
-        else row[static_cast<size_t>(at / 8)] &= static_cast<uint8_t>(~mask);
+        if (value >> (bits - 1 - i) & 1)
+            row[static_cast<size_t>(at / 8)] |= mask;
+        else
+            row[static_cast<size_t>(at / 8)] &= static_cast<uint8_t>(~mask);
     }
 }
 
@@ -51,7 +54,8 @@ inline uint32_t rawAt(const KernelBitmap& b, int row, int x) {
     const uint8_t* p = K_BitmapRowPointer(&b, row);
     uint32_t value = 0;
     if (b.BitsPerPixel >= 16) {
-        for (int i = 0; i < b.BitsPerPixel / 8; ++i) value |= static_cast<uint32_t>(p[x * b.BitsPerPixel / 8 + i]) << (8 * i);
+        for (int i = 0; i < b.BitsPerPixel / 8; ++i)
+            value |= static_cast<uint32_t>(p[x * b.BitsPerPixel / 8 + i]) << (8 * i);
         return value;
     }
     for (int i = 0; i < b.BitsPerPixel; ++i) {
@@ -62,7 +66,8 @@ inline uint32_t rawAt(const KernelBitmap& b, int row, int x) {
 }
 
 // An image of seeded noise.
-inline void makeNoise(Image& image, int width, int height, int bits, int order, int perspective, uint32_t seed, const RGBQUAD* palette = nullptr) {
+inline void makeNoise(Image& image, int width, int height, int bits, int order, int perspective, uint32_t seed,
+                      const RGBQUAD* palette = nullptr) {
     if (K_CreateBitmap(&image.b, 1, width, height, bits, order, palette, perspective, 0, 0) != SUCCESS) return;
     Random random(seed);
     std::vector<uint8_t> row(static_cast<size_t>(image.b.BytesPerLine), 0);
@@ -121,7 +126,8 @@ inline std::vector<uint8_t> bytesOf(const char* text) {
         }
         const int digit = *p >= '0' && *p <= '9' ? *p - '0' : *p >= 'A' && *p <= 'F' ? *p - 'A' + 10 : -1;
         if (digit < 0) continue;
-        if (high < 0) high = digit;
+        if (high < 0)
+            high = digit;
         else {
             out.push_back(static_cast<uint8_t>(high << 4 | digit));
             high = -1;

@@ -12,12 +12,17 @@ namespace {
 using Pixels = std::vector<uint32_t>;
 
 // A viewed image, and its quarter turn clockwise and mirrorings by definition.
-struct View { int width, height; Pixels pixels; };
+struct View {
+    int width, height;
+    Pixels pixels;
+};
 View viewOf(const KernelBitmap& b) {
     const auto [w, h] = viewSize(b);
     return {w, h, viewed(b)};
 }
-uint32_t at(const View& v, int x, int y) { return v.pixels[static_cast<size_t>(y) * static_cast<size_t>(v.width) + static_cast<size_t>(x)]; }
+uint32_t at(const View& v, int x, int y) {
+    return v.pixels[static_cast<size_t>(y) * static_cast<size_t>(v.width) + static_cast<size_t>(x)];
+}
 View quarter(const View& v) {
     View out{v.height, v.width, {}};
     for (int y = 0; y < out.height; ++y) {
@@ -28,7 +33,8 @@ View quarter(const View& v) {
 View mirrored(const View& v, bool across) {
     View out{v.width, v.height, {}};
     for (int y = 0; y < v.height; ++y) {
-        for (int x = 0; x < v.width; ++x) out.pixels.push_back(at(v, across ? v.width - 1 - x : x, across ? y : v.height - 1 - y));
+        for (int x = 0; x < v.width; ++x)
+            out.pixels.push_back(at(v, across ? v.width - 1 - x : x, across ? y : v.height - 1 - y));
     }
     return out;
 }
@@ -51,7 +57,10 @@ TEST(Transform, EveryDepthWidthAndPerspective) {
                 K_GetBitmapViewSize(&image.b, &w, &h);
                 EXPECT_EQ(w, before.width);
                 EXPECT_EQ(h, before.height);
-                struct Step { const char* name; int angle; };
+                struct Step {
+                    const char* name;
+                    int angle;
+                };
                 View expected = before;
                 for (const Step step : {Step{"90", 9000}, Step{"-270", -27000}, Step{"180", 18000}}) {
                     SCOPED_TRACE(step.name);
@@ -126,7 +135,10 @@ TEST(Transform, RotationIsClockwise) {
 }
 
 TEST(Transform, ShearMovesOneEnd) {
-    struct Row { int angle, growth; bool topMoves; };
+    struct Row {
+        int angle, growth;
+        bool topMoves;
+    };
     for (const Row& r : {Row{4500, 10, true}, Row{-4500, 10, false}, Row{2657, 5, true}, Row{10, 0, true}}) {
         SCOPED_TRACE(r.angle);
         Image image;
@@ -157,7 +169,8 @@ TEST(Transform, ScalingTakesPixelCentres) {
         for (int from = 1; from <= 8; ++from) {
             for (const auto& [width, height] : {std::pair{1, 1}, {5, 3}, {9, 7}, {33, 20}}) {
                 for (const int to : {1, from}) {
-                    SCOPED_TRACE(::testing::Message() << bits << " bits, perspective " << from << " to " << to << ", " << width << "x" << height);
+                    SCOPED_TRACE(::testing::Message()
+                                 << bits << " bits, perspective " << from << " to " << to << ", " << width << "x" << height);
                     Image source, target;
                     makeNoise(source, 9, 7, bits, orderFor(bits), from, 31);
                     ASSERT_EQ(K_CreateBitmap(&target.b, 1, width, height, bits, orderFor(bits), nullptr, to, 0, 0), SUCCESS);
@@ -165,7 +178,8 @@ TEST(Transform, ScalingTakesPixelCentres) {
                     const View in = viewOf(source.b), out = viewOf(target.b);
                     for (int y = 0; y < out.height; ++y) {
                         for (int x = 0; x < out.width; ++x) {
-                            const int fromX = (2 * x + 1) * in.width / (2 * out.width), fromY = (2 * y + 1) * in.height / (2 * out.height);
+                            const int fromX = (2 * x + 1) * in.width / (2 * out.width),
+                                      fromY = (2 * y + 1) * in.height / (2 * out.height);
                             ASSERT_EQ(at(out, x, y), at(in, fromX, fromY)) << x << "," << y;
                         }
                     }

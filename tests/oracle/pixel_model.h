@@ -112,7 +112,8 @@ inline bool inPolygons(const std::vector<std::vector<POINT>>& polygons, int fill
 // Of the ellipse that fills the pixels left..right-1, top..bottom-1, measured between pixel middles.
 inline bool inEllipse(const RECT& r, int x, int y) {
     const int64_t w = int64_t{r.right} - r.left, h = int64_t{r.bottom} - r.top;
-    const int64_t dx = 2 * int64_t{x} - (int64_t{r.left} + r.right - 1), dy = 2 * int64_t{y} - (int64_t{r.top} + r.bottom - 1);
+    const int64_t dx = 2 * int64_t{x} - (int64_t{r.left} + r.right - 1),
+                  dy = 2 * int64_t{y} - (int64_t{r.top} + r.bottom - 1);
     if (w <= 0 || h <= 0) return false;
     return static_cast<Wide>(dx * dx) * (h * h) + static_cast<Wide>(dy * dy) * (w * w) <= static_cast<Wide>(w * w) * (h * h);
 }

@@ -41,7 +41,9 @@ TEST(GdiBlit, AllTernaryOperationsAtAllDepths) {
             const uint32_t used = bits == 32 ? ~0u : (1u << bits) - 1;
             const auto before = to.all();
             const int level = bits == 1 ? 255 : static_cast<int>(random() & 255); // a grey is its own index at eight bits
-            const uint32_t pattern = bits == 1 ? 1u : bits == 8 ? static_cast<uint32_t>(level) : static_cast<uint32_t>(level) * 0x010101u;
+            const uint32_t pattern = bits == 1   ? 1u
+                                     : bits == 8 ? static_cast<uint32_t>(level)
+                                                 : static_cast<uint32_t>(level) * 0x010101u;
             const HGDIOBJ old = SelectObject(to.dc, CreateSolidBrush(RGB(level, level, level)));
             IntersectClipRect(to.dc, 3, 1, 17, 8);
             ExcludeClipRect(to.dc, 8, 3, 10, 5);
@@ -62,9 +64,12 @@ TEST(GdiBlit, StretchesAndMirrors) {
     const struct {
         const char* name;
         int x, y, w, h, sx, sy, sw, sh;
-    } rows[] = {{"enlarged", 2, 1, 20, 18, 1, 2, 7, 5},       {"shrunk", 3, 3, 5, 4, 0, 0, 11, 9},
-                {"mirrored sideways", 20, 2, -15, 9, 1, 1, 9, 7}, {"source turned", 2, 18, 12, -12, 10, 8, -8, -6},
-                {"beyond the source", 0, 0, 24, 20, -3, -2, 16, 14}, {"beyond the target", -6, -5, 40, 33, 0, 0, 11, 9}};
+    } rows[] = {{"enlarged", 2, 1, 20, 18, 1, 2, 7, 5},
+                {"shrunk", 3, 3, 5, 4, 0, 0, 11, 9},
+                {"mirrored sideways", 20, 2, -15, 9, 1, 1, 9, 7},
+                {"source turned", 2, 18, 12, -12, 10, 8, -8, -6},
+                {"beyond the source", 0, 0, 24, 20, -3, -2, 16, 14},
+                {"beyond the target", -6, -5, 40, 33, 0, 0, 11, 9}};
     for (const int bits : {1, 8, 24, 32})
         for (const auto& row : rows) {
             SCOPED_TRACE(testing::Message() << row.name << " at " << bits);
@@ -83,7 +88,8 @@ TEST(GdiBlit, StretchesAndMirrors) {
                 for (int x = 0; x < 24; ++x) {
                     const int sx = source(x, row.x, row.w, row.sx, row.sw), sy = source(y, row.y, row.h, row.sy, row.sh);
                     const bool hit = sx >= 0 && sx < 11 && sy >= 0 && sy < 9;
-                    ASSERT_EQ(to.get(x, y), hit ? from.get(sx, sy) : before[static_cast<size_t>(y * 24 + x)]) << x << ',' << y;
+                    ASSERT_EQ(to.get(x, y), hit ? from.get(sx, sy) : before[static_cast<size_t>(y * 24 + x)])
+                        << x << ',' << y;
                 }
         }
 }
@@ -104,11 +110,13 @@ TEST(GdiBlit, OverlappingCopiesReadBeforeTheyWrite) {
 
 TEST(GdiBlit, ColoursChangeBetweenDepths) {
     std::mt19937 random(1);
-    const RGBQUAD palette[4] = {{0, 0, 0, 0}, {0, 0, 255, 0}, {0, 255, 0, 0}, {255, 255, 255, 0}}; // black, red, green, white
+    const RGBQUAD palette[4] = {
+        {0, 0, 0, 0}, {0, 0, 255, 0}, {0, 255, 0, 0}, {255, 255, 255, 0}}; // black, red, green, white
     uint8_t indices[4] = {1, 2, 3, 0};
     uint8_t mono[1] = {0xA0};
     uint32_t pixels[4];
-    const HDC paletted = KbCreateSurfaceDC(indices, 4, 1, 4, 8, palette, 4), bitmap = KbCreateSurfaceDC(mono, 4, 1, 1, 1, nullptr, 0),
+    const HDC paletted = KbCreateSurfaceDC(indices, 4, 1, 4, 8, palette, 4),
+              bitmap = KbCreateSurfaceDC(mono, 4, 1, 1, 1, nullptr, 0),
               color = KbCreateSurfaceDC(pixels, 4, 1, 16, 32, nullptr, 0);
     BitBlt(color, 0, 0, 4, 1, paletted, 0, 0, SRCCOPY);
     EXPECT_EQ((std::vector<uint32_t>(pixels, pixels + 4)), (std::vector<uint32_t>{0xFF0000, 0x00FF00, 0xFFFFFF, 0}));
@@ -145,12 +153,24 @@ TEST(GdiBlit, ReadsDeviceIndependentBitmaps) {
                 if (masks && bits != 16 && bits != 32) continue;
                 SCOPED_TRACE(testing::Message() << bits << " bits, top-down " << topDown << " masks " << masks);
                 Info info;
-                info.head = {40, 3, topDown ? -2 : 2, 1, static_cast<WORD>(bits), static_cast<DWORD>(masks ? BI_BITFIELDS : BI_RGB), 0, 0, 0, 0, 0};
+                info.head = {40,
+                             3,
+                             topDown ? -2 : 2,
+                             1,
+                             static_cast<WORD>(bits),
+                             static_cast<DWORD>(masks ? BI_BITFIELDS : BI_RGB),
+                             0,
+                             0,
+                             0,
+                             0,
+                             0};
                 const uint32_t mask565[3] = {0xF800, 0x07E0, 0x001F}, maskBgr[3] = {0x0000FF, 0x00FF00, 0xFF0000};
-                if (masks) std::memcpy(info.colors, bits == 16 ? mask565 : maskBgr, 12);
+                if (masks)
+                    std::memcpy(info.colors, bits == 16 ? mask565 : maskBgr, 12);
                 else
                     for (unsigned i = 0; i < 6; ++i)
-                        info.colors[i] = {static_cast<BYTE>(rgb[i]), static_cast<BYTE>(rgb[i] >> 8), static_cast<BYTE>(rgb[i] >> 16), 0};
+                        info.colors[i] = {static_cast<BYTE>(rgb[i]), static_cast<BYTE>(rgb[i] >> 8),
+                                          static_cast<BYTE>(rgb[i] >> 16), 0};
                 const int stride = (3 * bits + 31) / 32 * 4;
                 std::vector<uint8_t> data(static_cast<size_t>(stride * 2));
                 for (int i = 0; i < 6; ++i) {
@@ -160,16 +180,22 @@ TEST(GdiBlit, ReadsDeviceIndependentBitmaps) {
                     uint32_t v = static_cast<uint32_t>(i);
                     if (bits == 16) v = masks ? r << 11 | (g >> 2) << 5 | b : r << 10 | (g >> 3) << 5 | b;
                     if (bits >= 24) v = masks ? (c >> 16 & 0xFF) | (c & 0xFF00) | (c & 0xFF) << 16 : c;
-                    if (bits == 4) row[x / 2] = static_cast<uint8_t>(row[x / 2] | v << (x % 2 ? 0 : 4));
-                    else std::memcpy(row + x * bits / 8, &v, static_cast<size_t>(bits / 8));
+                    if (bits == 4)
+                        row[x / 2] = static_cast<uint8_t>(row[x / 2] | v << (x % 2 ? 0 : 4));
+                    else
+                        std::memcpy(row + x * bits / 8, &v, static_cast<size_t>(bits / 8));
                 }
                 uint32_t out[6] = {};
                 const HDC dc = KbCreateSurfaceDC(out, 3, 2, 12, 32, nullptr, 0);
-                EXPECT_EQ(StretchDIBits(dc, 0, 0, 3, 2, 0, 0, 3, 2, data.data(), reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS, SRCCOPY), 2);
+                EXPECT_EQ(StretchDIBits(dc, 0, 0, 3, 2, 0, 0, 3, 2, data.data(), reinterpret_cast<BITMAPINFO*>(&info),
+                                        DIB_RGB_COLORS, SRCCOPY),
+                          2);
                 for (int i = 0; i < 6; ++i) EXPECT_EQ(out[i], rgb[i]) << i;
                 // One row from the middle of a strip: row 1 from the bottom is the upper one of an upright image.
                 std::fill(out, out + 6, 0x777777u);
-                EXPECT_EQ(SetDIBitsToDevice(dc, 0, 0, 3, 2, 0, 0, 1, 1, data.data() + stride, reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS), 1);
+                EXPECT_EQ(SetDIBitsToDevice(dc, 0, 0, 3, 2, 0, 0, 1, 1, data.data() + stride,
+                                            reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS),
+                          1);
                 const int shown = topDown ? 3 : 0;
                 for (int i = 0; i < 6; ++i) EXPECT_EQ(out[i], i >= shown && i < shown + 3 ? rgb[i] : 0x777777u) << i;
                 DeleteDC(dc);
@@ -185,9 +211,12 @@ TEST(GdiBlit, RefusesHeadersThatLie) {
     const struct {
         const char* name;
         void (*change)(BITMAPINFOHEADER&);
-    } rows[] = {{"size", [](BITMAPINFOHEADER& h) { h.biSize = 39; }},        {"depth", [](BITMAPINFOHEADER& h) { h.biBitCount = 12; }},
-                {"no depth", [](BITMAPINFOHEADER& h) { h.biBitCount = 0; }}, {"width", [](BITMAPINFOHEADER& h) { h.biWidth = -2; }},
-                {"height", [](BITMAPINFOHEADER& h) { h.biHeight = 0; }},     {"least height", [](BITMAPINFOHEADER& h) { h.biHeight = INT32_MIN; }},
+    } rows[] = {{"size", [](BITMAPINFOHEADER& h) { h.biSize = 39; }},
+                {"depth", [](BITMAPINFOHEADER& h) { h.biBitCount = 12; }},
+                {"no depth", [](BITMAPINFOHEADER& h) { h.biBitCount = 0; }},
+                {"width", [](BITMAPINFOHEADER& h) { h.biWidth = -2; }},
+                {"height", [](BITMAPINFOHEADER& h) { h.biHeight = 0; }},
+                {"least height", [](BITMAPINFOHEADER& h) { h.biHeight = INT32_MIN; }},
                 {"coding", [](BITMAPINFOHEADER& h) { h.biCompression = BI_RLE8; }}};
     for (const auto& row : rows) {
         info.bmiHeader = good;
@@ -208,7 +237,8 @@ TEST(GdiBlit, BitmapsRoundTripThroughDeviceIndependentRows) {
         const HBITMAP from = CreateBitmap(13, 7, 1, bits, nullptr), to = CreateBitmap(13, 7, 1, bits, nullptr);
         const HDC dc = CreateCompatibleDC(nullptr);
         const HGDIOBJ old = SelectObject(dc, from);
-        for (int i = 0; i < 40; ++i) SetPixel(dc, static_cast<int>(random() % 13), static_cast<int>(random() % 7), random() & 0xFFFFFF);
+        for (int i = 0; i < 40; ++i)
+            SetPixel(dc, static_cast<int>(random() % 13), static_cast<int>(random() % 7), random() & 0xFFFFFF);
         std::vector<uint8_t> rows(4096);
         EXPECT_EQ(GetDIBits(screen, from, 0, 7, rows.data(), reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS), 7);
         EXPECT_EQ(SetDIBits(screen, to, 0, 7, rows.data(), reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS), 7);

@@ -1,5 +1,5 @@
-// Random figures at every depth, raster operation, pen, brush and clip, compared pixel by pixel with the slow model. Each figure is
-// drawn on its own picture of noise, so a failure shows the one figure that fails. KB_SEED repeats a run.
+// Random figures at every depth, raster operation, pen, brush and clip, compared pixel by pixel with the slow model. Each
+// figure is drawn on its own picture of noise, so a failure shows the one figure that fails. KB_SEED repeats a run.
 #include "platform/gdi.h"
 #include "tests/oracle/pixel_model.h"
 
@@ -35,7 +35,8 @@ struct Canvas {
         // Every other picture has its last row first in memory.
         const bool upsideDown = random() & 1;
         dc = KbCreateSurfaceDC(upsideDown ? bytes.data() + stride * (height - 1) : bytes.data(), width, height,
-                               upsideDown ? -stride : stride, bits, quads.empty() ? nullptr : quads.data(), static_cast<UINT>(quads.size()));
+                               upsideDown ? -stride : stride, bits, quads.empty() ? nullptr : quads.data(),
+                               static_cast<UINT>(quads.size()));
         flipped = upsideDown;
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x) model.pixels.push_back(read(x, y));
@@ -60,7 +61,9 @@ struct Scene {
     bool hole;
 };
 
-int between(std::mt19937& r, int low, int high) { return low + static_cast<int>(r() % static_cast<unsigned>(high - low + 1)); }
+int between(std::mt19937& r, int low, int high) {
+    return low + static_cast<int>(r() % static_cast<unsigned>(high - low + 1));
+}
 
 POINT point(std::mt19937& r) {
     // Mostly on or near the picture, some far away.
@@ -84,15 +87,16 @@ Scene makeScene(std::mt19937& r) {
         s.clip.push_back({x, y, x + between(r, 0, 25), y + between(r, 0, 25)});
     }
     s.hole = s.clip.size() == 2 && r() % 2;
-    s.text << "pen " << s.penStyle << '/' << s.penWidth << " rop " << s.rop << " bk " << s.bkMode << " fill mode " << s.fillMode
-           << " brush " << s.brush << " clips " << s.clip.size() << (s.hole ? " hole " : " ");
+    s.text << "pen " << s.penStyle << '/' << s.penWidth << " rop " << s.rop << " bk " << s.bkMode << " fill mode "
+           << s.fillMode << " brush " << s.brush << " clips " << s.clip.size() << (s.hole ? " hole " : " ");
     return s;
 }
 
 void prepare(HDC dc, const Scene& s) {
     DeleteObject(SelectObject(dc, CreatePen(s.penStyle, s.penWidth, s.pen)));
-    HBRUSH brush = s.brush < 0 ? static_cast<HBRUSH>(GetStockObject(NULL_BRUSH))
-                               : s.brush == 0 ? CreateSolidBrush(s.fill) : CreateHatchBrush(s.brush - 1, s.fill);
+    HBRUSH brush = s.brush < 0    ? static_cast<HBRUSH>(GetStockObject(NULL_BRUSH))
+                   : s.brush == 0 ? CreateSolidBrush(s.fill)
+                                  : CreateHatchBrush(s.brush - 1, s.fill);
     DeleteObject(SelectObject(dc, brush));
     SetROP2(dc, s.rop);
     SetBkMode(dc, s.bkMode);
@@ -101,8 +105,10 @@ void prepare(HDC dc, const Scene& s) {
     SetBrushOrgEx(dc, s.origin.x, s.origin.y, nullptr);
     for (size_t i = 0; i < s.clip.size(); ++i) {
         const RECT& c = s.clip[i];
-        if (s.hole && i == 1) ExcludeClipRect(dc, c.left, c.top, c.right, c.bottom);
-        else IntersectClipRect(dc, c.left, c.top, c.right, c.bottom);
+        if (s.hole && i == 1)
+            ExcludeClipRect(dc, c.left, c.top, c.right, c.bottom);
+        else
+            IntersectClipRect(dc, c.left, c.top, c.right, c.bottom);
     }
 }
 
@@ -124,7 +130,8 @@ void apply(Picture& p, const Scene& s, const std::function<Touch(int, int)>& tou
             Touch t = touch(x, y);
             COLORREF color = s.pen;
             if (t == inside) {
-                const bool on = s.brush == 0 || (s.brush > 0 && oracle::hatchOn(s.brush - 1, x - s.origin.x, y - s.origin.y));
+                const bool on =
+                    s.brush == 0 || (s.brush > 0 && oracle::hatchOn(s.brush - 1, x - s.origin.x, y - s.origin.y));
                 if (s.brush < 0 || (!on && s.bkMode == TRANSPARENT)) t = none;
                 color = on ? s.fill : s.back;
             }
@@ -180,7 +187,9 @@ void drawFigure(std::mt19937& r, Scene& s, Canvas& canvas) {
     box.right = box.left + between(r, 0, 30);
     box.bottom = box.top + between(r, 0, 25);
     const RECT drawn = s.penStyle == PS_NULL ? RECT{box.left, box.top, box.right - 1, box.bottom - 1} : box;
-    const auto inBox = [&](int x, int y) { return x >= drawn.left && x < drawn.right && y >= drawn.top && y < drawn.bottom; };
+    const auto inBox = [&](int x, int y) {
+        return x >= drawn.left && x < drawn.right && y >= drawn.top && y < drawn.bottom;
+    };
     switch (r() % 5) {
     case 0:
         s.text << "Polyline " << describe(points);
@@ -261,7 +270,8 @@ TEST(GdiOracle, FiguresMatchTheModel) {
         ASSERT_EQ(wrong, 0) << "seed " << seed << ", " << depths[seed % 4] << " bits: " << scene.text.str() << where.str();
         for (int y = 0; y < height; ++y) // bytes behind the rows
             for (int i = (width * canvas.model.bits + 7) / 8; i < canvas.stride; ++i)
-                ASSERT_EQ(canvas.bytes[static_cast<size_t>(y * canvas.stride + i)], before[static_cast<size_t>(y * canvas.stride + i)])
+                ASSERT_EQ(canvas.bytes[static_cast<size_t>(y * canvas.stride + i)],
+                          before[static_cast<size_t>(y * canvas.stride + i)])
                     << "seed " << seed << " wrote behind row " << y;
     }
 }
@@ -310,7 +320,8 @@ TEST(GdiOracle, WideDashesScaleWithThePen) {
     for (int x = 0; x < length; ++x) {
         int s = x - 10, d = w; // distance to the nearest on run, in pixels
         for (int base = 0; base < length; base += 24 * w)
-            for (auto [from, to] : {std::pair{0, 9}, {15, 18}}) d = std::min(d, std::max({base + from * w - s, s - base - to * w, 0}));
+            for (auto [from, to] : {std::pair{0, 9}, {15, 18}})
+                d = std::min(d, std::max({base + from * w - s, s - base - to * w, 0}));
         if (d == w / 2) continue; // the rim of a cap
         EXPECT_EQ(pixels[static_cast<size_t>(10 * length + x)] != 0, d < w / 2) << x;
     }

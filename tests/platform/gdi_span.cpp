@@ -28,7 +28,8 @@ TEST(GdiSpan, VectorsWriteWhatThePlainLoopWrites) {
         std::vector<uint8_t> vectors = plain;
         spanFunction(paint, bits, false)(paint, plain.data(), 0, x0, x1);
         spanFunction(paint, bits, true)(paint, vectors.data(), 0, x0, x1);
-        ASSERT_EQ(plain, vectors) << "round " << round << " bits " << bits << " mode " << mode << " span " << x0 << ".." << x1;
+        ASSERT_EQ(plain, vectors) << "round " << round << " bits " << bits << " mode " << mode << " span " << x0 << ".."
+                                  << x1;
     }
 }
 
@@ -42,7 +43,8 @@ TEST(GdiSpan, TernaryOperationsFollowTheirTruthTable) {
             before[i] = d[i] = static_cast<uint8_t>(random());
         }
         applyRop3(static_cast<uint8_t>(code), p, s, d, 21);
-        for (int i = 0; i < 21; ++i) ASSERT_EQ(d[i], oracle::rop3(code, p[i], s[i], before[i], 0xFF)) << "code " << code << " byte " << i;
+        for (int i = 0; i < 21; ++i)
+            ASSERT_EQ(d[i], oracle::rop3(code, p[i], s[i], before[i], 0xFF)) << "code " << code << " byte " << i;
     }
 }
 

@@ -44,12 +44,15 @@ inline int load(const Bytes& bytes, Image& image, KernelFileInfo* info = nullptr
 struct TemporaryFile {
     explicit TemporaryFile(const Bytes& bytes = {}) {
         static int number = 0;
-        path = (std::filesystem::temp_directory_path() / ("kbann_io_" + std::to_string(getpid()) + "_" + std::to_string(number++))).string();
+        path = (std::filesystem::temp_directory_path() /
+                ("kbann_io_" + std::to_string(getpid()) + "_" + std::to_string(number++)))
+                   .string();
         if (!bytes.empty()) write(bytes);
     }
     ~TemporaryFile() { std::filesystem::remove(path); }
     void write(const Bytes& bytes) const {
-        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        std::ofstream(path, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     }
     Bytes read() const {
         std::ifstream in(path, std::ios::binary);

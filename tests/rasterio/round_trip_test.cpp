@@ -20,23 +20,30 @@ int expectedDepth(int format, int bits, int order, bool alpha) {
 }
 
 TEST(RoundTrip, EveryDepthWidthAndPerspective) {
-    struct Layout { int bits, order; bool palette, alpha; };
-    const Layout layouts[] = {{1, KB_ORDER_GREY, false, false}, {1, KB_ORDER_BGR, true, false},   {4, KB_ORDER_BGR, false, false},
-                              {4, KB_ORDER_BGR, true, false},   {8, KB_ORDER_GREY, false, false}, {8, KB_ORDER_BGR, true, false},
-                              {12, KB_ORDER_GREY, false, false}, {16, KB_ORDER_GREY, false, false}, {16, KB_ORDER_BGR, false, false},
-                              {24, KB_ORDER_BGR, false, false}, {24, KB_ORDER_RGB, false, false}, {32, KB_ORDER_BGR, false, false},
-                              {32, KB_ORDER_BGR, false, true},  {32, KB_ORDER_RGB, false, true}};
+    struct Layout {
+        int bits, order;
+        bool palette, alpha;
+    };
+    const Layout layouts[] = {
+        {1, KB_ORDER_GREY, false, false},  {1, KB_ORDER_BGR, true, false},    {4, KB_ORDER_BGR, false, false},
+        {4, KB_ORDER_BGR, true, false},    {8, KB_ORDER_GREY, false, false},  {8, KB_ORDER_BGR, true, false},
+        {12, KB_ORDER_GREY, false, false}, {16, KB_ORDER_GREY, false, false}, {16, KB_ORDER_BGR, false, false},
+        {24, KB_ORDER_BGR, false, false},  {24, KB_ORDER_RGB, false, false},  {32, KB_ORDER_BGR, false, false},
+        {32, KB_ORDER_BGR, false, true},   {32, KB_ORDER_RGB, false, true}};
     RGBQUAD palette[256];
     Random random(3);
-    for (RGBQUAD& q : palette) q = {static_cast<BYTE>(random()), static_cast<BYTE>(random()), static_cast<BYTE>(random()), 0};
+    for (RGBQUAD& q : palette)
+        q = {static_cast<BYTE>(random()), static_cast<BYTE>(random()), static_cast<BYTE>(random()), 0};
     for (const int format : {KB_FORMAT_TIFF, KB_FORMAT_PNG, KB_FORMAT_BMP}) {
         for (const Layout& l : layouts) {
             for (int width = 1; width <= 33; width += width < 9 ? 1 : 4) {
                 const int perspective = width % 8 + 1;
-                SCOPED_TRACE(::testing::Message() << formatName(format) << " " << l.bits << " bits, order " << l.order << ", palette " << l.palette
-                                                  << ", alpha " << l.alpha << ", " << width << " wide, perspective " << perspective);
+                SCOPED_TRACE(::testing::Message()
+                             << formatName(format) << " " << l.bits << " bits, order " << l.order << ", palette "
+                             << l.palette << ", alpha " << l.alpha << ", " << width << " wide, perspective " << perspective);
                 Image image, back;
-                makeNoise(image, width, 6, l.bits, l.order, perspective, static_cast<uint32_t>(width * 7 + l.bits), l.palette ? palette : nullptr);
+                makeNoise(image, width, 6, l.bits, l.order, perspective, static_cast<uint32_t>(width * 7 + l.bits),
+                          l.palette ? palette : nullptr);
                 image.b.Alpha = l.alpha;
                 image.b.XResolution = 300;
                 image.b.YResolution = 204;
@@ -52,7 +59,9 @@ TEST(RoundTrip, EveryDepthWidthAndPerspective) {
                 EXPECT_EQ(back.b.XResolution, turned ? 204 : 300);
                 EXPECT_EQ(back.b.YResolution, turned ? 300 : 204);
                 EXPECT_EQ(back.b.Alpha, l.alpha ? 1u : 0u);
-                EXPECT_EQ(back.b.ViewPerspective, format == KB_FORMAT_TIFF ? perspective : format == KB_FORMAT_BMP ? KB_VIEW_BOTTOM_LEFT : KB_VIEW_TOP_LEFT);
+                EXPECT_EQ(back.b.ViewPerspective, format == KB_FORMAT_TIFF  ? perspective
+                                                  : format == KB_FORMAT_BMP ? KB_VIEW_BOTTOM_LEFT
+                                                                            : KB_VIEW_TOP_LEFT);
                 EXPECT_EQ(viewSize(back.b), viewSize(image.b));
                 EXPECT_EQ(colorsViewed(back.b), colorsViewed(image.b));
                 if (l.bits == back.b.BitsPerPixel && image.b.Order == back.b.Order) {
@@ -73,7 +82,8 @@ TEST(RoundTrip, TiffCompressions) {
     for (int compression = KB_COMPRESS_DEFAULT; compression <= KB_COMPRESS_JPEG; ++compression) {
         for (const int bits : allDepths) {
             for (const int width : {1, 8, 17, 33}) {
-                SCOPED_TRACE(::testing::Message() << "compression " << compression << ", " << bits << " bits, " << width << " wide");
+                SCOPED_TRACE(::testing::Message()
+                             << "compression " << compression << ", " << bits << " bits, " << width << " wide");
                 Image image, back;
                 makeNoise(image, width, 70, bits, bits == 4 ? KB_ORDER_BGR : orderFor(bits), KB_VIEW_RIGHT_TOP, 6);
                 int result = 0;
@@ -108,13 +118,18 @@ TEST(RoundTrip, JpegComesCloseAndKeepsItsKind) {
             if (format == KB_FORMAT_TIFF && bits != 8 && bits != 24) continue;
             SCOPED_TRACE(::testing::Message() << bits << " bits, " << formatName(format));
             Image image, back;
-            ASSERT_EQ(K_CreateBitmap(&image.b, 1, 37, 29, bits, orderFor(bits), nullptr, KB_VIEW_BOTTOM_LEFT, 0, 0), SUCCESS);
+            ASSERT_EQ(K_CreateBitmap(&image.b, 1, 37, 29, bits, orderFor(bits), nullptr, KB_VIEW_BOTTOM_LEFT, 0, 0),
+                      SUCCESS);
             image.b.XResolution = image.b.YResolution = 150;
             std::vector<uint8_t> row(static_cast<size_t>(image.b.BytesPerLine));
             for (int y = 0; y < 29; ++y) {
                 for (int x = 0; x < 37; ++x) {
                     const auto grey = static_cast<uint32_t>((x / 16 + y / 16) % 2 * 200);
-                    setRaw(row, bits, x, bits == 1 ? grey > 0 : bits == 16 ? grey << 8 : bits == 8 ? grey : grey << 16 | 0x3050);
+                    setRaw(row, bits, x,
+                           bits == 1    ? grey > 0
+                           : bits == 16 ? grey << 8
+                           : bits == 8  ? grey
+                                        : grey << 16 | 0x3050);
                 }
                 K_PutBitmapRow(&image.b, row.data(), y, image.b.BytesPerLine);
             }
@@ -125,7 +140,8 @@ TEST(RoundTrip, JpegComesCloseAndKeepsItsKind) {
             const auto before = colorsViewed(image.b), after = colorsViewed(back.b);
             ASSERT_EQ(before.size(), after.size());
             int worst = 0;
-            for (size_t i = 0; i < before.size(); ++i) worst = std::max(worst, std::abs(GetGValue(before[i]) - GetGValue(after[i])));
+            for (size_t i = 0; i < before.size(); ++i)
+                worst = std::max(worst, std::abs(GetGValue(before[i]) - GetGValue(after[i])));
             EXPECT_LE(worst, 40); // a red edge bleeds into green through coarser chroma
         }
     }
@@ -140,12 +156,16 @@ TEST(RoundTrip, OpacityIsLaidOverWhiteInJpeg) {
 }
 
 TEST(RoundTrip, CutOffFilesAreRefusedAtEveryLength) {
-    struct Row { int format, bits, compression; };
-    const Row rows[] = {{KB_FORMAT_PNG, 24, 0},  {KB_FORMAT_PNG, 1, 0},   {KB_FORMAT_BMP, 24, 0},  {KB_FORMAT_BMP, 8, 0},  {KB_FORMAT_JPEG, 24, 0},
-                        {KB_FORMAT_JPEG, 8, 0},  {KB_FORMAT_TIFF, 1, 1},  {KB_FORMAT_TIFF, 8, 2},  {KB_FORMAT_TIFF, 24, 3}, {KB_FORMAT_TIFF, 24, 4},
-                        {KB_FORMAT_TIFF, 1, 5},  {KB_FORMAT_TIFF, 1, 6},  {KB_FORMAT_TIFF, 24, 7}};
+    struct Row {
+        int format, bits, compression;
+    };
+    const Row rows[] = {{KB_FORMAT_PNG, 24, 0},  {KB_FORMAT_PNG, 1, 0},   {KB_FORMAT_BMP, 24, 0}, {KB_FORMAT_BMP, 8, 0},
+                        {KB_FORMAT_JPEG, 24, 0}, {KB_FORMAT_JPEG, 8, 0},  {KB_FORMAT_TIFF, 1, 1}, {KB_FORMAT_TIFF, 8, 2},
+                        {KB_FORMAT_TIFF, 24, 3}, {KB_FORMAT_TIFF, 24, 4}, {KB_FORMAT_TIFF, 1, 5}, {KB_FORMAT_TIFF, 1, 6},
+                        {KB_FORMAT_TIFF, 24, 7}};
     for (const Row& r : rows) {
-        SCOPED_TRACE(::testing::Message() << formatName(r.format) << " " << r.bits << " bits, compression " << r.compression);
+        SCOPED_TRACE(::testing::Message() << formatName(r.format) << " " << r.bits << " bits, compression "
+                                          << r.compression);
         Image image;
         makeNoise(image, 19, 13, r.bits, orderFor(r.bits), 1, 23);
         const Bytes whole = save(image.b, r.format, r.compression);
@@ -183,7 +203,8 @@ TEST(RoundTrip, DamagedBytesNeverCrash) {
                 bytes[at] = static_cast<uint8_t>(bytes[at] ^ damage);
                 Image loaded;
                 const int result = load(bytes, loaded);
-                ASSERT_TRUE(result == SUCCESS ? loaded.b.Allocated == 1 : loaded.b.Allocated == 0 && loaded.b.pPixels == nullptr);
+                ASSERT_TRUE(result == SUCCESS ? loaded.b.Allocated == 1
+                                              : loaded.b.Allocated == 0 && loaded.b.pPixels == nullptr);
             }
         }
         K_SetPixelLimit(old);
@@ -238,11 +259,24 @@ TEST(Load, LimitsAndOptions) {
 }
 
 TEST(Load, FormatsAreToldByTheirFirstBytes) {
-    struct Row { const char* hex; int format; };
-    const Row rows[] = {{"49492A00", KB_FORMAT_TIFF}, {"4D4D002A", KB_FORMAT_TIFF}, {"49492B00", KB_FORMAT_TIFF}, {"4D4D2A00", KB_FORMAT_UNKNOWN},
-                        {"89504E470D0A1A0A", KB_FORMAT_PNG}, {"89504E470D0A1A", KB_FORMAT_UNKNOWN}, {"FFD8FFE0", KB_FORMAT_JPEG}, {"424D", KB_FORMAT_BMP},
-                        {"D7CDC69A", KB_FORMAT_WMF}, {"010009000003", KB_FORMAT_WMF}, {"01000000 6C000000 00000000 00000000", KB_FORMAT_EMF},
-                        {"01000000 10000000 00000000 00000000", KB_FORMAT_UNKNOWN}, {"", KB_FORMAT_UNKNOWN}, {"25504446", KB_FORMAT_UNKNOWN}};
+    struct Row {
+        const char* hex;
+        int format;
+    };
+    const Row rows[] = {{"49492A00", KB_FORMAT_TIFF},
+                        {"4D4D002A", KB_FORMAT_TIFF},
+                        {"49492B00", KB_FORMAT_TIFF},
+                        {"4D4D2A00", KB_FORMAT_UNKNOWN},
+                        {"89504E470D0A1A0A", KB_FORMAT_PNG},
+                        {"89504E470D0A1A", KB_FORMAT_UNKNOWN},
+                        {"FFD8FFE0", KB_FORMAT_JPEG},
+                        {"424D", KB_FORMAT_BMP},
+                        {"D7CDC69A", KB_FORMAT_WMF},
+                        {"010009000003", KB_FORMAT_WMF},
+                        {"01000000 6C000000 00000000 00000000", KB_FORMAT_EMF},
+                        {"01000000 10000000 00000000 00000000", KB_FORMAT_UNKNOWN},
+                        {"", KB_FORMAT_UNKNOWN},
+                        {"25504446", KB_FORMAT_UNKNOWN}};
     for (const Row& r : rows) {
         const Bytes bytes = bytesOf(r.hex);
         EXPECT_EQ(K_RecognizeFormat(bytes.data(), bytes.size()), bytes.empty() ? KB_FORMAT_UNKNOWN : r.format) << r.hex;

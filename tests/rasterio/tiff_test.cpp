@@ -66,7 +66,9 @@ int tagOf(const std::string& path, uint16_t tag, int page, Bytes* out, uint16_t*
     return K_GetFileTag(path.c_str(), tag, type, count, out->data(), &options);
 }
 
-bool contains(const Bytes& bytes, const Bytes& part) { return std::search(bytes.begin(), bytes.end(), part.begin(), part.end()) != bytes.end(); }
+bool contains(const Bytes& bytes, const Bytes& part) {
+    return std::search(bytes.begin(), bytes.end(), part.begin(), part.end()) != bytes.end();
+}
 
 TEST(Tiff, BigEndianPagesAndTags) {
     const Bytes bytes = bytesOf(bigEndianFile);
@@ -141,7 +143,8 @@ TEST(Tiff, TagsAreRewrittenInPlace) {
     const TemporaryFile file(bytesOf(bigEndianFile));
     EXPECT_EQ(K_RewriteFileTag(file.path.c_str(), 3, markTag, 1, 1, "x"), ERROR_PAGE_NOT_FOUND);
     EXPECT_EQ(K_RewriteFileTag(file.path.c_str(), 1, markTag, 99, 1, "x"), ERROR_INV_PARAMETER);
-    EXPECT_EQ(K_RewriteFileTag(file.path.c_str(), 1, markTag, 16, 1, "12345678"), ERROR_FEATURE_NOT_SUPPORTED); // 64 bits in the plain form
+    EXPECT_EQ(K_RewriteFileTag(file.path.c_str(), 1, markTag, 16, 1, "12345678"),
+              ERROR_FEATURE_NOT_SUPPORTED); // 64 bits in the plain form
     const TemporaryFile other(Bytes{1, 2, 3, 4, 5, 6, 7, 8});
     EXPECT_EQ(K_RewriteFileTag(other.path.c_str(), 1, markTag, 1, 1, "x"), ERROR_FILE_FORMAT);
 }
@@ -170,7 +173,12 @@ int savePage(const std::string& path, int width, uint32_t flags, int page) {
 }
 
 TEST(Tiff, PagesAreInsertedAndReplaced) {
-    struct Row { const char* name; uint32_t flags; int page, expected; std::vector<int> widths; };
+    struct Row {
+        const char* name;
+        uint32_t flags;
+        int page, expected;
+        std::vector<int> widths;
+    };
     const Row rows[] = {
         {"before the first", SAVE_INSERTPAGE, 1, SUCCESS, {40, 10, 20, 30}},
         {"before the last", SAVE_INSERTPAGE, 3, SUCCESS, {10, 20, 40, 30}},
@@ -202,7 +210,8 @@ TEST(Tiff, PagesAreInsertedAndReplaced) {
             makeNoise(old, r.page * 10, 9, 24, KB_ORDER_RGB, 1, static_cast<uint32_t>(r.page * 10));
             const uint8_t* row = K_BitmapRowPointer(&old.b, 4);
             Bytes swapped;
-            for (int x = 0; x < old.b.Width; ++x) swapped.insert(swapped.end(), {row[x * 3 + 2], row[x * 3 + 1], row[x * 3]});
+            for (int x = 0; x < old.b.Width; ++x)
+                swapped.insert(swapped.end(), {row[x * 3 + 2], row[x * 3 + 1], row[x * 3]});
             EXPECT_TRUE(contains(before, swapped));
             EXPECT_FALSE(contains(file.read(), swapped));
         }
@@ -216,6 +225,31 @@ TEST(Tiff, PagesAreInsertedAndReplaced) {
     EXPECT_EQ(K_SaveFile(text.path.c_str(), &image.b, KB_FORMAT_TIFF, &options), ERROR_FILE_FORMAT);
     EXPECT_EQ(K_SaveFile(text.path.c_str(), &image.b, KB_FORMAT_PNG, &options), ERROR_FEATURE_NOT_SUPPORTED);
     EXPECT_EQ(text.read().size(), 9u);
+}
+
+TEST(Tiff, PagesGoIntoFilesOfEveryForm) {
+    for (const bool loops : {false, true}) {
+        SCOPED_TRACE(loops);
+        Bytes bytes = bytesOf(bigEndianFile);
+        if (loops) bytes[122 + 3] = 12; // page 1 leads to itself
+        const TemporaryFile file(bytes);
+        const Bytes before = file.read();
+        Image added, back, first, original;
+        makeNoise(added, 21, 9, 16, KB_ORDER_GREY, KB_VIEW_LEFT_BOTTOM, 3);
+        KernelSaveOptions options;
+        K_DefaultSaveOptions(&options, sizeof options);
+        options.uFlags = SAVE_INSERTPAGE;
+        options.nPageNumber = -1;
+        ASSERT_EQ(K_SaveFile(file.path.c_str(), &added.b, KB_FORMAT_TIFF, &options), SUCCESS);
+        const int page = loops ? 2 : 3; // a loop is cut open where the new page goes in
+        ASSERT_EQ(load(file.read(), back, nullptr, page), SUCCESS);
+        EXPECT_EQ(raws(back.b), raws(added.b));
+        EXPECT_EQ(back.b.ViewPerspective, KB_VIEW_LEFT_BOTTOM);
+        ASSERT_EQ(load(file.read(), first), SUCCESS);
+        ASSERT_EQ(load(before, original), SUCCESS);
+        EXPECT_EQ(raws(first.b), raws(original.b));
+        EXPECT_EQ(file.read()[0], 'M');
+    }
 }
 
 TEST(Tiff, QueuedTagsGoOutOnce) {
@@ -247,7 +281,10 @@ TEST(Tiff, QueuedTagsGoOutOnce) {
 }
 
 // One page of little-endian TIFF out of entries (tag, type, count, value or bytes).
-struct Entry { uint16_t tag, type; uint32_t count, value; };
+struct Entry {
+    uint16_t tag, type;
+    uint32_t count, value;
+};
 Bytes tiffOf(const std::vector<Entry>& entries, const Bytes& data, bool wide = false) {
     Bytes out;
     const auto put = [&](uint64_t value, int bytes) {
@@ -269,7 +306,14 @@ Bytes tiffOf(const std::vector<Entry>& entries, const Bytes& data, bool wide = f
 }
 
 TEST(Tiff, LayoutsOfOtherWriters) {
-    struct Row { const char* name; int width, bits, samples, photometric; Bytes data; int depth; std::vector<COLORREF> colors; std::vector<Entry> more; };
+    struct Row {
+        const char* name;
+        int width, bits, samples, photometric;
+        Bytes data;
+        int depth;
+        std::vector<COLORREF> colors;
+        std::vector<Entry> more;
+    };
     const COLORREF white = RGB(255, 255, 255);
     const Row rows[] = {
         {"3 bits of grey", 2, 3, 1, 1, {0b11100100}, 4, {white, RGB(34, 34, 34)}, {}},
@@ -305,7 +349,8 @@ TEST(Tiff, LayoutsOfOtherWriters) {
                 entries.push_back({258, 3, 2, depth | depth << 16});
             } else {
                 if (data.size() % 2) data.push_back(0);
-                entries.push_back({258, 3, static_cast<uint32_t>(r.samples), static_cast<uint32_t>((wide ? 16 : 8) + data.size())});
+                entries.push_back(
+                    {258, 3, static_cast<uint32_t>(r.samples), static_cast<uint32_t>((wide ? 16 : 8) + data.size())});
                 for (int i = 0; i < 4; ++i) data.insert(data.end(), {static_cast<uint8_t>(r.bits), 0});
                 if (wide && r.samples <= 4) continue; // three and four words fit a wide entry: another layout
             }
@@ -314,7 +359,8 @@ TEST(Tiff, LayoutsOfOtherWriters) {
             Image image;
             ASSERT_EQ(load(tiffOf(entries, data, wide), image), SUCCESS);
             EXPECT_EQ(image.b.BitsPerPixel, r.depth);
-            for (size_t x = 0; x < r.colors.size(); ++x) EXPECT_EQ(K_GetBitmapPixel(&image.b, 0, static_cast<int>(x)), r.colors[x]) << x;
+            for (size_t x = 0; x < r.colors.size(); ++x)
+                EXPECT_EQ(K_GetBitmapPixel(&image.b, 0, static_cast<int>(x)), r.colors[x]) << x;
         }
     }
 }
@@ -325,7 +371,11 @@ TEST(Tiff, HostileDirectories) {
         for (size_t i = 0; i < 4; ++i) bytes[offset + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
         return bytes;
     };
-    struct Row { const char* name; Bytes bytes; int expected; };
+    struct Row {
+        const char* name;
+        Bytes bytes;
+        int expected;
+    };
     const Row rows[] = {
         {"directory behind the end", at(4, 0x7FFFFFFF), ERROR_FILE_READ},
         {"directory in the header", at(4, 2), ERROR_FILE_READ},

@@ -87,28 +87,6 @@ TEST(Library, EachThreadIsAUser) {
     EXPECT_EQ(libraryState().nLibraryUsers, users + 1);
 }
 
-TEST(Library, ThreadsWorkOnTreesOfTheirOwn) {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 16; ++t) {
-        threads.emplace_back([t] {
-            Tree tree;
-            for (int i = 0; i < 200; ++i) {
-                const HANNOBJECT note = makeItem(tree.root, static_cast<uint32_t>(i) % objectTypeCount);
-                K_AnnSetTag(note, static_cast<uint32_t>(t), 0);
-                K_AnnSetName(note, TRUE, "name", nullptr, -1, 0);
-            }
-            HANNOBJECT copy = nullptr;
-            EXPECT_EQ(K_AnnCopy(tree.root, &copy), SUCCESS);
-            int count = 0;
-            K_AnnEnumerate(
-                copy, [](HANNOBJECT, void* n) { return ++*static_cast<int*>(n), int{SUCCESS}; }, &count, ANN_FLAG_RECURSE, nullptr);
-            EXPECT_EQ(count, 201);
-            K_AnnDestroy(copy, 0);
-        });
-    }
-    for (auto& thread : threads) thread.join();
-}
-
 TEST(FileOperations, GoThroughTheThreadsBlock) {
     const std::string path = ::testing::TempDir() + "kbann_file_operations";
     std::remove(path.c_str());

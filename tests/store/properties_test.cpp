@@ -112,7 +112,7 @@ TEST(Properties, UsersDecideWhatMayBeShown) {
         bool shown;
     } rows[] = {{"", nullptr, true},          {"", "", true},               {"", "ann", false},  {"ann", nullptr, false}, {"ann", "", false},
                 {"ann", "ann", true},         {"ann", "bob,ann", true},     {"ann", "ann,bob", true}, {"ann", "anna", false},
-                {"ann", "joann", false},      {"ann", "Ann", false},        {"ann", "bob,anna,ann", true}, {"ann", ",", false}};
+                {"ann", "joann", false},      {"ann", "Ann", false},        {"ann", "bob,anna,ann", true}, {"ann", ",", false},              {"a,b", "x,a,b,y", true}};
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.user) + " in " + (row.list ? row.list : "null"));
         Text user;

@@ -138,10 +138,10 @@ TEST(Tree, RefusedInserts) {
 TEST(Tree, DepthIsLimited) {
     Tree tree;
     HANNOBJECT deepest = tree.root;
-    for (uint32_t level = 1; level < maxTreeDepth; ++level) deepest = makeItem(deepest, ANN_OBJECT_CONTAINER);
+    for (uint32_t level = 0; level < maxTreeDepth; ++level) deepest = makeItem(deepest, ANN_OBJECT_CONTAINER);
     HANNOBJECT tooDeep = nullptr;
     EXPECT_EQ(K_AnnCreateItem(deepest, ANN_OBJECT_RECT, TRUE, &tooDeep), ERROR_INV_PARAMETER);
-    EXPECT_EQ(annDepth(annFromHandle(deepest)), maxTreeDepth - 1);
+    EXPECT_EQ(annDepth(annFromHandle(deepest)), maxTreeDepth);
     const HANNOBJECT twoLevels = make(ANN_OBJECT_CONTAINER);
     makeItem(twoLevels, ANN_OBJECT_RECT);
     HANNOBJECT above = nullptr;
@@ -149,7 +149,8 @@ TEST(Tree, DepthIsLimited) {
     EXPECT_EQ(K_AnnInsert(above, twoLevels, FALSE), ERROR_INV_PARAMETER);
     HANNOBJECT copy = nullptr;
     EXPECT_EQ(K_AnnCopy(tree.root, &copy), SUCCESS);
-    EXPECT_EQ(annHeight(annFromHandle(copy)), maxTreeDepth - 1);
+    EXPECT_EQ(annHeight(annFromHandle(copy)), maxTreeDepth);
+    EXPECT_EQ(K_AnnGroup(above, 0, nullptr), ERROR_INV_PARAMETER); // one level more would be lost
     EXPECT_EQ(K_AnnDestroy(copy, 0), SUCCESS);
     EXPECT_EQ(K_AnnDestroy(twoLevels, 0), SUCCESS);
 }

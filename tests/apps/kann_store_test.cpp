@@ -1,0 +1,153 @@
+// kann pages, attach, extract and detach: what changes in a store or a TIFF, and what must not.
+#include "tests/apps/kann_process.h"
+
+#include <map>
+
+namespace {
+
+class KannStoreTest : public KannTest {
+protected:
+    // Types on the pages of a store, one word a page: the store is told apart by what its pages hold.
+    std::string contents(const std::string& name) const {
+        std::string words;
+        const std::string list = done({"pages", name, "list"});
+        int page = 0;
+        for (const char c : list) {
+            if (c != '\n') continue;
+            const std::string tree = done({"info", name, "--page", std::to_string(++page)});
+            const std::size_t at = tree.rfind("\n    ") + 5;
+            words.append(words.empty() ? "" : " ").append(tree, at, tree.find(' ', at) - at);
+        }
+        return words;
+    }
+
+    void makeStores() const {
+        for (const char* type : {"rect", "ellipse", "hilite", "note"}) {
+            done({"add", "new:64x48", type, "--rect", "5,5,20,15", "-o", std::string(type) + ".kba"});
+        }
+    }
+
+    std::map<int, std::string> tagsOf(const std::string& name, int page) const {
+        std::map<int, std::string> tags;
+        KernelLoadOptions options{};
+        K_DefaultLoadOptions(&options, sizeof options);
+        options.nPageNumber = page;
+        for (int tag = 254; tag < 340; ++tag) {
+            std::uint16_t type = 0;
+            std::uint32_t count = 0;
+            const int size =
+                K_GetFileTag(path(name).c_str(), static_cast<std::uint16_t>(tag), &type, &count, nullptr, &options);
+            if (size <= 0) continue;
+            std::string value(static_cast<std::size_t>(size), '\0');
+            K_GetFileTag(path(name).c_str(), static_cast<std::uint16_t>(tag), &type, &count, value.data(), &options);
+            tags[tag] = std::to_string(type) + ":" + std::to_string(count) + ":" + value;
+        }
+        return tags;
+    }
+};
+
+} // namespace
+
+TEST_F(KannStoreTest, PagesAreInsertedReplacedAndDeleted) {
+    makeStores();
+    const struct {
+        std::vector<std::string> arguments;
+        int status;
+        const char* contents; // afterwards
+    } steps[] = {
+        {{"insert", "last", "ellipse.kba"}, 0, "RECT ELLIPSE"},
+        {{"insert", "1", "hilite.kba"}, 0, "HILITE RECT ELLIPSE"},
+        {{"insert", "3", "note.kba"}, 0, "HILITE RECT NOTE ELLIPSE"},
+        {{"insert", "5", "note.kba"}, 0, "HILITE RECT NOTE ELLIPSE NOTE"},
+        {{"insert", "7", "note.kba"}, 1, "HILITE RECT NOTE ELLIPSE NOTE"},
+        {{"replace", "2", "ellipse.kba"}, 0, "HILITE ELLIPSE NOTE ELLIPSE NOTE"},
+        {{"replace", "6", "rect.kba"}, 1, "HILITE ELLIPSE NOTE ELLIPSE NOTE"},
+        {{"replace", "last", "rect.kba"}, 0, "HILITE ELLIPSE NOTE ELLIPSE NOTE RECT"},
+        {{"delete", "1"}, 0, "ELLIPSE NOTE ELLIPSE NOTE RECT"},
+        {{"delete", "3"}, 0, "ELLIPSE NOTE NOTE RECT"},
+        {{"delete", "5"}, 1, "ELLIPSE NOTE NOTE RECT"},
+        {{"delete", "last"}, 0, "ELLIPSE NOTE NOTE"},
+        {{"delete", "0"}, 2, "ELLIPSE NOTE NOTE"},
+        {{"insert", "1", "gone.kba"}, 1, "ELLIPSE NOTE NOTE"},
+    };
+    write("book.kba", read("rect.kba"));
+    for (const auto& step : steps) {
+        SCOPED_TRACE(step.arguments[0] + " " + step.arguments[1]);
+        std::vector<std::string> arguments{"pages", "book.kba"};
+        arguments.insert(arguments.end(), step.arguments.begin(), step.arguments.end());
+        const std::string before = read("book.kba");
+        EXPECT_EQ(kann(arguments).status, step.status);
+        EXPECT_EQ(contents("book.kba"), step.contents);
+        if (step.status != 0) {
+            EXPECT_EQ(read("book.kba"), before);
+        }
+    }
+    const std::string before = read("book.kba");
+    done({"pages", "book.kba", "delete", "1", "-o", "other.kba"});
+    EXPECT_EQ(contents("other.kba"), "NOTE NOTE");
+    EXPECT_EQ(read("book.kba"), before);
+    EXPECT_EQ(done({"pages", "other.kba", "list"}), "1\t1\t0,0,64,48\n2\t1\t0,0,64,48\n");
+}
+
+TEST_F(KannStoreTest, AddChangesItsPageAlone) {
+    makeStores();
+    done({"pages", "rect.kba", "insert", "last", "ellipse.kba", "-o", "book.kba"});
+    done({"pages", "book.kba", "insert", "last", "note.kba"});
+    done({"add", "book.kba", "hilite", "--rect", "1,1,9,9", "--store-page", "2", "-o", "book.kba"});
+    EXPECT_EQ(contents("book.kba"), "RECT HILITE NOTE");
+    EXPECT_EQ(done({"pages", "book.kba", "list"}), "1\t1\t0,0,64,48\n2\t2\t0,0,64,48\n3\t1\t0,0,64,48\n");
+    done({"convert", "book.kba", "--to", "native", "-o", "copy.kba"});
+    EXPECT_EQ(read("copy.kba"), read("book.kba"));
+    done({"convert", "book.kba", "--to", "native", "--page", "3", "-o", "third.kba"});
+    EXPECT_EQ(contents("third.kba"), "NOTE");
+}
+
+TEST_F(KannStoreTest, AttachedDataComesBackAndTheRestStays) {
+    makeStores();
+    makeScan("scan.tif", 3);
+    const std::string original = read("scan.tif");
+    done({"attach", "scan.tif", "rect.kba", "--page", "2", "-o", "tagged.tif"});
+    EXPECT_EQ(read("scan.tif"), original);
+    done({"extract", "tagged.tif", "--page", "2", "-o", "back.kba"});
+    EXPECT_EQ(read("back.kba"), read("rect.kba"));
+    EXPECT_EQ(kann({"extract", "tagged.tif", "--page", "1", "-o", "none.kba"}).status, 1);
+    EXPECT_EQ(kann({"attach", "scan.tif", "rect.kba", "--page", "4", "-o", "none.tif"}).status, 1);
+
+    // Over itself, another page and another value.
+    done({"attach", "tagged.tif", "ellipse.kba", "--page", "3", "-o", "tagged.tif"});
+    done({"attach", "tagged.tif", "note.kba", "--page", "2", "-o", "tagged.tif"});
+    EXPECT_NE(done({"info", "tagged.tif", "--page", "3"}).find("ELLIPSE"), std::string::npos);
+    EXPECT_NE(done({"info", "tagged.tif", "--page", "2"}).find("NOTE"), std::string::npos);
+
+    done({"detach", "tagged.tif", "--page", "2", "-o", "tagged.tif"});
+    done({"detach", "tagged.tif", "--page", "3", "-o", "tagged.tif"});
+    const std::string bare = read("tagged.tif");
+    EXPECT_EQ(bare.find("KBANN"), std::string::npos) << "the data's bytes are still there";
+    for (int page = 1; page <= 3; ++page) {
+        SCOPED_TRACE(page);
+        EXPECT_EQ(kann({"extract", "tagged.tif", "--page", std::to_string(page), "-o", "none.kba"}).status, 1);
+        EXPECT_EQ(tagsOf("tagged.tif", page), tagsOf("scan.tif", page));
+        EXPECT_FALSE(pixels("scan.tif", page).empty());
+        EXPECT_TRUE(pixels("tagged.tif", page) == pixels("scan.tif", page));
+    }
+    EXPECT_FALSE(exists("none.kba"));
+}
+
+TEST_F(KannStoreTest, TextsKeepEveryCharacterOfTheCodePage) {
+    // UTF-8 of the bytes 0x80 to 0xFF that windows-1252 has.
+    std::string text = "\xE2\x82\xAC\xE2\x80\x9A\xC6\x92\xE2\x80\x9E\xE2\x80\xA6\xE2\x80\xA0\xE2\x80\xA1\xCB\x86\xE2\x80\xB0"
+                       "\xC5\xA0\xE2\x80\xB9\xC5\x92"
+                       "\xC5\xBD\xE2\x80\x98\xE2\x80\x99\xE2\x80\x9C\xE2\x80\x9D\xE2\x80\xA2\xE2\x80\x93\xE2\x80\x94\xCB\x9C"
+                       "\xE2\x84\xA2\xC5\xA1\xE2\x80\xBA"
+                       "\xC5\x93\xC5\xBE\xC5\xB8";
+    for (int c = 0xA0; c < 0x100; ++c) {
+        text += static_cast<char>(0xC0 | c >> 6);
+        text += static_cast<char>(0x80 | (c & 0x3F));
+    }
+    done({"add", "new:9x9", "note", "--rect", "1,1,8,8", "--text", text, "-o", "text.kba"});
+    EXPECT_NE(done({"info", "text.kba", "--json"}).find("\"pszText\": \"" + text + "\""), std::string::npos);
+    for (const char* bad : {"\xC0\x80", "\xE2\x82", "\xED\xA0", "\x80", "\xF0\x9F\x98\x80", "\xC4\x80"}) {
+        EXPECT_EQ(kann({"add", "new:9x9", "note", "--rect", "1,1,8,8", "--text", bad, "-o", "bad.kba"}).status, 2);
+    }
+    EXPECT_FALSE(exists("bad.kba"));
+}
