@@ -82,5 +82,3 @@ void Destroy(benchmark::State& state) {
 BENCHMARK(Destroy)->Unit(benchmark::kMillisecond);
 
 } // namespace
-
-BENCHMARK_MAIN();

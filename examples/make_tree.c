@@ -339,7 +339,7 @@ static void samplerMixing(HANNOBJECT hRoot) {
     const AnnRect marks = cell(6, 3);
     addText(hRoot, ANN_OBJECT_TEXT, marks.left, marks.top + 10, marks.right, marks.top + 80, "seen through colour", 46,
             black);
-    addRect(hRoot, ANN_OBJECT_HILITE, marks.left, marks.top + 8, marks.left + 300, marks.top + 72);
+    addRect(hRoot, ANN_OBJECT_HILITE, marks.left, marks.top + 8, marks.left + 284, marks.top + 72);
     addText(hRoot, ANN_OBJECT_TEXT, marks.left, marks.top + 130, marks.right, marks.top + 200, "hidden for good", 46, black);
     addRect(hRoot, ANN_OBJECT_REDACT, marks.left, marks.top + 128, marks.left + 220, marks.top + 192);
 }
@@ -349,7 +349,7 @@ static void samplerOthers(HANNOBJECT hRoot) {
     addText(hRoot, ANN_OBJECT_BUTTON, button.left + 20, button.top, button.left + 300, button.top + 84, "Continue", 42,
             black);
     HANNOBJECT hSecond = addText(hRoot, ANN_OBJECT_BUTTON, button.left + 130, button.top + 120, button.right - 20,
-                                 button.bottom, "Back to the plan", 42, blue);
+                                 button.bottom, "Back", 42, blue);
     keep(K_AnnSetFontItalic(hSecond, TRUE, 0));
 
     HANNOBJECT hOuter = addRect(hRoot, ANN_OBJECT_CONTAINER, group.left, group.top, group.right, group.bottom);

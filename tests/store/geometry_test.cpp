@@ -137,8 +137,9 @@ TEST(Geometry, PointerKeepsItsEnds) {
     EXPECT_EQ(K_AnnRotate(pointer, 90, nullptr, 0), SUCCESS);
     AnnPoint ends[2];
     K_AnnGetPoints(pointer, ends);
-    EXPECT_NEAR(ends[0].x, 150, 1e-9);
-    EXPECT_NEAR(ends[0].y, 150, 1e-9); // clockwise
+    EXPECT_NEAR(ends[1].x, 150, 1e-9);
+    EXPECT_NEAR(ends[1].y, 150, 1e-9); // the tip, clockwise
+    EXPECT_EQ(record(pointer).ptPointerTip.y, ends[1].y);
     const HANNOBJECT dot = makeItem(tree.root, ANN_OBJECT_POINTER, {50, 50, 50, 50});
     const auto outline = annPointerOutline(record(dot), identityMatrix);
     EXPECT_EQ(outline.p[1].x, 45);
