@@ -23,7 +23,8 @@ HANNOBJECT add(HANNOBJECT root, uint32_t type) {
 }
 
 void setPoints(HANNOBJECT object, const std::vector<double>& values) {
-    check(K_AnnSetPoints(object, reinterpret_cast<const AnnPoint*>(values.data()), static_cast<uint32_t>(values.size() / 2)), "points");
+    check(K_AnnSetPoints(object, reinterpret_cast<const AnnPoint*>(values.data()), static_cast<uint32_t>(values.size() / 2)),
+          "points");
 }
 
 void addObject(HANNOBJECT root, const scene::Object& o) {
@@ -108,11 +109,14 @@ struct Page {
     HDC dc = nullptr;
 };
 
-void drawScene(const char* workload, const char* variant, const scene::Scene& s, int bits, double ops, const char* dump = nullptr) {
+void drawScene(const char* workload, const char* variant, const scene::Scene& s, int bits, double ops,
+               const char* dump = nullptr) {
     Page page(s.width, s.height, bits);
     const HANNOBJECT root = build(s);
-    scene::measure(workload, variant, ops, [&] { check(K_AnnDraw(page.dc, nullptr, root), "K_AnnDraw"); }, [&] { page.clear(); });
-    if (dump && std::getenv("DUMP")) K_SaveFile(scene::folderFile("OUTDIR", "out", dump).c_str(), &page.bitmap, KB_FORMAT_PNG, nullptr);
+    scene::measure(
+        workload, variant, ops, [&] { check(K_AnnDraw(page.dc, nullptr, root), "K_AnnDraw"); }, [&] { page.clear(); });
+    if (dump && std::getenv("DUMP"))
+        K_SaveFile(scene::folderFile("OUTDIR", "out", dump).c_str(), &page.bitmap, KB_FORMAT_PNG, nullptr);
     K_AnnDestroy(root, 0);
 }
 
@@ -148,7 +152,8 @@ void copySaveLoad() {
         if (copy) K_AnnDestroy(copy, ANN_FLAG_NOINVALIDATE);
         copy = nullptr;
     };
-    scene::measure("W6copy", "deep copy, warm pool", count, [&] { check(K_AnnCopy(root, &copy), "copy"); }, destroyCopy);
+    scene::measure(
+        "W6copy", "deep copy, warm pool", count, [&] { check(K_AnnCopy(root, &copy), "copy"); }, destroyCopy);
     destroyCopy();
 
     HGLOBAL memory = nullptr;
@@ -157,19 +162,24 @@ void copySaveLoad() {
         if (memory) GlobalFree(memory);
         memory = nullptr;
     };
-    scene::measure("W6txt", "save to memory", count,
-                   [&] { check(K_AnnSaveMemory(root, ANN_FMT_NATIVE, FALSE, &memory, &size, nullptr), "save"); }, freeMemory);
+    scene::measure(
+        "W6txt", "save to memory", count,
+        [&] { check(K_AnnSaveMemory(root, ANN_FMT_NATIVE, FALSE, &memory, &size, nullptr), "save"); }, freeMemory);
     const void* bytes = GlobalLock(memory);
-    scene::measure("W6txt", "load from memory", count, [&] { check(K_AnnLoadMemory(bytes, size, &copy, nullptr), "load"); },
-                   destroyCopy, std::to_string(size / 1'000'000) + " MB");
+    scene::measure(
+        "W6txt", "load from memory", count, [&] { check(K_AnnLoadMemory(bytes, size, &copy, nullptr), "load"); },
+        destroyCopy, std::to_string(size / 1'000'000) + " MB");
     const std::string file = scene::folderFile("OUTDIR", "out", "w6_kbann.kba");
-    scene::measure("W6txt", "save to file", count, [&] { check(K_AnnSave(file.c_str(), root, ANN_FMT_NATIVE, FALSE, nullptr), "save"); });
-    scene::measure("W6txt", "load from file", count, [&] { check(K_AnnLoad(file.c_str(), &copy, nullptr), "load"); }, destroyCopy);
+    scene::measure("W6txt", "save to file", count,
+                   [&] { check(K_AnnSave(file.c_str(), root, ANN_FMT_NATIVE, FALSE, nullptr), "save"); });
+    scene::measure(
+        "W6txt", "load from file", count, [&] { check(K_AnnLoad(file.c_str(), &copy, nullptr), "load"); }, destroyCopy);
 }
 
 // `kann render` as a process, which is what a user waits for.
 void renderPage(const char* workload, const char* image, const std::string& store) {
-    const std::string in = scene::folderFile("SCENES", "scenes", image), out = scene::folderFile("OUTDIR", "out", "w7_kbann.png");
+    const std::string in = scene::folderFile("SCENES", "scenes", image),
+                      out = scene::folderFile("OUTDIR", "out", "w7_kbann.png");
     const char* told = std::getenv("KANN");
     const std::string kann = told ? told : "kann";
     scene::measure(workload, "kann render", 1, [&] {
@@ -198,12 +208,20 @@ void page() {
 int main(int argc, char** argv) {
     const std::string workload = argc > 1 ? argv[1] : "";
     try {
-        if (workload == "W1") mixed();
-        else if (workload == "W2") highlights();
-        else if (workload == "W4") longStroke();
-        else if (workload == "W6") copySaveLoad();
-        else if (workload == "W7") page();
-        else return std::fprintf(stderr, "usage: kbann_peers W1|W2|W4|W6|W7\n"), 2;
-    } catch (const std::exception& fault) { return std::fprintf(stderr, "kbann_peers: %s\n", fault.what()), 1; }
+        if (workload == "W1")
+            mixed();
+        else if (workload == "W2")
+            highlights();
+        else if (workload == "W4")
+            longStroke();
+        else if (workload == "W6")
+            copySaveLoad();
+        else if (workload == "W7")
+            page();
+        else
+            return std::fprintf(stderr, "usage: kbann_peers W1|W2|W4|W6|W7\n"), 2;
+    } catch (const std::exception& fault) {
+        return std::fprintf(stderr, "kbann_peers: %s\n", fault.what()), 1;
+    }
     return 0;
 }

@@ -102,8 +102,9 @@ inline double statusMegabytes(const char* key) {
 }
 
 // One run untimed, then five (RUNS changes that). before() is never timed.
-inline void measure(const char* workload, const char* variant, double ops, const std::function<void()>& run,
-                    const std::function<void()>& before = [] {}, const std::string& note = "") {
+inline void measure(
+    const char* workload, const char* variant, double ops, const std::function<void()>& run,
+    const std::function<void()>& before = [] {}, const std::string& note = "") {
     const double base = statusMegabytes("VmRSS:");
     const char* told = std::getenv("RUNS");
     const int runs = told ? std::atoi(told) : 5;
@@ -115,8 +116,8 @@ inline void measure(const char* workload, const char* variant, double ops, const
         if (i) times.push_back(now() - start);
     }
     std::ranges::sort(times);
-    std::printf("%s|kbann|%s|%zu|%.6f|%.6f|%.6f|%.0f|%.1f|%.1f|%s\n", workload, variant, times.size(), times[times.size() / 2],
-                times.front(), times.back(), ops, base, statusMegabytes("VmHWM:"), note.c_str());
+    std::printf("%s|kbann|%s|%zu|%.6f|%.6f|%.6f|%.0f|%.1f|%.1f|%s\n", workload, variant, times.size(),
+                times[times.size() / 2], times.front(), times.back(), ops, base, statusMegabytes("VmHWM:"), note.c_str());
     std::fflush(stdout);
 }
 

@@ -60,13 +60,13 @@ typedef struct KernelSaveOptions {
 
 typedef struct KernelFileInfo {
     int32_t nFormat;
-    int32_t nWidth, nHeight;  /* as stored */
-    int32_t nBitsPerPixel;    /* of the record that a load gives */
+    int32_t nWidth, nHeight; /* as stored */
+    int32_t nBitsPerPixel;   /* of the record that a load gives */
     int32_t nXResolution, nYResolution;
-    uint32_t uFlags;          /* set to 0x1000 by the caller before a load from memory */
+    uint32_t uFlags; /* set to 0x1000 by the caller before a load from memory */
     int32_t nPages;
     int32_t nPage;
-    int32_t nCompression;     /* KB_COMPRESS_* of a TIFF page, else 0 */
+    int32_t nCompression; /* KB_COMPRESS_* of a TIFF page, else 0 */
     int32_t nViewPerspective;
 } KernelFileInfo;
 
@@ -79,7 +79,8 @@ KB_API int K_MemoryFileInfo(const void* pData, KernelFileInfo* pInfo, size_t siz
 
 /* Loads at the file's own depth. b is overwritten, not freed. pInfo may be null. Grey of 2 to 16 bits comes as 4, 8, 12 or
  * 16 bits; alpha as 32 bits with Alpha set; MINISWHITE and orientation are told by palette and perspective. */
-KB_API int K_LoadFile(const char* pszPath, KernelBitmap* b, int r1, int r2, const KernelLoadOptions* pOptions, KernelFileInfo* pInfo);
+KB_API int K_LoadFile(const char* pszPath, KernelBitmap* b, int r1, int r2, const KernelLoadOptions* pOptions,
+                      KernelFileInfo* pInfo);
 /* The same from memory; bits 0 keeps the file's depth, any other changes it. */
 KB_API int K_LoadMemory(const void* pData, KernelBitmap* b, int r1, int bits, size_t size, const KernelLoadOptions* pOptions,
                         KernelFileInfo* pInfo);
@@ -94,7 +95,10 @@ KB_API int K_SetFileTag(uint16_t tag, uint16_t type, uint32_t count, const void*
 KB_API int K_GetFileTag(const char* pszPath, uint16_t tag, uint16_t* pType, uint32_t* pCount, void* pBuffer,
                         const KernelLoadOptions* pOptions);
 
-typedef struct KernelMemoryFile { const void* pOldData; size_t uOldSize; } KernelMemoryFile;
+typedef struct KernelMemoryFile {
+    const void* pOldData;
+    size_t uOldSize;
+} KernelMemoryFile;
 KB_API int K_BeginMemoryFile(KernelMemoryFile* pContext, const void* pData, size_t size);
 KB_API int K_EndMemoryFile(KernelMemoryFile* pContext, int r1, int r2, int result); /* gives `result` */
 
@@ -106,7 +110,8 @@ KB_API int K_EndMemoryFile(KernelMemoryFile* pContext, int r1, int r2, int resul
  * compression that doesn't fit the depth. */
 KB_API int K_SaveFile(const char* pszPath, const KernelBitmap* b, int format, const KernelSaveOptions* pOptions);
 /* The same into a new memory block of *puSize bytes, the caller's to free. */
-KB_API int K_SaveMemory(const KernelBitmap* b, int format, const KernelSaveOptions* pOptions, HGLOBAL* phMem, size_t* puSize);
+KB_API int K_SaveMemory(const KernelBitmap* b, int format, const KernelSaveOptions* pOptions, HGLOBAL* phMem,
+                        size_t* puSize);
 /* Format of data by its first bytes (16 suffice), KB_FORMAT_*. */
 KB_API int K_RecognizeFormat(const void* pData, size_t size);
 /* Largest image in pixels that any load makes, 2^28 unless set. Gives the old limit. */

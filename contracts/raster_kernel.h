@@ -60,14 +60,14 @@ typedef struct KernelBitmap {
 /* Ten words. nHandle is the value of an HMETAFILE or HENHMETAFILE; an empty holder has 0 there. */
 typedef struct KernelMetafile {
     uint32_t nHandle;
-    uint32_t bEnhanced;   /* kind: 0 classic, 1 enhanced */
-    int32_t nMapMode;     /* words 3 to 8: of a classic metafile its METAFILEPICT and placeable header */
+    uint32_t bEnhanced; /* kind: 0 classic, 1 enhanced */
+    int32_t nMapMode;   /* words 3 to 8: of a classic metafile its METAFILEPICT and placeable header */
     int32_t nExtentX;
     int32_t nExtentY;
     int32_t nUnitsPerInch;
     int32_t nLeft;
     int32_t nTop;
-    int32_t nWidth;       /* words 9 and 10: size of the picture in its own units */
+    int32_t nWidth; /* words 9 and 10: size of the picture in its own units */
     int32_t nHeight;
 } KernelMetafile;
 
@@ -97,7 +97,8 @@ KB_API void K_ReleaseWorkBitmap(KernelBitmap* b, int mode);
 /* src at another depth in dst (which may be src). To 1 bit at half brightness, to 4 and 8 bits by nearest colour of a fixed
  * palette (16 system colours; 6x6x6 cube and greys) unless the image has few enough colours of its own; grey images stay
  * grey. `mode` 0 plain, 1 error diffusion at 1 bit. */
-KB_API int K_ChangeBitmapDepth(const KernelBitmap* src, KernelBitmap* dst, int bits, int mode, int r1, int r2, int r3, int r4, int r5);
+KB_API int K_ChangeBitmapDepth(const KernelBitmap* src, KernelBitmap* dst, int bits, int mode, int r1, int r2, int r3,
+                               int r4, int r5);
 /* 1 when every colour (palette or pixel order) is grey, else 0. */
 KB_API int K_IsGrayscaleBitmap(const KernelBitmap* b);
 
@@ -186,7 +187,7 @@ KB_API void K_SetConversionSetting(uint32_t first, uint32_t second);
 /* --- Metafile holders --------------------------------------------------------------------------------------------------- */
 
 KB_API int K_CopyMetafile(KernelMetafile* dst, const KernelMetafile* src); /* an own copy of the bits; empty copies empty */
-KB_API void K_FreeMetafile(KernelMetafile* m);                              /* empty afterwards */
+KB_API void K_FreeMetafile(KernelMetafile* m);                             /* empty afterwards */
 /* Takes over a platform metafile handle of either kind: the holder owns it. ERROR_INV_PARAMETER for a dead one. */
 KB_API int K_WrapMetafile(HANDLE handle, KernelMetafile* m);
 /* The metafile's bits (classic: without placeable header). With a null buffer gives the size; else the bytes copied, at
@@ -210,7 +211,7 @@ KB_API void K_FreeHeap(void* p);
  * new files are made with 0666 less the process's mask. Folders are refused. The name "DUMMY" opens the memory file of
  * the calling thread while there is one. A handle of 0 or above, or -1 with the last error set (2: not there). */
 KB_API int K_FileOpen(const char* pszPath, int flags, int mode, intptr_t user);
-KB_API int K_FileRead(int file, void* pBuffer, int count, intptr_t user);  /* bytes, 0 at the end, -1 */
+KB_API int K_FileRead(int file, void* pBuffer, int count, intptr_t user); /* bytes, 0 at the end, -1 */
 /* Bytes written, -1 on a fault. A count of 0 cuts the file at the present position. */
 KB_API int K_FileWrite(int file, const void* pBuffer, int count, intptr_t user);
 KB_API int64_t K_FileSeek(int file, int64_t offset, int origin, intptr_t user); /* the new position, or -1 */

@@ -14,7 +14,20 @@
 namespace kb {
 
 enum class HandleKind : uint32_t {
-    memory = 1, deviceContext, pen, brush, font, bitmap, region, metafile, window, menu, cursor, palette, module, annotation
+    memory = 1,
+    deviceContext,
+    pen,
+    brush,
+    font,
+    bitmap,
+    region,
+    metafile,
+    window,
+    menu,
+    cursor,
+    palette,
+    module,
+    annotation
 };
 
 inline constexpr uint32_t handleIndexBits = 22;
@@ -86,8 +99,10 @@ public:
         Slot& s = *slot(index);
         s.handle.store(0, std::memory_order_release);
         s.object.store(nullptr, std::memory_order_relaxed);
-        if (freeCount_++) slot(freeTail_)->nextFree = index;
-        else freeHead_ = index;
+        if (freeCount_++)
+            slot(freeTail_)->nextFree = index;
+        else
+            freeHead_ = index;
         freeTail_ = index;
         --live_;
         return object;
@@ -108,7 +123,9 @@ private:
     static constexpr uint32_t chunkSize = 4096;
     static constexpr uint32_t reuseThreshold = 65'536;
 
-    Slot* slot(uint32_t index) const { return chunks_[index / chunkSize].load(std::memory_order_relaxed) + index % chunkSize; }
+    Slot* slot(uint32_t index) const {
+        return chunks_[index / chunkSize].load(std::memory_order_relaxed) + index % chunkSize;
+    }
 
     const uint32_t kind_;
     mutable std::mutex mutex_;

@@ -16,12 +16,12 @@ extern "C" {
 #define GMEM_INVALID_HANDLE 0x8000u
 #define GHND (GMEM_MOVEABLE | GMEM_ZEROINIT)
 
-#define ERROR_FILE_MISSING 2u      /* last error: the file isn't there */
-#define ERROR_PATH_MISSING 3u      /* last error: a folder of the path isn't there */
-#define ERROR_ACCESS_REFUSED 5u    /* last error: no permission, or a folder where a file was asked for */
-#define ERROR_BAD_HANDLE 6u        /* last error: the handle isn't a live one */
-#define ERROR_OUT_OF_MEMORY 8u     /* last error: no memory */
-#define ERROR_DISK_IS_FULL 112u    /* last error: the device has no room left */
+#define ERROR_FILE_MISSING 2u   /* last error: the file isn't there */
+#define ERROR_PATH_MISSING 3u   /* last error: a folder of the path isn't there */
+#define ERROR_ACCESS_REFUSED 5u /* last error: no permission, or a folder where a file was asked for */
+#define ERROR_BAD_HANDLE 6u     /* last error: the handle isn't a live one */
+#define ERROR_OUT_OF_MEMORY 8u  /* last error: no memory */
+#define ERROR_DISK_IS_FULL 112u /* last error: the device has no room left */
 
 #define RT_CURSOR 1
 #define RT_BITMAP 2
@@ -78,7 +78,7 @@ KB_API DWORD GetCurrentThreadId(void);
 KB_API HANDLE GetCurrentThread(void);
 KB_API LONG InterlockedIncrement(volatile LONG* pValue); /* the new value */
 KB_API LONG InterlockedDecrement(volatile LONG* pValue); /* the new value */
-KB_API DWORD GetLastError(void);                          /* of the calling thread */
+KB_API DWORD GetLastError(void);                         /* of the calling thread */
 KB_API void SetLastError(DWORD code);
 /* number x numerator / denominator in 64 bits, rounded half away from zero; -1 for a zero denominator or overflow. */
 KB_API int MulDiv(int number, int numerator, int denominator);

@@ -49,9 +49,15 @@ typedef struct KbMetafile* HMETAFILE;
 typedef struct KbEnhMetafile* HENHMETAFILE;
 typedef void* HGDIOBJ; /* any of pen, brush, font, bitmap, region, palette */
 
-typedef struct POINT { LONG x, y; } POINT;
-typedef struct SIZE { LONG cx, cy; } SIZE;
-typedef struct RECT { LONG left, top, right, bottom; } RECT;
+typedef struct POINT {
+    LONG x, y;
+} POINT;
+typedef struct SIZE {
+    LONG cx, cy;
+} SIZE;
+typedef struct RECT {
+    LONG left, top, right, bottom;
+} RECT;
 
 #define TRUE 1
 #define FALSE 0

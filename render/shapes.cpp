@@ -81,7 +81,9 @@ bool annDrawEllipse(const Drawing& d) {
     try {
         const auto points = ellipsePolygon(d);
         return Polygon(d.hDC, points.data(), static_cast<int>(points.size()));
-    } catch (const std::bad_alloc&) { return false; }
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 bool annDrawOpenLine(const Drawing& d) {

@@ -28,8 +28,10 @@ void drawShadow(HDC hDC, const RECT& r) {
         SelectObject(hDC, brush);
         SetBkColor(hDC, 0x000000);
         SetTextColor(hDC, 0xFFFFFF);
-        PatBlt(hDC, r.left + shadowWidth, r.bottom - shadowWidth, r.right - r.left - shadowWidth, shadowWidth, patternAndDestination);
-        PatBlt(hDC, r.right - shadowWidth, r.top + shadowWidth, shadowWidth, r.bottom - r.top - shadowWidth, patternAndDestination);
+        PatBlt(hDC, r.left + shadowWidth, r.bottom - shadowWidth, r.right - r.left - shadowWidth, shadowWidth,
+               patternAndDestination);
+        PatBlt(hDC, r.right - shadowWidth, r.top + shadowWidth, shadowWidth, r.bottom - r.top - shadowWidth,
+               patternAndDestination);
         RestoreDC(hDC, saved);
         DeleteObject(brush);
     }
@@ -79,7 +81,8 @@ bool annDrawNote(const Drawing& d) {
     const FontSelection font(d.hDC, annMakeFont(d.matrix, d.record, 0));
     if (!font) return false;
     SetBkMode(d.hDC, TRANSPARENT);
-    RECT inner{r.left + textMargin, r.top + textMargin, r.right - shadowWidth - textMargin, r.bottom - shadowWidth - textMargin};
+    RECT inner{r.left + textMargin, r.top + textMargin, r.right - shadowWidth - textMargin,
+               r.bottom - shadowWidth - textMargin};
     std::string_view text = d.record.pszText.view();
     annWrapText(d.hDC, font.font(), text, inner);
     return true;
@@ -90,8 +93,8 @@ bool annDrawButton(const Drawing& d) {
     if (!annQuadRect(d.matrix, d.record.quad, r)) return false;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
     const bool pressed = d.record.nActiveState == ANN_ACTIVE_ENABLED;
-    const COLORREF frame = GetSysColor(COLOR_WINDOWFRAME), shadow = GetSysColor(COLOR_BTNSHADOW), face = GetSysColor(COLOR_BTNFACE),
-                   highlight = GetSysColor(COLOR_BTNHIGHLIGHT);
+    const COLORREF frame = GetSysColor(COLOR_WINDOWFRAME), shadow = GetSysColor(COLOR_BTNSHADOW),
+                   face = GetSysColor(COLOR_BTNFACE), highlight = GetSysColor(COLOR_BTNHIGHLIGHT);
     const int w = r.right - r.left - 2, h = r.bottom - r.top - 2, x = r.left + 1, y = r.top + 1;
     fill(d.hDC, frame, x, r.top, w, 1);
     fill(d.hDC, frame, x, r.bottom - 1, w, 1);

@@ -143,7 +143,8 @@ int K_AnnGetPointCount(HANNOBJECT hObject, uint32_t* pnPoints) {
 int K_AnnMove(HANNOBJECT hObject, double dX, double dY, uint32_t uFlags) {
     return exported([&] {
         constexpr AnnPoint origin{};
-        return transformWalk(hObject, Transform::moveOrResize, 0, &origin, uFlags, [&] { return AnnMatrix{1, 0, 0, 1, dX, dY}; });
+        return transformWalk(hObject, Transform::moveOrResize, 0, &origin, uFlags,
+                             [&] { return AnnMatrix{1, 0, 0, 1, dX, dY}; });
     });
 }
 
@@ -165,11 +166,13 @@ int K_AnnRotate(HANNOBJECT hObject, double dAngle, const AnnPoint* pCenter, uint
 }
 
 int K_AnnFlip(HANNOBJECT hObject, const AnnPoint* pCenter, uint32_t uFlags) {
-    return exported(
-        [&] { return transformWalk(hObject, Transform::flip, 0, pCenter, uFlags, [] { return AnnMatrix{1, 0, 0, -1, 0, 0}; }); });
+    return exported([&] {
+        return transformWalk(hObject, Transform::flip, 0, pCenter, uFlags, [] { return AnnMatrix{1, 0, 0, -1, 0, 0}; });
+    });
 }
 
 int K_AnnReverse(HANNOBJECT hObject, const AnnPoint* pCenter, uint32_t uFlags) {
-    return exported(
-        [&] { return transformWalk(hObject, Transform::reverse, 0, pCenter, uFlags, [] { return AnnMatrix{-1, 0, 0, 1, 0, 0}; }); });
+    return exported([&] {
+        return transformWalk(hObject, Transform::reverse, 0, pCenter, uFlags, [] { return AnnMatrix{-1, 0, 0, 1, 0, 0}; });
+    });
 }

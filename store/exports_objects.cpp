@@ -33,8 +33,10 @@ int createContainer(HWND hWnd, const AnnRect* pRect, BOOL bVisible, HANNOBJECT* 
     if (hWnd) code = K_AnnSetWnd(hMade, hWnd);
     if (code == SUCCESS && pRect) code = K_AnnSetRect(hMade, pRect);
     if (code == SUCCESS) code = setVisible(hMade, bVisible);
-    if (code == SUCCESS) *phContainer = hMade;
-    else annFreeRecord(annFromHandle(hMade));
+    if (code == SUCCESS)
+        *phContainer = hMade;
+    else
+        annFreeRecord(annFromHandle(hMade));
     return code;
 }
 
@@ -44,8 +46,10 @@ int createItem(HANNOBJECT hContainer, uint32_t nType, BOOL bVisible, HANNOBJECT*
     if (code != SUCCESS) return code;
     code = annInsert(hContainer, hMade, ANN_IFLAG_STAMP, noMenuItem, nullptr);
     if (code == SUCCESS) code = setVisible(hMade, bVisible);
-    if (code == SUCCESS) *phObject = hMade;
-    else if (AnnObject* record = annFromHandle(hMade)) annDestroy(record, ANN_IFLAG_NOEVENT, noMenuItem);
+    if (code == SUCCESS)
+        *phObject = hMade;
+    else if (AnnObject* record = annFromHandle(hMade))
+        annDestroy(record, ANN_IFLAG_NOEVENT, noMenuItem);
     return code;
 }
 
@@ -124,9 +128,8 @@ int K_AnnCopy(HANNOBJECT hObject, HANNOBJECT* phCopy) {
 }
 
 int K_AnnInsert(HANNOBJECT hContainer, HANNOBJECT hObject, BOOL bStripContainer) {
-    return exported([&] {
-        return annInsert(hContainer, hObject, bStripContainer ? ANN_FLAG_NOTCONTAINER : 0, noMenuItem, nullptr);
-    });
+    return exported(
+        [&] { return annInsert(hContainer, hObject, bStripContainer ? ANN_FLAG_NOTCONTAINER : 0, noMenuItem, nullptr); });
 }
 
 int K_AnnRemove(HANNOBJECT hObject) {
@@ -137,7 +140,8 @@ int K_AnnEnumerate(HANNOBJECT hObject, AnnEnumProc pfnCallback, void* pUser, uin
     return exported([&]() -> int {
         AnnObject* record = annFromHandle(hObject);
         if (!record || !pfnCallback) return ERROR_INV_PARAMETER;
-        return annWalk(record, uFlags, pszUserList, [&](AnnObject& found) { return pfnCallback(annToHandle(&found), pUser); });
+        return annWalk(record, uFlags, pszUserList,
+                       [&](AnnObject& found) { return pfnCallback(annToHandle(&found), pUser); });
     });
 }
 

@@ -43,7 +43,8 @@ bool handleRoomFor(AnnObject& record, uint32_t count) {
 
 void setHandles(AnnObject& record, std::span<const AnnPoint> points) {
     if (!handleRoomFor(record, static_cast<uint32_t>(points.size()))) return;
-    std::ranges::transform(points, record.pHandles.begin(), [&](AnnPoint p) { return annRound(annApply(record.xfToClient, p)); });
+    std::ranges::transform(points, record.pHandles.begin(),
+                           [&](AnnPoint p) { return annRound(annApply(record.xfToClient, p)); });
     record.nHandles = static_cast<uint32_t>(points.size());
 }
 
@@ -73,7 +74,9 @@ void computeHandles(AnnObject& record) {
     case ANN_OBJECT_CROSSPRODUCT:
     case ANN_OBJECT_POINT:
     case ANN_OBJECT_PROTRACTOR: setHandles(record, {record.pPoints.data(), record.nPoints()}); break;
-    default: setHandles(record, std::array{record.quad[0], record.quad[1], record.quad[2], annFourthCorner(record.quad)}); break;
+    default:
+        setHandles(record, std::array{record.quad[0], record.quad[1], record.quad[2], annFourthCorner(record.quad)});
+        break;
     }
 }
 
@@ -82,7 +85,8 @@ RECT pointPictureRect(const AnnObject& record, const AnnMatrix& m) {
     const AnnPoint p = annApply(m, record.pPoints[0]);
     const double w = m.a * record.bitmap.Width + m.b * record.bitmap.Height;
     const double h = m.c * record.bitmap.Width + m.d * record.bitmap.Height;
-    return {annTruncate(p.x - w / 2), annTruncate(p.y - h / 2), annTruncate(p.x + (w + 1) / 2), annTruncate(p.y + (h + 1) / 2)};
+    return {annTruncate(p.x - w / 2), annTruncate(p.y - h / 2), annTruncate(p.x + (w + 1) / 2),
+            annTruncate(p.y + (h + 1) / 2)};
 }
 
 RECT boxOf(std::span<const AnnPoint> points, const AnnMatrix& m) {
@@ -157,7 +161,8 @@ void computeOne(AnnObject& record) {
     record.ptCenter = centerOf(record);
     record.xfToClient = toClient(record);
     record.xfFromClient = annInverse(record.xfToClient);
-    if (record.nType == ANN_OBJECT_POINTER) record.dArrowWidth = record.dArrowLength = annArrowSize(record, record.xfToClient);
+    if (record.nType == ANN_OBJECT_POINTER)
+        record.dArrowWidth = record.dArrowLength = annArrowSize(record, record.xfToClient);
     record.rcBounds = annShapeBounds(record, record.xfToClient);
     computeHandles(record);
     record.ptBrushOrg = {record.rcBounds.left, record.rcBounds.top};
@@ -222,7 +227,8 @@ RECT annShapeBounds(const AnnObject& record, const AnnMatrix& matrix) {
     case ANN_OBJECT_AUTOMATION: return {};
     case ANN_OBJECT_POINTER: {
         RECT box{};
-        for (const POINT& p : annPointerOutline(record, matrix).p) box = annUnion(box, {p.x, p.y, annAdd(p.x, 1), annAdd(p.y, 1)});
+        for (const POINT& p : annPointerOutline(record, matrix).p)
+            box = annUnion(box, {p.x, p.y, annAdd(p.x, 1), annAdd(p.y, 1)});
         return box;
     }
     case ANN_OBJECT_POINT: return pointPictureRect(record, matrix);
@@ -267,7 +273,8 @@ RECT annPlaceName(const AnnObject& record, const AnnMatrix& matrix, const RECT& 
     for (const AnnPoint& p : annQuadCorners(parent->xfToClient, parent->quad).p) corners.add(p);
     const RECT box = corners.pixels();
     shift = {pushInto(name.left, name.right, box.left, box.right), pushInto(name.top, name.bottom, box.top, box.bottom)};
-    name = {annAdd(name.left, shift.x), annAdd(name.top, shift.y), annAdd(name.right, shift.x), annAdd(name.bottom, shift.y)};
+    name = {annAdd(name.left, shift.x), annAdd(name.top, shift.y), annAdd(name.right, shift.x),
+            annAdd(name.bottom, shift.y)};
     return annIntersect(name, box);
 }
 

@@ -36,7 +36,7 @@ SlotKey keyLibrary = noSlotKey;
 
 struct BitmapResource {
     UINT id;
-    KernelBitmap LibraryState::* field;
+    KernelBitmap LibraryState::*field;
     bool toTrueColor; // shown on any image: at 24 bits
 };
 constexpr BitmapResource bitmapResources[] = {{26105, &LibraryState::lockedIcon, true},

@@ -51,7 +51,9 @@ template <class Body> auto exported(Body&& body) noexcept -> decltype(body()) {
     if (annThreadEpoch != annAttachEpoch.load(std::memory_order_acquire)) annAttachThread();
     try {
         return body();
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
 }
 
 } // namespace kbann

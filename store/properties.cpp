@@ -18,12 +18,18 @@ template <class Field> Field& fieldOf(AnnObject& record, const PropertyMember& m
     return std::visit(
         [&record](auto pointer) -> Field& {
             auto& owner = [&record]() -> auto& {
-                if constexpr (requires { record.*pointer; }) return record;
-                else if constexpr (requires { *record.pPushpin.*pointer; }) return *record.pPushpin;
-                else return *record.pAutomation;
-            }();
-            if constexpr (std::is_same_v<std::remove_reference_t<decltype(owner.*pointer)>, Field>) return owner.*pointer;
-            else __builtin_unreachable(); // the table's rows are proven to fit
+                if constexpr (requires { record.*pointer; })
+                    return record;
+                else if constexpr (requires { *record.pPushpin.*pointer; })
+                    return *record.pPushpin;
+                else
+                    return *record.pAutomation;
+            }
+            ();
+            if constexpr (std::is_same_v<std::remove_reference_t<decltype(owner.*pointer)>, Field>)
+                return owner.*pointer;
+            else
+                __builtin_unreachable(); // the table's rows are proven to fit
         },
         member);
 }
@@ -33,8 +39,10 @@ void adjustDependents(AnnObject& record, Property id, uint32_t value) {
     if (id == Property::rop2 && hasType(typesFillMode, record.nType) && record.nFillMode != ANN_FILLMODE_TRANSPARENT)
         record.nFillMode = value == ANN_ROP2_AND ? ANN_FILLMODE_TRANSLUCENT : ANN_FILLMODE_OPAQUE;
     if (id == Property::fillMode && hasType(typesRop2, record.nType)) {
-        if (value == ANN_FILLMODE_TRANSLUCENT) record.nROP2 = ANN_ROP2_AND;
-        else if (value == ANN_FILLMODE_OPAQUE && record.nROP2 == ANN_ROP2_AND) record.nROP2 = ANN_ROP2_COPY;
+        if (value == ANN_FILLMODE_TRANSLUCENT)
+            record.nROP2 = ANN_ROP2_AND;
+        else if (value == ANN_FILLMODE_OPAQUE && record.nROP2 == ANN_ROP2_AND)
+            record.nROP2 = ANN_ROP2_COPY;
     }
 }
 
@@ -42,7 +50,8 @@ enum class Stored : uint8_t { yes, skipped };
 
 Stored storeFlag(AnnObject& record, const PropertyRow& row, uint32_t value, const char* pszUserList) {
     if (row.id == Property::selected && (record.pszLockKey || !record.bVisible)) return Stored::skipped;
-    if (row.id == Property::visible && value && record.pszUser && !annUserInList(record.pszUser, pszUserList)) return Stored::skipped;
+    if (row.id == Property::visible && value && record.pszUser && !annUserInList(record.pszUser, pszUserList))
+        return Stored::skipped;
     fieldOf<int32_t>(record, row.member) = static_cast<int32_t>(value);
     if (row.id == Property::visible && !value) record.bSelected = 0;
     return Stored::yes;
@@ -70,7 +79,8 @@ int storeBitmap(AnnObject& record, const PropertyRow& row, const KernelBitmap* v
     if (value && value->Allocated) {
         code = K_CopyBitmap(&copy, value);
         if (code == SUCCESS) code = K_PrepareOwnedBitmap(&copy, 1);
-        if (code == SUCCESS) code = K_SetBitmapRgnHandle(&copy, nullptr, nullptr, 0); // made at the first paint, by its own colour
+        if (code == SUCCESS)
+            code = K_SetBitmapRgnHandle(&copy, nullptr, nullptr, 0); // made at the first paint, by its own colour
         if (code != SUCCESS) K_FreeBitmap(&copy);
     }
     K_FreeBitmap(&field);
@@ -86,7 +96,8 @@ int storeMetafile(AnnObject& record, const KernelMetafile* value) {
     KernelMetafile copy{};
     const bool takesDefault = record.nType == ANN_OBJECT_HOTSPOT || record.nType == ANN_OBJECT_FREEHANDHOTSPOT;
     int code = SUCCESS;
-    if (value && !(takesDefault && value->nHandle == libraryState().hotspotDefault.nHandle)) code = K_CopyMetafile(&copy, value);
+    if (value && !(takesDefault && value->nHandle == libraryState().hotspotDefault.nHandle))
+        code = K_CopyMetafile(&copy, value);
     K_FreeMetafile(&record.metafile);
     record.metafile = code == SUCCESS ? copy : KernelMetafile{};
     if (record.nType == ANN_OBJECT_STAMP) record.pszText.clear();
@@ -138,7 +149,8 @@ int setOne(AnnObject& record, const Setting& s, bool bSiblings) {
     if (code != SUCCESS) return code;
 
     // A member of a group is selected with the whole group; a walk through its list reaches the others anyway.
-    if (row.id == Property::selected && !bSiblings && !(s.uFlags & ANN_IFLAG_NOGROUP) && record.pParent && record.pParent->bGrouping) {
+    if (row.id == Property::selected && !bSiblings && !(s.uFlags & ANN_IFLAG_NOGROUP) && record.pParent &&
+        record.pParent->bGrouping) {
         Setting group = s;
         group.uFlags |= ANN_FLAG_NOTCONTAINER | ANN_IFLAG_NOGROUP;
         return setList(record.pParent->pFirstChild, group, true);
@@ -182,10 +194,12 @@ int replaceUserList(AnnObject* record, std::string_view from, const char* to, ui
 
 int annReplaceUser(AnnObject& record, const char* pszOldUser, const char* pszNewUser, uint32_t uFlags) {
     const bool children = uFlags & ANN_FLAG_NOTTHIS;
-    return replaceUserList(children ? record.pFirstChild : &record, pszOldUser ? pszOldUser : "", pszNewUser, uFlags, children);
+    return replaceUserList(children ? record.pFirstChild : &record, pszOldUser ? pszOldUser : "", pszNewUser, uFlags,
+                           children);
 }
 
-int annSetProperty(AnnObject* record, Property id, PropertyValue value, uint32_t uFlags, int nMenuItem, const char* pszUserList) {
+int annSetProperty(AnnObject* record, Property id, PropertyValue value, uint32_t uFlags, int nMenuItem,
+                   const char* pszUserList) {
     if (!record) return ERROR_INV_PARAMETER;
     if (nMenuItem == noMenuItem) uFlags &= ~uint32_t{ANN_FLAG_CHECKMENU};
     const Setting setting{annPropertyRow(id), value, uFlags, nMenuItem, pszUserList};

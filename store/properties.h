@@ -9,19 +9,65 @@
 namespace kbann {
 
 enum class Property : uint8_t {
-    visible, selected, tag, fontBold, fontItalic, fontStrikeThrough, fontUnderline, fontSize, fontName, foreColor, backColor,
-    lineWidth, lineStyle, fillPattern, fillMode, polyFillMode, rop2, transparent, transparentColor, text, bitmap, secondaryBitmap,
-    metafile, showLockedIcon, scalarX, scalarY, offsetX, offsetY, dpiX, dpiY, bitmapDpiX, bitmapDpiY, gaugeLength, showFlags,
-    showNodes, gapNodes, showName, name, nameOffset, nameAutoAdjust, grouping, hyperlinkMenuEnable, tool, noteBack, hiliteBack,
-    redactBack, window, userMode, type, activeState, serial, count
+    visible,
+    selected,
+    tag,
+    fontBold,
+    fontItalic,
+    fontStrikeThrough,
+    fontUnderline,
+    fontSize,
+    fontName,
+    foreColor,
+    backColor,
+    lineWidth,
+    lineStyle,
+    fillPattern,
+    fillMode,
+    polyFillMode,
+    rop2,
+    transparent,
+    transparentColor,
+    text,
+    bitmap,
+    secondaryBitmap,
+    metafile,
+    showLockedIcon,
+    scalarX,
+    scalarY,
+    offsetX,
+    offsetY,
+    dpiX,
+    dpiY,
+    bitmapDpiX,
+    bitmapDpiY,
+    gaugeLength,
+    showFlags,
+    showNodes,
+    gapNodes,
+    showName,
+    name,
+    nameOffset,
+    nameAutoAdjust,
+    grouping,
+    hyperlinkMenuEnable,
+    tool,
+    noteBack,
+    hiliteBack,
+    redactBack,
+    window,
+    userMode,
+    type,
+    activeState,
+    serial,
+    count
 };
 
 enum class PropertyKind : uint8_t { flag, word, color, string, bitmap, handle, real, metafile, namePoint };
 
-using PropertyMember =
-    std::variant<int32_t AnnValues::*, uint32_t AnnValues::*, double AnnValues::*, Text AnnValues::*, AnnPoint AnnValues::*,
-                 KernelBitmap AnnObject::*, KernelMetafile AnnObject::*, KernelBitmap PushpinPart::*, double AutomationPart::*,
-                 uint32_t AutomationPart::*>;
+using PropertyMember = std::variant<int32_t AnnValues::*, uint32_t AnnValues::*, double AnnValues::*, Text AnnValues::*,
+                                    AnnPoint AnnValues::*, KernelBitmap AnnObject::*, KernelMetafile AnnObject::*,
+                                    KernelBitmap PushpinPart::*, double AutomationPart::*, uint32_t AutomationPart::*>;
 
 // What a setter refuses before it stores anything.
 struct PropertyCheck {
@@ -53,7 +99,8 @@ struct PropertyValue {
 
 // The generic setter, the only place that knows how a property is applied to an object, a selection or a subtree, what must
 // be repainted, and which properties depend on each other.
-int annSetProperty(AnnObject* record, Property id, PropertyValue value, uint32_t uFlags, int nMenuItem, const char* pszUserList);
+int annSetProperty(AnnObject* record, Property id, PropertyValue value, uint32_t uFlags, int nMenuItem,
+                   const char* pszUserList);
 // With the row's own check and menu item.
 int annSetChecked(HANNOBJECT hObject, Property id, PropertyValue value, uint32_t uFlags, const char* pszUserList = nullptr);
 

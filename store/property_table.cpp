@@ -85,7 +85,9 @@ consteval bool rowsAreSound() {
     for (size_t i = 0; i < rows.size(); ++i) {
         if (rows[i].id != static_cast<P>(i)) return false;
         const size_t member = rows[i].member.index();
-        const auto oneOf = [member](std::initializer_list<size_t> list) { return std::ranges::find(list, member) != list.end(); };
+        const auto oneOf = [member](std::initializer_list<size_t> list) {
+            return std::ranges::find(list, member) != list.end();
+        };
         bool fits = false;
         switch (rows[i].kind) {
         case flag: fits = oneOf({0}); break;

@@ -141,15 +141,17 @@ void annMakeDialogFont(AnnObject& automation) noexcept {
     if (part.hAutoDlgFont) DeleteObject(part.hAutoDlgFont);
     const Text& own = part.pszAutoText[ANN_AUTOTEXT_DIALOG_FONT];
     const char* face = own ? own.c_str() : libraryState().textDialogFace.c_str();
-    part.hAutoDlgFont = CreateFontA(static_cast<int>(part.uAutoDlgFontSize), 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET,
-                                    OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH | FF_DONTCARE, face);
+    part.hAutoDlgFont =
+        CreateFontA(static_cast<int>(part.uAutoDlgFontSize), 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET,
+                    OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH | FF_DONTCARE, face);
 }
 
 namespace {
 
 int copyPoints(AnnObject& copy, const AnnObject& source) {
     const uint32_t handles = source.pPoints.empty() ? 4 : std::max(source.nPoints(), 5u);
-    if (!copy.pPoints.assign({source.pPoints.data(), source.nPoints()}) || !copy.pHandles.reset(handles)) return ERROR_NO_MEMORY;
+    if (!copy.pPoints.assign({source.pPoints.data(), source.nPoints()}) || !copy.pHandles.reset(handles))
+        return ERROR_NO_MEMORY;
     copy.nHandles = std::min({source.nHandles, source.pHandles.size(), handles});
     std::copy_n(source.pHandles.data(), copy.nHandles, copy.pHandles.data());
     return SUCCESS;
@@ -177,7 +179,9 @@ int copyAutomation(AutomationPart& copy, const AutomationPart& source) {
     if (code != SUCCESS) return code;
     try {
         copy.pUndoStack.assign(source.pUndoStack.size(), 0);
-    } catch (const std::bad_alloc&) { return ERROR_NO_MEMORY; }
+    } catch (const std::bad_alloc&) {
+        return ERROR_NO_MEMORY;
+    }
     copy.nUndoDepth = source.nUndoDepth;
     for (size_t i = 0; i < source.pUndoStack.size() && source.pUndoStack[i]; ++i) {
         const AnnObject* snapshot = annFromHandle(source.pUndoStack[i]);

@@ -89,11 +89,11 @@ struct AnnValues {
     Text pszFontName;
     Text pszText;
 
-    POINT ptBrushOrg{};   // derived
-    RECT rcBounds{};      // derived, client pixels with room for the line
-    RECT rcInvalid{};     // derived, what must be repainted
-    AnnRect annBounds{};  // derived, the untransformed geometry
-    AnnPoint quad[3]{};   // A left top, B left bottom, C right bottom
+    POINT ptBrushOrg{};  // derived
+    RECT rcBounds{};     // derived, client pixels with room for the line
+    RECT rcInvalid{};    // derived, what must be repainted
+    AnnRect annBounds{}; // derived, the untransformed geometry
+    AnnPoint quad[3]{};  // A left top, B left bottom, C right bottom
     AnnPoint ptPointerTip{}, ptPointerTail{};
     double dArrowWidth = 0, dArrowLength = 0; // derived, client pixels
     bool bDerived = false;                    // the derived fields hold for the present geometry
@@ -139,8 +139,8 @@ struct AnnValues {
 };
 
 struct AnnObject : AnnValues {
-    uint32_t hSelf = 0;      // its own handle
-    uint32_t nHandles = 0;   // derived
+    uint32_t hSelf = 0;    // its own handle
+    uint32_t nHandles = 0; // derived
     AnnObject* pParent = nullptr;
     AnnObject* pFirstChild = nullptr; // back of the z-order
     AnnObject* pLastChild = nullptr;  // front; makes appending O(1)

@@ -16,7 +16,8 @@ bool near(double a, double b) { return std::fabs(a - b) <= uprightTolerance; }
 } // namespace
 
 QuadCorners annQuadCorners(const AnnMatrix& matrix, const AnnPoint (&quad)[3]) {
-    return {annApply(matrix, quad[0]), annApply(matrix, quad[1]), annApply(matrix, quad[2]), annApply(matrix, annFourthCorner(quad))};
+    return {annApply(matrix, quad[0]), annApply(matrix, quad[1]), annApply(matrix, quad[2]),
+            annApply(matrix, annFourthCorner(quad))};
 }
 
 bool annQuadRect(const AnnMatrix& matrix, const AnnPoint (&quad)[3], RECT& out) {
@@ -27,7 +28,8 @@ bool annQuadRect(const AnnMatrix& matrix, const AnnPoint (&quad)[3], RECT& out) 
     PointBox box;
     for (const AnnPoint& corner : p) box.add(corner);
     constexpr double beyond = 1.9; // one pixel past the edge, whatever the fraction
-    const RECT rect{annTruncate(box.left), annTruncate(box.top), annTruncate(box.right + beyond), annTruncate(box.bottom + beyond)};
+    const RECT rect{annTruncate(box.left), annTruncate(box.top), annTruncate(box.right + beyond),
+                    annTruncate(box.bottom + beyond)};
     out = annIntersect(rect, {-rectLimit, -rectLimit, rectLimit, rectLimit});
     return true;
 }
@@ -41,7 +43,9 @@ HRGN annQuadRegion(const AnnMatrix& matrix, const AnnPoint (&quad)[3]) {
     return CreatePolygonRgn(points, 4, WINDING);
 }
 
-double annArrowSize(const AnnObject& record, const AnnMatrix& matrix) { return 2.0 + 3.0 * annScale(record.dLineWidth, matrix); }
+double annArrowSize(const AnnObject& record, const AnnMatrix& matrix) {
+    return 2.0 + 3.0 * annScale(record.dLineWidth, matrix);
+}
 
 PointerOutline annPointerOutline(const AnnObject& record, const AnnMatrix& matrix) {
     const AnnPoint tip = annApply(matrix, record.ptPointerTip), tail = annApply(matrix, record.ptPointerTail);

@@ -36,8 +36,7 @@ public:
         text = text.substr(0, text.find('\0'));
         Body* fresh = nullptr;
         if (!text.empty()) {
-            if (text.size() < UINT32_MAX - sizeof(Body))
-                fresh = static_cast<Body*>(KbAlloc(sizeof(Body) + text.size() + 1));
+            if (text.size() < UINT32_MAX - sizeof(Body)) fresh = static_cast<Body*>(KbAlloc(sizeof(Body) + text.size() + 1));
             if (!fresh) return clear(), false;
             new (&fresh->uses) std::atomic<uint32_t>(1);
             fresh->length = static_cast<uint32_t>(text.size());

@@ -1,7 +1,7 @@
 // Moving, resizing, rotating and mirroring: a matrix applied to an object's geometry in the way that suits its type. What
 // must stay readable (a note, a button) goes with its position alone.
-#include "store/geometry.h"
 #include "contracts/raster_kernel.h"
+#include "store/geometry.h"
 
 #include <algorithm>
 
@@ -36,7 +36,8 @@ Way wayOf(const AnnObject& record, Transform how) {
     case ANN_OBJECT_AUTOMATION: return Way::nothing;
     case ANN_OBJECT_POINTER: return Way::pointer;
     case ANN_OBJECT_STAMP:
-        if (how == Transform::rotate) return record.metafile.nHandle && !record.bitmap.Allocated ? Way::position : Way::geometry;
+        if (how == Transform::rotate)
+            return record.metafile.nHandle && !record.bitmap.Allocated ? Way::position : Way::geometry;
         return how == Transform::moveOrResize ? Way::geometry : Way::position;
     case ANN_OBJECT_TEXT: return how == Transform::flip || how == Transform::reverse ? Way::position : Way::geometry;
     case ANN_OBJECT_AUDIO:

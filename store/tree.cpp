@@ -53,10 +53,14 @@ void annLinkLast(AnnObject& container, AnnObject& record) {
 
 void annUnlink(AnnObject& record) {
     AnnObject* parent = record.pParent;
-    if (record.pPrev) record.pPrev->pNext = record.pNext;
-    else if (parent && parent->pFirstChild == &record) parent->pFirstChild = record.pNext;
-    if (record.pNext) record.pNext->pPrev = record.pPrev;
-    else if (parent && parent->pLastChild == &record) parent->pLastChild = record.pPrev;
+    if (record.pPrev)
+        record.pPrev->pNext = record.pNext;
+    else if (parent && parent->pFirstChild == &record)
+        parent->pFirstChild = record.pNext;
+    if (record.pNext)
+        record.pNext->pPrev = record.pPrev;
+    else if (parent && parent->pLastChild == &record)
+        parent->pLastChild = record.pPrev;
     record.pPrev = record.pNext = nullptr;
 }
 

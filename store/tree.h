@@ -16,8 +16,8 @@ inline constexpr uint32_t ANN_IFLAG_NOGROUP = 0x2000;
 inline constexpr int noMenuItem = -1;
 
 AnnObject* annTop(AnnObject* record);
-AnnObject* annFirst(AnnObject* record); // first sibling
-AnnObject* annLast(AnnObject* record);  // last sibling
+AnnObject* annFirst(AnnObject* record);      // first sibling
+AnnObject* annLast(AnnObject* record);       // last sibling
 uint32_t annDepth(const AnnObject* record);  // containers above it
 uint32_t annHeight(const AnnObject* record); // levels below it
 
@@ -39,8 +39,8 @@ using WalkProc = int (*)(AnnObject& record, void* data);
 int annWalk(AnnObject* record, WalkProc callback, void* data, uint32_t uFlags, const char* pszUserList);
 template <class Visit> int annWalk(AnnObject* record, uint32_t uFlags, const char* pszUserList, Visit&& visit) {
     return annWalk(
-        record, [](AnnObject& r, void* data) { return (*static_cast<std::remove_reference_t<Visit>*>(data))(r); }, &visit, uFlags,
-        pszUserList);
+        record, [](AnnObject& r, void* data) { return (*static_cast<std::remove_reference_t<Visit>*>(data))(r); }, &visit,
+        uFlags, pszUserList);
 }
 
 // Tells the window of the tree, for the object, its children and (bWalkSiblings) the objects in front of it.

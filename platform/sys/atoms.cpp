@@ -39,7 +39,9 @@ ATOM AddAtomA(const char* pszText) {
         }
         ++state.atoms[atom].uses;
         return atom;
-    } catch (const std::bad_alloc&) { return 0; }
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
 }
 
 ATOM DeleteAtom(ATOM atom) {

@@ -23,7 +23,9 @@ HMODULE KbRegisterModule(const char* pszName, const KbResourceEntry* pEntries, U
         module.release();
         state.moduleHandles.push_back(handle);
         return kb::toHandle<HMODULE>(handle);
-    } catch (const std::bad_alloc&) { return nullptr; }
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 BOOL KbUnregisterModule(HMODULE hModule) {
@@ -42,7 +44,8 @@ HMODULE GetModuleHandleA(const char* pszName) {
     auto& state = kb::sysState();
     const std::lock_guard lock(state.mutex);
     for (const uint32_t handle : state.moduleHandles)
-        if (const auto* module = state.modules.find(handle); module && module->name == pszName) return kb::toHandle<HMODULE>(handle);
+        if (const auto* module = state.modules.find(handle); module && module->name == pszName)
+            return kb::toHandle<HMODULE>(handle);
     return nullptr;
 }
 
@@ -57,7 +60,9 @@ HRSRC FindResourceA(HMODULE hModule, UINT id, UINT type) {
 
 HGLOBAL LoadResource(HMODULE, HRSRC hResource) { return reinterpret_cast<HGLOBAL>(hResource); }
 
-const void* LockResource(HGLOBAL hLoaded) { return hLoaded ? reinterpret_cast<const KbResourceEntry*>(hLoaded)->pData : nullptr; }
+const void* LockResource(HGLOBAL hLoaded) {
+    return hLoaded ? reinterpret_cast<const KbResourceEntry*>(hLoaded)->pData : nullptr;
+}
 
 DWORD SizeofResource(HMODULE, HRSRC hResource) {
     return hResource ? reinterpret_cast<const KbResourceEntry*>(hResource)->uSize : 0;

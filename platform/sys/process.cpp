@@ -56,7 +56,9 @@ const char* KbSetLocale(const char* pszName) {
     if (pszName) {
         try {
             state.locale = *pszName ? pszName : state.hostLocale;
-        } catch (const std::bad_alloc&) { return nullptr; }
+        } catch (const std::bad_alloc&) {
+            return nullptr;
+        }
     }
     return state.locale.c_str();
 }

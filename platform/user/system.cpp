@@ -51,7 +51,9 @@ UINT RegisterClipboardFormatA(const char* pszName) {
         auto found = std::ranges::find(names, pszName);
         if (found == names.end()) found = names.insert(names.end(), pszName);
         return firstFormat + static_cast<UINT>(found - names.begin());
-    } catch (const std::bad_alloc&) { return 0; }
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
 }
 
 int GetClipboardFormatNameA(UINT format, char* pszName, int size) {

@@ -53,15 +53,19 @@ BOOL GetClientRect(HWND hWnd, RECT* pRect) {
 LONG_PTR GetWindowLongPtrA(HWND hWnd, int index) {
     const auto* window = findWindow(hWnd);
     if (!window) return 0;
-    return index == GWLP_WNDPROC ? reinterpret_cast<LONG_PTR>(window->procedure) : index == GWLP_USERDATA ? window->userData : 0;
+    return index == GWLP_WNDPROC    ? reinterpret_cast<LONG_PTR>(window->procedure)
+           : index == GWLP_USERDATA ? window->userData
+                                    : 0;
 }
 
 LONG_PTR SetWindowLongPtrA(HWND hWnd, int index, LONG_PTR value) {
     auto* window = findWindow(hWnd);
     if (!window) return 0;
     const LONG_PTR old = GetWindowLongPtrA(hWnd, index);
-    if (index == GWLP_WNDPROC) window->procedure = reinterpret_cast<WNDPROC>(value);
-    else if (index == GWLP_USERDATA) window->userData = value;
+    if (index == GWLP_WNDPROC)
+        window->procedure = reinterpret_cast<WNDPROC>(value);
+    else if (index == GWLP_USERDATA)
+        window->userData = value;
     return old;
 }
 
@@ -97,7 +101,8 @@ BOOL GetUpdateRect(HWND hWnd, RECT* pRect, BOOL) {
     }
     RECT all = window->invalid.front();
     for (const RECT& r : window->invalid)
-        all = {std::min(all.left, r.left), std::min(all.top, r.top), std::max(all.right, r.right), std::max(all.bottom, r.bottom)};
+        all = {std::min(all.left, r.left), std::min(all.top, r.top), std::max(all.right, r.right),
+               std::max(all.bottom, r.bottom)};
     if (pRect) *pRect = all;
     return TRUE;
 }
@@ -121,7 +126,9 @@ BOOL SetPropA(HWND hWnd, ATOM atom, HANDLE value) {
     if (!window || !atom) return FALSE;
     try {
         window->properties[atom] = value;
-    } catch (const std::bad_alloc&) { return FALSE; }
+    } catch (const std::bad_alloc&) {
+        return FALSE;
+    }
     return TRUE;
 }
 

@@ -27,7 +27,8 @@ Picture readPicture(const std::string& path) {
     bool inRows = false;
     for (std::string line; std::getline(in, line);) {
         if (inRows) {
-            if (!picture.rows.empty() && line.size() != picture.rows[0].size()) throw std::runtime_error("rows differ in length");
+            if (!picture.rows.empty() && line.size() != picture.rows[0].size())
+                throw std::runtime_error("rows differ in length");
             picture.rows.push_back(line);
             continue;
         }
@@ -35,12 +36,15 @@ Picture readPicture(const std::string& path) {
         std::istringstream words(line);
         std::string first, second;
         words >> first >> second;
-        if (first == "rows") inRows = true;
-        else if (first == "bitmap") picture.id = static_cast<unsigned>(std::stoul(second));
+        if (first == "rows")
+            inRows = true;
+        else if (first == "bitmap")
+            picture.id = static_cast<unsigned>(std::stoul(second));
         else if (first.size() == 1 && second.size() == 6 && picture.colors.size() < 16) {
             picture.letters += first;
             picture.colors.push_back(static_cast<uint32_t>(std::stoul(second, nullptr, 16)));
-        } else throw std::runtime_error("not understood: " + line);
+        } else
+            throw std::runtime_error("not understood: " + line);
     }
     if (!picture.id || picture.rows.empty()) throw std::runtime_error("no picture in it");
     return picture;
@@ -80,21 +84,25 @@ std::vector<uint8_t> makeDib(const Picture& picture) {
 int main(int argc, char** argv) {
     if (argc < 3) return std::cerr << "usage: make_resources OUT.cpp PICTURE...\n", 2;
     std::ostringstream out, table;
-    out << "// Made from the pictures in resources/pictures.\n#include \"resources/resource_table.h\"\n\nnamespace kbann {\nnamespace {\n\n";
+    out << "// Made from the pictures in resources/pictures.\n#include \"resources/resource_table.h\"\n\nnamespace kbann "
+           "{\nnamespace {\n\n";
     for (int i = 2; i < argc; ++i) {
         try {
             const Picture picture = readPicture(argv[i]);
             out << "alignas(4) constexpr unsigned char bitmap" << picture.id << "[] = {";
             for (const uint8_t byte : makeDib(picture)) out << unsigned{byte} << ',';
             out << "};\n";
-            table << "    {RT_BITMAP, " << picture.id << ", sizeof bitmap" << picture.id << ", bitmap" << picture.id << "},\n";
+            table << "    {RT_BITMAP, " << picture.id << ", sizeof bitmap" << picture.id << ", bitmap" << picture.id
+                  << "},\n";
         } catch (const std::exception& fault) {
             std::cerr << argv[i] << ": " << fault.what() << '\n';
             return 1;
         }
     }
     out << "\n} // namespace\n\nconst KbResourceEntry annResourceTable[] = {\n"
-        << table.str() << "};\nconst unsigned annResourceCount = sizeof annResourceTable / sizeof annResourceTable[0];\n\n} // namespace kbann\n";
+        << table.str()
+        << "};\nconst unsigned annResourceCount = sizeof annResourceTable / sizeof annResourceTable[0];\n\n} // namespace "
+           "kbann\n";
     std::ofstream file(argv[1]);
     file << out.str();
     return file.good() ? 0 : 1;

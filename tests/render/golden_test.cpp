@@ -27,7 +27,8 @@ TEST_F(Golden, LineStylesAndWidths) {
         for (int width = 1; width <= 5; width += 2) {
             const double y = 12 + 55 * style, x = 10 + 100 * (width - 1) / 2.0;
             const HANNOBJECT line = withPoints(tree.root, ANN_OBJECT_LINE, {{x, y}, {x + 90, y + 9}});
-            const HANNOBJECT poly = withPoints(tree.root, ANN_OBJECT_POLYLINE, {{x, y + 15}, {x + 30, y + 35}, {x + 60, y + 15}, {x + 88, y + 40}});
+            const HANNOBJECT poly = withPoints(tree.root, ANN_OBJECT_POLYLINE,
+                                               {{x, y + 15}, {x + 30, y + 35}, {x + 60, y + 15}, {x + 88, y + 40}});
             for (const HANNOBJECT object : {line, poly}) {
                 K_AnnSetLineStyle(object, style, 0);
                 K_AnnSetLineWidth(object, width, 0);
@@ -63,7 +64,8 @@ TEST_F(Golden, FillsPatternsAndRasterModes) {
 TEST_F(Golden, TurnedShapes) {
     for (int i = 0; i < 5; ++i) {
         const double x = 20 + 75 * i, angle = 22.5 * i;
-        const HANNOBJECT rect = item(ANN_OBJECT_RECT, {x, 25, x + 50, 55}), ellipse = item(ANN_OBJECT_ELLIPSE, {x, 95, x + 50, 125}),
+        const HANNOBJECT rect = item(ANN_OBJECT_RECT, {x, 25, x + 50, 55}),
+                         ellipse = item(ANN_OBJECT_ELLIPSE, {x, 95, x + 50, 125}),
                          hilite = item(ANN_OBJECT_HILITE, {x - 5, 60, x + 55, 90});
         K_AnnSetLineWidth(ellipse, 1 + i, 0);
         K_AnnSetBackColor(ellipse, RGB(255, 200, 200), 0);
@@ -82,7 +84,8 @@ TEST_F(Golden, PointersPolygonsAndStrokes) {
         if (i == 7) K_AnnSetLineStyle(pointer, ANN_LINE_NULL, 0);
     }
     std::vector<AnnPoint> star, wave;
-    for (int i = 0; i < 5; ++i) star.push_back({220 + 60 * std::sin(i * 4 * M_PI / 5), 75 - 60 * std::cos(i * 4 * M_PI / 5)});
+    for (int i = 0; i < 5; ++i)
+        star.push_back({220 + 60 * std::sin(i * 4 * M_PI / 5), 75 - 60 * std::cos(i * 4 * M_PI / 5)});
     for (int i = 0; i < 60; ++i) wave.push_back({300 + 2.0 * i, 75 + 50 * std::sin(i / 6.0)});
     const HANNOBJECT winding = withPoints(tree.root, ANN_OBJECT_POLYGON, star);
     for (AnnPoint& p : star) p.x += 330;
@@ -99,12 +102,14 @@ TEST_F(Golden, PointersPolygonsAndStrokes) {
     compare(630, 155, "pointers_polygons");
 }
 
-constexpr const char* story = "The quick brown fox jumps over the lazy dog.\r\nA second paragraph\r\n\r\nafter an empty line: Donaudampfschifffahrtsgesellschaft";
+constexpr const char* story = "The quick brown fox jumps over the lazy dog.\r\nA second paragraph\r\n\r\nafter an empty "
+                              "line: Donaudampfschifffahrtsgesellschaft";
 
 TEST_F(Golden, Texts) {
     const HANNOBJECT plain = item(ANN_OBJECT_TEXT, {10, 10, 160, 150}), turned = item(ANN_OBJECT_TEXT, {210, 60, 330, 120}),
-                     mirrored = item(ANN_OBJECT_TEXT, {370, 10, 500, 150}), opaque = item(ANN_OBJECT_TEXT, {10, 165, 160, 215}),
-                     tiny = item(ANN_OBJECT_TEXT, {180, 180, 300, 190}), narrow = item(ANN_OBJECT_TEXT, {320, 165, 322, 300});
+                     mirrored = item(ANN_OBJECT_TEXT, {370, 10, 500, 150}),
+                     opaque = item(ANN_OBJECT_TEXT, {10, 165, 160, 215}), tiny = item(ANN_OBJECT_TEXT, {180, 180, 300, 190}),
+                     narrow = item(ANN_OBJECT_TEXT, {320, 165, 322, 300});
     for (const HANNOBJECT text : {plain, turned, mirrored, opaque, tiny, narrow}) K_AnnSetText(text, story, 0);
     K_AnnRotate(turned, 30, nullptr, 0);
     // Mirrored quads keep readable text: a walk over the container flips geometry of what stands in it, so set it directly.
@@ -133,7 +138,8 @@ TEST_F(Golden, SkewedText) {
         r.quad[1] = {x - lean, 120};
         r.quad[2] = {x - lean + 90, 120};
         K_AnnMove(text, 0, 0, 0);
-        const HANNOBJECT frame = withPoints(tree.root, ANN_OBJECT_POLYGON, {r.quad[0], r.quad[1], r.quad[2], annFourthCorner(r.quad)});
+        const HANNOBJECT frame =
+            withPoints(tree.root, ANN_OBJECT_POLYGON, {r.quad[0], r.quad[1], r.quad[2], annFourthCorner(r.quad)});
         K_AnnSetForeColor(frame, RGB(200, 200, 255), 0);
     }
     compare(480, 130, "skewed_text");
@@ -141,8 +147,8 @@ TEST_F(Golden, SkewedText) {
 
 TEST_F(Golden, NotesButtonsAndPins) {
     const HANNOBJECT note = item(ANN_OBJECT_NOTE, {10, 10, 150, 110}), button = item(ANN_OBJECT_BUTTON, {170, 10, 270, 45}),
-                     pressed = item(ANN_OBJECT_BUTTON, {170, 60, 270, 95}), open = item(ANN_OBJECT_PUSHPIN, {290, 10, 430, 110}),
-                     bare = item(ANN_OBJECT_NOTE, {10, 125, 60, 150});
+                     pressed = item(ANN_OBJECT_BUTTON, {170, 60, 270, 95}),
+                     open = item(ANN_OBJECT_PUSHPIN, {290, 10, 430, 110}), bare = item(ANN_OBJECT_NOTE, {10, 125, 60, 150});
     for (const HANNOBJECT object : {note, open}) K_AnnSetText(object, story, 0);
     K_AnnSetText(button, "Press me", 0);
     K_AnnSetText(pressed, "Pressed", 0);
@@ -161,8 +167,10 @@ TEST_F(Golden, RunModePins) {
 }
 
 TEST_F(Golden, NamesHandlesAndLocks) {
-    const HANNOBJECT rect = item(ANN_OBJECT_RECT, {30, 40, 130, 90}), line = withPoints(tree.root, ANN_OBJECT_POLYLINE, {{160, 40}, {200, 90}, {240, 40}, {280, 90}}),
-                     locked = item(ANN_OBJECT_NOTE, {300, 40, 380, 90}), hotspot = item(ANN_OBJECT_HOTSPOT, {400, 40, 450, 90}),
+    const HANNOBJECT rect = item(ANN_OBJECT_RECT, {30, 40, 130, 90}),
+                     line = withPoints(tree.root, ANN_OBJECT_POLYLINE, {{160, 40}, {200, 90}, {240, 40}, {280, 90}}),
+                     locked = item(ANN_OBJECT_NOTE, {300, 40, 380, 90}),
+                     hotspot = item(ANN_OBJECT_HOTSPOT, {400, 40, 450, 90}),
                      corner = item(ANN_OBJECT_HILITE, {0, 0, 20, 10});
     K_AnnSetName(rect, TRUE, "selected", nullptr, -1, 0);
     K_AnnSetName(line, TRUE, "every other node", nullptr, -1, 0);
@@ -183,7 +191,8 @@ TEST_F(Golden, ZoomedAndNested) {
     const HANNOBJECT box = item(ANN_OBJECT_CONTAINER, {20, 10, 120, 60});
     K_AnnSetLineStyle(box, ANN_LINE_DOT, 0);
     K_AnnSetLineWidth(box, 1, 0);
-    const HANNOBJECT inside = makeItem(box, ANN_OBJECT_RECT, {10, 10, 60, 30}), over = makeItem(box, ANN_OBJECT_ELLIPSE, {60, 20, 160, 90});
+    const HANNOBJECT inside = makeItem(box, ANN_OBJECT_RECT, {10, 10, 60, 30}),
+                     over = makeItem(box, ANN_OBJECT_ELLIPSE, {60, 20, 160, 90});
     K_AnnSetLineWidth(inside, 2, 0);
     K_AnnSetFillPattern(over, ANN_FILLPATTERN_DIAGCROSS, 0);
     const HANNOBJECT text = makeItem(box, ANN_OBJECT_TEXT, {10, 35, 90, 50});

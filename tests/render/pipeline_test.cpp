@@ -109,7 +109,10 @@ TEST(Pipeline, TheContextComesBackAsItWas) {
     for (uint32_t type = 0; type < objectTypeCount; ++type) {
         const HANNOBJECT item = makeItem(tree.root, type, {10, 10, 60, 60});
         const AnnPoint points[] = {{1, 1}, {30, 40}, {50, 20}};
-        K_AnnSetPoints(item, points, type == ANN_OBJECT_POINT ? 1 : type == ANN_OBJECT_LINE || type == ANN_OBJECT_RULER ? 2 : 3);
+        K_AnnSetPoints(item, points,
+                       type == ANN_OBJECT_POINT                              ? 1
+                       : type == ANN_OBJECT_LINE || type == ANN_OBJECT_RULER ? 2
+                                                                             : 3);
         K_AnnSetText(item, "text", 0);
         K_AnnSetName(item, TRUE, "name", nullptr, -1, 0);
         K_AnnSetSelected(item, TRUE, 0);

@@ -31,7 +31,9 @@ void* operator new(size_t size) {
     if (void* p = std::malloc(size ? size : 1)) return p;
     throw std::bad_alloc();
 }
-void* operator new(size_t size, const std::nothrow_t&) noexcept { return mayAllocate() ? std::malloc(size ? size : 1) : nullptr; }
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return mayAllocate() ? std::malloc(size ? size : 1) : nullptr;
+}
 void* operator new[](size_t size) { return operator new(size); }
 void* operator new[](size_t size, const std::nothrow_t& tag) noexcept { return operator new(size, tag); }
 void operator delete(void* p) noexcept { std::free(p); }
@@ -64,7 +66,9 @@ struct Scene {
         K_AnnSaveMemory(tree.root, ANN_FMT_NATIVE, FALSE, &saved, &savedSize, nullptr);
     }
     ~Scene() {
-        if (annFromHandle(loose)) annFreeTree(annTop(annFromHandle(loose)) == annFromHandle(tree.root) ? annFromHandle(tree.root) : annFromHandle(loose));
+        if (annFromHandle(loose))
+            annFreeTree(annTop(annFromHandle(loose)) == annFromHandle(tree.root) ? annFromHandle(tree.root)
+                                                                                 : annFromHandle(loose));
         if (annFromHandle(made)) annFreeTree(annTop(annFromHandle(made)));
         K_FreeBitmap(&picture);
         GlobalFree(saved);
@@ -154,7 +158,8 @@ TEST(FailingMemory, ToldLosses) {
         const char* name;
         int (*run)(Scene&);
         bool (*lost)(const Scene&);
-    } rows[] = {{"a text is gone", [](Scene& s) { return K_AnnSetText(s.note, "other", 0); }, [](const Scene& s) { return !record(s.note).pszText; }},
+    } rows[] = {{"a text is gone", [](Scene& s) { return K_AnnSetText(s.note, "other", 0); },
+                 [](const Scene& s) { return !record(s.note).pszText; }},
                 {"points are gone", [](Scene& s) { return K_AnnSetPoints(s.polygon, s.points.data(), 40); },
                  [](const Scene& s) { return record(s.polygon).nPoints() == 0; }}};
     for (const auto& row : rows) {

@@ -1,6 +1,6 @@
 // Coordinates: the chain from object to client, bounds and handles, names, transforms.
-#include "store/geometry.h"
 #include "kbann/object_types.h"
+#include "store/geometry.h"
 #include "tests/store/support.h"
 
 #include <cmath>
@@ -12,7 +12,8 @@ using namespace kbann::test;
 namespace {
 
 std::string text(const RECT& r) {
-    return std::to_string(r.left) + ' ' + std::to_string(r.top) + ' ' + std::to_string(r.right) + ' ' + std::to_string(r.bottom);
+    return std::to_string(r.left) + ' ' + std::to_string(r.top) + ' ' + std::to_string(r.right) + ' ' +
+           std::to_string(r.bottom);
 }
 
 HANNOBJECT makePoints(HANNOBJECT root, uint32_t type, std::vector<AnnPoint> points) {
@@ -25,8 +26,8 @@ TEST(Matrix, RoundingAndScaling) {
     struct {
         double x;
         int32_t rounded;
-    } rows[] = {{0.5, 1}, {-0.5, -1}, {0.49, 0}, {-0.49, 0}, {2.5, 3}, {1e300, INT32_MAX}, {-1e300, INT32_MIN},
-                {std::nan(""), 0}, {INFINITY, INT32_MAX}};
+    } rows[] = {{0.5, 1},           {-0.5, -1},          {0.49, 0},         {-0.49, 0},           {2.5, 3},
+                {1e300, INT32_MAX}, {-1e300, INT32_MIN}, {std::nan(""), 0}, {INFINITY, INT32_MAX}};
     for (const auto& row : rows) EXPECT_EQ(annRound(row.x), row.rounded) << row.x;
     EXPECT_EQ(annScale(2, {-3, 0, 0, 3, 0, 0}), 6);
     EXPECT_EQ(annScale(2, identityMatrix), 2);
@@ -84,8 +85,11 @@ TEST(Geometry, NodesSkipPoints) {
         uint32_t count, gap;
         BOOL show;
         std::vector<int> at;
-    } rows[] = {{"ten by three", 10, 2, TRUE, {0, 3, 6, 9}}, {"nine by three", 9, 2, TRUE, {0, 3, 6, 8}}, {"all", 4, 0, TRUE, {0, 1, 2, 3}},
-                {"none", 5, 0, FALSE, {}},                   {"huge gap", 5, UINT32_MAX, TRUE, {0, 4}}};
+    } rows[] = {{"ten by three", 10, 2, TRUE, {0, 3, 6, 9}},
+                {"nine by three", 9, 2, TRUE, {0, 3, 6, 8}},
+                {"all", 4, 0, TRUE, {0, 1, 2, 3}},
+                {"none", 5, 0, FALSE, {}},
+                {"huge gap", 5, UINT32_MAX, TRUE, {0, 4}}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         Tree tree;
@@ -109,7 +113,8 @@ TEST(Geometry, RectanglesAndPointsByType) {
     for (uint32_t type = 0; type < objectTypeCount; ++type) {
         SCOPED_TRACE(type);
         const HANNOBJECT object = make(type);
-        const bool quad = hasType(typesQuad, type), pointType = hasType(typesPoints, type), pointer = type == ANN_OBJECT_POINTER;
+        const bool quad = hasType(typesQuad, type), pointType = hasType(typesPoints, type),
+                   pointer = type == ANN_OBJECT_POINTER;
         EXPECT_EQ(K_AnnSetRect(object, &rect) == SUCCESS, quad || pointer || type == ANN_OBJECT_LINE);
         EXPECT_EQ(K_AnnSetRect(object, nullptr), ERROR_INV_PARAMETER);
         uint32_t count = 99;
@@ -120,8 +125,9 @@ TEST(Geometry, RectanglesAndPointsByType) {
                                : type == ANN_OBJECT_POINT                                     ? n == 1
                                : type == ANN_OBJECT_PROTRACTOR                                ? n == 3
                                                                                               : true;
-            EXPECT_EQ(K_AnnSetPoints(object, points.data(), n),
-                      !pointType && !pointer ? ERROR_FEATURE_NOT_SUPPORTED : exact ? SUCCESS : ERROR_INV_PARAMETER);
+            EXPECT_EQ(K_AnnSetPoints(object, points.data(), n), !pointType && !pointer ? ERROR_FEATURE_NOT_SUPPORTED
+                                                                : exact                ? SUCCESS
+                                                                                       : ERROR_INV_PARAMETER);
         }
         K_AnnDestroy(object, 0);
     }
@@ -171,9 +177,9 @@ TEST(Geometry, TransformsByType) {
         const char* name;
         uint32_t type;
         bool turnsA, mirrorsA;
-    } rows[] = {{"rect", ANN_OBJECT_RECT, true, true},       {"hilite", ANN_OBJECT_HILITE, true, true},
-                {"text", ANN_OBJECT_TEXT, true, false},      {"stamp", ANN_OBJECT_STAMP, true, false},
-                {"note", ANN_OBJECT_NOTE, false, false},     {"button", ANN_OBJECT_BUTTON, false, false},
+    } rows[] = {{"rect", ANN_OBJECT_RECT, true, true},         {"hilite", ANN_OBJECT_HILITE, true, true},
+                {"text", ANN_OBJECT_TEXT, true, false},        {"stamp", ANN_OBJECT_STAMP, true, false},
+                {"note", ANN_OBJECT_NOTE, false, false},       {"button", ANN_OBJECT_BUTTON, false, false},
                 {"pushpin", ANN_OBJECT_PUSHPIN, false, false}, {"hotspot", ANN_OBJECT_HOTSPOT, false, false}};
     const AnnPoint origin{};
     for (const auto& row : rows) {

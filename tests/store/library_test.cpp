@@ -1,7 +1,7 @@
 // The frame: initialising, threads, slots, shared pictures.
-#include "store/library.h"
 #include "platform/user.h"
 #include "store/file_operations.h"
+#include "store/library.h"
 #include "store/thread_slots.h"
 #include "tests/store/support.h"
 
@@ -59,7 +59,10 @@ TEST(Library, SharedResources) {
         const char* name;
         const KernelBitmap& bitmap;
         int bits;
-    } rows[] = {{"locked", state.lockedIcon, 24}, {"point", state.defaultPoint, 4}, {"pin", state.defaultPushpin, 24}, {"closed pin", state.defaultPushpin2, 24}};
+    } rows[] = {{"locked", state.lockedIcon, 24},
+                {"point", state.defaultPoint, 4},
+                {"pin", state.defaultPushpin, 24},
+                {"closed pin", state.defaultPushpin2, 24}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         EXPECT_TRUE(row.bitmap.Allocated);

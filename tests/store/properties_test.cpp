@@ -1,6 +1,6 @@
 // The property family: who has what, what is refused, what depends on what, who may be seen.
-#include "store/properties.h"
 #include "kbann/auto_text.h"
+#include "store/properties.h"
 #include "tests/store/support.h"
 
 using namespace kbann;
@@ -37,12 +37,14 @@ TEST(Properties, EveryRowOnEveryType) {
                 if (row.kind == PropertyKind::string) value.pointer = "text";
                 if (row.kind == PropertyKind::namePoint) value.pointer = &point;
                 const bool refused = hasType(row.check.refusedTypes, type);
-                EXPECT_EQ(annSetChecked(object, row.id, value, 0),
-                          refused ? ERROR_INV_PARAMETER : has ? SUCCESS : ERROR_FEATURE_NOT_SUPPORTED);
+                EXPECT_EQ(annSetChecked(object, row.id, value, 0), refused ? ERROR_INV_PARAMETER
+                                                                   : has   ? SUCCESS
+                                                                           : ERROR_FEATURE_NOT_SUPPORTED);
                 if (has && !refused && row.kind == PropertyKind::real) {
                     EXPECT_EQ(annGetProperty(object, row.id, &out), SUCCESS);
                     EXPECT_EQ(out.real, 2.5);
-                    EXPECT_EQ(annSetChecked(object, row.id, {.real = -1}, 0), row.check.notNegative ? ERROR_INV_PARAMETER : SUCCESS);
+                    EXPECT_EQ(annSetChecked(object, row.id, {.real = -1}, 0),
+                              row.check.notNegative ? ERROR_INV_PARAMETER : SUCCESS);
                 }
                 if (row.check.highest != UINT32_MAX && has) {
                     EXPECT_EQ(annSetChecked(object, row.id, {.number = row.check.highest + 1}, 0), ERROR_INV_PARAMETER);
@@ -110,9 +112,10 @@ TEST(Properties, UsersDecideWhatMayBeShown) {
     struct {
         const char *user, *list;
         bool shown;
-    } rows[] = {{"", nullptr, true},          {"", "", true},               {"", "ann", false},  {"ann", nullptr, false}, {"ann", "", false},
-                {"ann", "ann", true},         {"ann", "bob,ann", true},     {"ann", "ann,bob", true}, {"ann", "anna", false},
-                {"ann", "joann", false},      {"ann", "Ann", false},        {"ann", "bob,anna,ann", true}, {"ann", ",", false},              {"a,b", "x,a,b,y", true}};
+    } rows[] = {{"", nullptr, true},    {"", "", true},          {"", "ann", false},       {"ann", nullptr, false},
+                {"ann", "", false},     {"ann", "ann", true},    {"ann", "bob,ann", true}, {"ann", "ann,bob", true},
+                {"ann", "anna", false}, {"ann", "joann", false}, {"ann", "Ann", false},    {"ann", "bob,anna,ann", true},
+                {"ann", ",", false},    {"a,b", "x,a,b,y", true}};
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.user) + " in " + (row.list ? row.list : "null"));
         Text user;

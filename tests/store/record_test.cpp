@@ -41,7 +41,12 @@ TEST(Record, DefaultsByType) {
         {.nType = ANN_OBJECT_POINT, .bTransparent = 1},
         {.nType = ANN_OBJECT_PROTRACTOR, .face = "Arial", .uShowFlags = 0},
         {.nType = ANN_OBJECT_VIDEO},
-        {.nType = ANN_OBJECT_PUSHPIN, .nLineStyle = 5, .nFillMode = 2, .crBack = 0x00FFFF, .face = "Arial", .bTransparent = 1},
+        {.nType = ANN_OBJECT_PUSHPIN,
+         .nLineStyle = 5,
+         .nFillMode = 2,
+         .crBack = 0x00FFFF,
+         .face = "Arial",
+         .bTransparent = 1},
         {.nType = ANN_OBJECT_FREEHANDHOTSPOT},
     };
     ASSERT_EQ(std::size(rows), objectTypeCount);
@@ -106,7 +111,8 @@ TEST(Record, DeadAndMadeUpHandlesAreRefused) {
     const HANNOBJECT dead = make(ANN_OBJECT_RECT);
     K_AnnDestroy(dead, 0);
     const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, 2000);
-    const HANNOBJECT rows[] = {nullptr, dead, kb::toHandle<HANNOBJECT>(kb::handleValue(memory)), reinterpret_cast<HANNOBJECT>(reinterpret_cast<uintptr_t>(&memory)),
+    const HANNOBJECT rows[] = {nullptr, dead, kb::toHandle<HANNOBJECT>(kb::handleValue(memory)),
+                               reinterpret_cast<HANNOBJECT>(reinterpret_cast<uintptr_t>(&memory)),
                                kb::toHandle<HANNOBJECT>(0xFFFFFFFF)};
     for (const HANNOBJECT handle : rows) {
         uint32_t type = 99;

@@ -38,7 +38,8 @@ inline AnnObject& record(HANNOBJECT handle) { return *annFromHandle(handle); }
 // Tags of the children, back to front.
 inline std::string order(HANNOBJECT container) {
     std::string text;
-    for (const AnnObject* child = record(container).pFirstChild; child; child = child->pNext) text += static_cast<char>(child->uTag);
+    for (const AnnObject* child = record(container).pFirstChild; child; child = child->pNext)
+        text += static_cast<char>(child->uTag);
     return text;
 }
 

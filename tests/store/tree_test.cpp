@@ -39,7 +39,9 @@ TEST(Tree, WalksFollowTheirFlags) {
         EXPECT_EQ(code, row.code);
     }
     EXPECT_EQ(K_AnnEnumerate(tree.root, nullptr, nullptr, 0, nullptr), ERROR_INV_PARAMETER);
-    EXPECT_EQ(K_AnnEnumerate(tree.root, [](HANNOBJECT, void*) { return 77; }, nullptr, 0, nullptr), 77);
+    EXPECT_EQ(K_AnnEnumerate(
+                  tree.root, [](HANNOBJECT, void*) { return 77; }, nullptr, 0, nullptr),
+              77);
 }
 
 TEST(Tree, WalkSurvivesACallbackThatDestroys) {
@@ -126,8 +128,9 @@ TEST(Tree, RefusedInserts) {
     struct {
         const char* name;
         HANNOBJECT container, object;
-    } rows[] = {{"no container", item, box},         {"into itself", box, box},      {"below itself", box, tree.root},
-                {"null container", nullptr, item},   {"null object", box, nullptr},  {"made-up handle", box, kb::toHandle<HANNOBJECT>(0xE1234567)}};
+    } rows[] = {{"no container", item, box},      {"into itself", box, box},
+                {"below itself", box, tree.root}, {"null container", nullptr, item},
+                {"null object", box, nullptr},    {"made-up handle", box, kb::toHandle<HANNOBJECT>(0xE1234567)}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(K_AnnInsert(row.container, row.object, FALSE), ERROR_INV_PARAMETER);

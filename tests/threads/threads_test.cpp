@@ -23,7 +23,10 @@ HANNOBJECT buildTree(uint32_t seed) {
         const AnnRect box{x, y, x + 40, y + 30};
         K_AnnSetRect(item, &box);
         const AnnPoint points[] = {{x, y}, {x + 30, y + 40}, {x + 50, y}};
-        K_AnnSetPoints(item, points, type == ANN_OBJECT_POINT ? 1 : type == ANN_OBJECT_LINE || type == ANN_OBJECT_RULER ? 2 : 3);
+        K_AnnSetPoints(item, points,
+                       type == ANN_OBJECT_POINT                              ? 1
+                       : type == ANN_OBJECT_LINE || type == ANN_OBJECT_RULER ? 2
+                                                                             : 3);
         K_AnnSetText(item, "some text", 0);
         K_AnnSetName(item, TRUE, "name", nullptr, -1, 0);
         K_AnnSetFontSize(item, 8 + seed % 3, 0);
