@@ -2,6 +2,8 @@
 // 0 in the text's colour. The vector loop gives the same bytes as the plain one.
 #include "platform/gdi/glyph.h"
 
+#include "platform/gdi/scratch.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -31,9 +33,10 @@ __attribute__((target("avx2"), always_inline)) inline __m256i mixWords(__m256i d
     return _mm256_srli_epi16(_mm256_add_epi16(t, _mm256_srli_epi16(t, 8)), 8);
 }
 
-// Rows of a glyph on pixels of three or four bytes, eight pixels at a time.
-template <int bytes> __attribute__((target("avx2"))) void blendRows(uint8_t* pixels, ptrdiff_t stride, uint32_t pixel,
-                                                                    const uint8_t* coverage, int width, int rows) {
+// Rows of coverage on pixels of three or four bytes, eight pixels at a time.
+template <int bytes>
+__attribute__((target("avx2"))) void blendRows(uint8_t* pixels, ptrdiff_t stride, uint32_t pixel, const uint8_t* coverage,
+                                               int coverageStride, int width, int rows) {
     // Which coverage byte each byte of a pixel takes.
     const __m128i spreadLow = bytes == 4 ? _mm_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3)
                                          : _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5);
@@ -43,7 +46,7 @@ template <int bytes> __attribute__((target("avx2"))) void blendRows(uint8_t* pix
     for (int i = 0; i < 32; ++i) color[i] = static_cast<uint8_t>(pixel >> 8 * (i % bytes));
     const __m256i colorLow = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(color)));
     const __m256i colorHigh = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(color + 16)));
-    for (int y = 0; y < rows; ++y, pixels += stride, coverage += width) {
+    for (int y = 0; y < rows; ++y, pixels += stride, coverage += coverageStride) {
         uint8_t* d = pixels;
         for (int x = 0; x < width; x += 8, d += 8 * bytes) {
             uint64_t eight;
@@ -113,25 +116,108 @@ void GlyphPainter::row(int y, int x0, int x1, const uint8_t* coverage) {
 }
 
 void GlyphPainter::draw(const GlyphBitmap& glyph, int64_t x, int64_t y) {
-    x += glyph.left;
-    y += glyph.top;
-    if (x >= clip_.right || y >= clip_.bottom || x + glyph.width <= clip_.left || y + glyph.height <= clip_.top) return;
-    const int x0 = static_cast<int>(std::max<int64_t>(x, clip_.left)),
-              x1 = static_cast<int>(std::min<int64_t>(x + glyph.width, clip_.right));
+    draw(glyph.coverage.data(), glyph.width, glyph.height, glyph.stride, x + glyph.left, y + glyph.top);
+}
+
+void GlyphPainter::draw(const uint8_t* coverage, int width, int height, int stride, int64_t x, int64_t y) {
+    if (!sees(x, y, width, height)) return;
+    int x0 = static_cast<int>(std::max<int64_t>(x, clip_.left));
+    const int x1 = static_cast<int>(std::min<int64_t>(x + width, clip_.right));
     const int y0 = static_cast<int>(std::max<int64_t>(y, clip_.top)),
-              y1 = static_cast<int>(std::min<int64_t>(y + glyph.height, clip_.bottom));
-    const uint8_t* coverage = glyph.coverage.data() + (y0 - y) * glyph.stride;
+              y1 = static_cast<int>(std::min<int64_t>(y + height, clip_.bottom));
+    coverage += (y0 - y) * stride + (x0 - x);
 #if defined(__x86_64__)
-    // Whole vectors may touch pixels right of the glyph as long as they may be touched at all: their coverage is 0.
-    if (vectors_ && surface_.bits >= 24 && !region_ && x == x0 && x + glyph.stride <= clip_.right) {
+    // Whole vectors may touch pixels right of the picture as long as they may be touched at all: their coverage is 0.
+    if (vectors_ && surface_.bits >= 24 && !region_) {
+        const int whole = static_cast<int>(std::min<int64_t>(stride - (x0 - x), clip_.right - x0)) / 8 * 8;
         uint8_t* d = surface_.row(y0) + static_cast<ptrdiff_t>(x0) * (surface_.bits / 8);
         const auto blend = surface_.bits == 24 ? blendRows<3> : blendRows<4>;
-        blend(d, surface_.stride, pixel_, coverage, glyph.stride, y1 - y0);
-        return;
+        blend(d, surface_.stride, pixel_, coverage, stride, whole, y1 - y0);
+        x0 += whole;
+        coverage += whole;
     }
 #endif
-    coverage += x0 - x;
-    for (int r = y0; r < y1; ++r, coverage += glyph.stride) row(r, x0, x1, coverage);
+    if (x0 >= x1) return;
+    for (int r = y0; r < y1; ++r, coverage += stride) row(r, x0, x1, coverage);
+}
+
+void GlyphPainter::announce(const Box& box) const {
+    const Box b = intersect(box, clip_);
+    if (b.empty()) return;
+    const ptrdiff_t from = static_cast<ptrdiff_t>(b.left) * surface_.bits / 8,
+                    to = static_cast<ptrdiff_t>(b.right) * surface_.bits / 8;
+    for (int y = b.top; y < b.bottom; ++y)
+        for (ptrdiff_t i = from; i < to; i += 64) __builtin_prefetch(surface_.row(y) + i, 1);
+}
+
+namespace {
+
+// Lays one picture into another; false, and `to` unchanged, when a pixel of both is covered.
+bool merge(uint8_t* to, ptrdiff_t toStride, const GlyphBitmap& glyph) {
+    // A set high bit for each byte that isn't 0.
+    const auto covered = [](uint64_t v) {
+        constexpr uint64_t low = 0x7F7F7F7F7F7F7F7F;
+        return (((v & low) + low) | v) & ~low;
+    };
+    const auto words = [&](auto&& body) {
+        const uint8_t* from = glyph.coverage.data();
+        for (int y = 0; y < glyph.height; ++y, from += glyph.stride)
+            for (int x = 0; x < glyph.stride; x += 8) {
+                uint64_t a, b;
+                std::memcpy(&a, from + x, 8);
+                std::memcpy(&b, to + toStride * y + x, 8);
+                body(a, b, to + toStride * y + x);
+            }
+    };
+    uint64_t both = 0;
+    words([&](uint64_t a, uint64_t b, uint8_t*) { both |= covered(a) & covered(b); });
+    if (both) return false;
+    words([](uint64_t a, uint64_t b, uint8_t* place) {
+        a |= b;
+        std::memcpy(place, &a, 8);
+    });
+    return true;
+}
+
+} // namespace
+
+void GlyphRun::add(const GlyphBitmap& glyph, int64_t x, int64_t y) {
+    x += glyph.left;
+    y += glyph.top;
+    if (!painter_.sees(x, y, glyph.width, glyph.height)) return;
+    const auto px = static_cast<int>(x), py = static_cast<int>(y);
+    const Box box{px, py, px + glyph.stride, py + glyph.height};
+    const auto unite = [](const Box& a, const Box& b) {
+        return Box{std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
+    };
+    const auto fits = [](const Box& b) { return (int64_t{b.right} - b.left) * (int64_t{b.bottom} - b.top) <= largestArea; };
+    if (count_ == most || (count_ && !fits(unite(box_, box)))) flush();
+    if (!fits(box)) {
+        painter_.draw(glyph.coverage.data(), glyph.width, glyph.height, glyph.stride, x, y);
+        return;
+    }
+    box_ = count_ ? unite(box_, box) : box;
+    placed_[count_++] = {&glyph, px, py};
+}
+
+void GlyphRun::flush() {
+    if (!count_) return;
+    painter_.announce(box_);
+    const int height = box_.bottom - box_.top, stride = (box_.right - box_.left + 7) / 8 * 8;
+    std::vector<uint8_t>& picture = scratch().rows[0];
+    const auto clear = [&] { picture.assign(static_cast<size_t>(stride) * static_cast<size_t>(height), 0); };
+    const auto send = [&] { painter_.draw(picture.data(), stride, height, stride, box_.left, box_.top); };
+    clear();
+    for (size_t i = 0; i < count_; ++i) {
+        const Placed& p = placed_[i];
+        uint8_t* place = picture.data() + static_cast<ptrdiff_t>(p.y - box_.top) * stride + (p.x - box_.left);
+        if (merge(place, stride, *p.glyph)) continue;
+        send();
+        clear();
+        merge(place, stride, *p.glyph);
+    }
+    send();
+    count_ = 0;
 }
 
 void GlyphPainter::run(int64_t y, int64_t x0, int64_t x1, uint8_t coverage) {

@@ -95,10 +95,15 @@ void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const
     if (!font.turned()) {
         auto x = static_cast<int64_t>(line.x);
         const auto y = static_cast<int64_t>(line.y);
+        GlyphRun run(painter);
         for (size_t i = 0; i < count; ++i) {
-            font.draw(text[i], painter, x, y, grey);
+            if (const GlyphBitmap* glyph = font.picture(text[i], grey))
+                run.add(*glyph, x, y);
+            else
+                font.draw(text[i], painter, x, y, grey);
             x += advanceOf(dc, font, text, dx, i);
         }
+        run.flush();
     } else {
         int64_t along = 0;
         for (size_t i = 0; i < count; ++i) {
@@ -164,8 +169,11 @@ KB_API BOOL GetTextExtentExPointA(HDC hDC, const char* pText, int count, int max
 KB_API BOOL GetCharWidth32A(HDC hDC, UINT first, UINT last, INT* pOut) {
     if (first > last || last > 255 || !pOut) return FALSE;
     return withFont(hDC, [&](DeviceContext& dc, RealisedFont& font) {
-        for (UINT c = first; c <= last; ++c)
-            pOut[c - first] = dc.state.map.logicalWidth(font.advance(static_cast<uint8_t>(c)));
+        const bool identity = dc.state.map.identity;
+        for (UINT c = first; c <= last; ++c) {
+            const int advance = font.advance(static_cast<uint8_t>(c));
+            pOut[c - first] = identity ? advance : dc.state.map.logicalWidth(advance);
+        }
         return TRUE;
     });
 }

@@ -58,7 +58,7 @@ int main(void) {
     static const struct {
         uint32_t uFormat;
         const char* name;
-    } forms[] = {{ANN_FMT_NATIVE, "text form"}, {ANN_FMT_ENCODED, "coded form"}};
+    } forms[] = {{ANN_FMT_NATIVE, "text form"}};
     HANNOBJECT hRoot = makeTree();
     size_t i;
     for (i = 0; i < COUNT(forms); ++i) {
