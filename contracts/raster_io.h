@@ -95,6 +95,11 @@ KB_API int K_SetFileTag(uint16_t tag, uint16_t type, uint32_t count, const void*
 KB_API int K_GetFileTag(const char* pszPath, uint16_t tag, uint16_t* pType, uint32_t* pCount, void* pBuffer,
                         const KernelLoadOptions* pOptions);
 
+/* Addition: the same into a new memory block, the caller's, from the file as it is at one moment: between two calls of the
+ * above it may have changed. *phData is set on a result above 0 alone. */
+KB_API int K_LoadFileTag(const char* pszPath, uint16_t tag, uint16_t* pType, uint32_t* pCount, HGLOBAL* phData,
+                         const KernelLoadOptions* pOptions);
+
 typedef struct KernelMemoryFile {
     const void* pOldData;
     size_t uOldSize;

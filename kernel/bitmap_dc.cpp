@@ -1,6 +1,7 @@
 // Device contexts that draw on bitmap records. Images in a layout that the graphics layer knows are drawn on directly. The
 // others get a 24-bit shadow as they are viewed; the release compares it with how it was and writes back the pixels that
-// changed, so that untouched pixels keep every bit of theirs.
+// changed, so that untouched pixels keep every bit of theirs. A context that draws directly owns the pixels along with the
+// record, so that they outlive a record that is freed first.
 #include "kernel/record.h"
 
 #include <algorithm>
@@ -16,8 +17,18 @@ namespace {
 struct OpenContext {
     HDC hDC = nullptr;
     KernelBitmap* bitmap = nullptr;
+    KernelPixels* pixels = nullptr; // drawn on directly
     bool hasShadow = false;
     OwnedBitmap shadow, before; // equal until something is drawn
+
+    OpenContext() = default;
+    OpenContext(const OpenContext&) = delete;
+    OpenContext& operator=(const OpenContext&) = delete;
+    ~OpenContext() {
+        if (!pixels) return;
+        pixels->drawn.fetch_sub(1, std::memory_order_relaxed);
+        releasePixels(pixels);
+    }
 };
 
 struct OpenContexts {
@@ -92,7 +103,13 @@ HDC K_BitmapDC(KernelBitmap* b) {
     try {
         auto context = std::make_unique<OpenContext>();
         context->bitmap = b;
-        if (!drawsDirectly(*b) && makeShadow(*context, *b) != SUCCESS) return nullptr;
+        if (drawsDirectly(*b)) {
+            context->pixels = b->pPixels;
+            retainPixels(b->pPixels);
+            b->pPixels->drawn.fetch_add(1, std::memory_order_relaxed);
+        } else if (makeShadow(*context, *b) != SUCCESS) {
+            return nullptr;
+        }
         OpenContexts& contexts = openContexts();
         const std::lock_guard lock(contexts.mutex);
         contexts.list.reserve(contexts.list.size() + 1);
@@ -118,8 +135,14 @@ int K_ReleaseBitmapDC(HDC hDC) {
     }
     DeleteDC(hDC);
     if (!context->hasShadow) return SUCCESS;
-    // The record may have been copied meanwhile: the copy keeps what it got.
-    if (const int result = unshare(context->bitmap); result != SUCCESS) return result;
+    // The record may have been freed or have become another image: then there is nothing to write to.
+    KernelBitmap* b = context->bitmap;
+    if (checkOwnImage(b) != SUCCESS) return ERROR_INV_BITMAP;
+    int width, height;
+    K_GetBitmapViewSize(b, &width, &height);
+    if (width != context->shadow.record.Width || height != context->shadow.record.Height) return ERROR_INV_BITMAP;
+    // Or it may have been copied: the copy keeps what it got.
+    if (const int result = unshare(b); result != SUCCESS) return result;
     writeBack(*context);
     return SUCCESS;
 }

@@ -72,13 +72,25 @@ int makeImageLike(KernelBitmap* b, const KernelBitmap& like, int32_t width, int3
     return SUCCESS;
 }
 
+namespace {
+
+KernelPixels* clonePixels(const KernelPixels& from) noexcept {
+    KernelPixels* own = allocatePixels(from.size, false);
+    if (!own) return nullptr;
+    std::memcpy(own->rows, from.rows, own->size);
+    std::memcpy(own->palette, from.palette, sizeof own->palette);
+    return own;
+}
+
+} // namespace
+
 int unshare(KernelBitmap* b) noexcept {
-    // An acquire load: the former owner's reads must be done before this one writes.
-    if (b->pPixels->owners.load(std::memory_order_acquire) == 1) return SUCCESS;
-    KernelPixels* own = allocatePixels(b->pPixels->size, false);
+    // Contexts that draw on the record own its pixels too, but on its behalf. An acquire load: the former owner's reads must
+    // be done before this one writes.
+    const uint32_t contexts = b->pPixels->drawn.load(std::memory_order_relaxed);
+    if (b->pPixels->owners.load(std::memory_order_acquire) == 1 + contexts) return SUCCESS;
+    KernelPixels* own = clonePixels(*b->pPixels);
     if (!own) return ERROR_NO_MEMORY;
-    std::memcpy(own->rows, b->pPixels->rows, own->size);
-    std::memcpy(own->palette, b->pPixels->palette, sizeof own->palette);
     releasePixels(std::exchange(b->pPixels, own));
     if (b->pPalette) b->pPalette = own->palette;
     return SUCCESS;
@@ -130,8 +142,17 @@ int K_CopyBitmap(KernelBitmap* dst, const KernelBitmap* src) {
             return ERROR_NO_MEMORY;
         }
     }
-    retainPixels(src->pPixels);
+    // What a context draws on changes without a further unshare: such pixels can't be shared.
+    KernelPixels* pixels = src->pPixels;
+    if (!pixels->drawn.load(std::memory_order_relaxed)) {
+        retainPixels(pixels);
+    } else if (pixels = clonePixels(*pixels); !pixels) {
+        if (region) DeleteObject(region);
+        return ERROR_NO_MEMORY;
+    }
     *dst = *src;
+    dst->pPixels = pixels;
+    if (dst->pPalette) dst->pPalette = pixels->palette;
     dst->Borrowed = 0;
     dst->hRegion = region;
     return SUCCESS;
@@ -216,8 +237,8 @@ int K_CreateBitmapLike(KernelBitmap* dst, const KernelBitmap* src, int w, int h,
                         .colors = ownPalette ? src->nColors : 0,
                         .perspective = swaps || !src->ViewPerspective ? KB_VIEW_TOP_LEFT : src->ViewPerspective});
     if (result != SUCCESS) return result;
-    dst->XResolution = src->XResolution;
-    dst->YResolution = src->YResolution;
+    dst->XResolution = swaps ? src->YResolution : src->XResolution;
+    dst->YResolution = swaps ? src->XResolution : src->YResolution;
     dst->Alpha = bits == 32 && src->Alpha;
     return SUCCESS;
 }

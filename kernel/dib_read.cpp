@@ -75,6 +75,8 @@ int parseHeader(const uint8_t* dib, size_t size, DibHeader* out) {
     if (planes != 1 || width < 1 || width > maxBitmapSide || height < 1 || height > maxBitmapSide) return ERROR_FILE_READ;
     h.width = static_cast<int32_t>(width);
     h.height = static_cast<int32_t>(height);
+    if (h.compression > bitFieldsCompression && h.compression != alphaFieldsCompression)
+        return ERROR_FEATURE_NOT_SUPPORTED; // embedded files have no depth of their own
     const bool knownDepth = h.bits == 1 || h.bits == 4 || h.bits == 8 || h.bits == 16 || h.bits == 24 || h.bits == 32;
     if (!knownDepth) return h.bits == 2 || h.bits == 64 ? ERROR_FEATURE_NOT_SUPPORTED : ERROR_FILE_READ;
     h.end = headerSize;
@@ -94,7 +96,7 @@ int parseHeader(const uint8_t* dib, size_t size, DibHeader* out) {
         h.end = end;
         break;
     }
-    default: return ERROR_FEATURE_NOT_SUPPORTED;
+    default: break;
     }
     h.paletteOffset = h.end;
     if (h.bits <= 8) {

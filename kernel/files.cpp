@@ -156,7 +156,8 @@ int K_FileWrite(int file, const void* pBuffer, int count, intptr_t) {
     while (total < count) {
         const ssize_t put = untilDone(
             [&] { return write(file, static_cast<const char*>(pBuffer) + total, static_cast<size_t>(count - total)); });
-        if (put < 0) return total ? (failed(0), total) : failed(-1);
+        if (!put) errno = ENOSPC; // asked again it might take nothing for ever
+        if (put <= 0) return total ? (failed(0), total) : failed(-1);
         total += static_cast<int>(put);
     }
     return total;

@@ -46,6 +46,9 @@ struct Job {
     bool mirrorsX = false, mirrorsY = false;
 };
 
+// The graphics layer takes sides as 32-bit numbers.
+bool hasSides(const RECT& r) { return std::abs(widthOf(r)) <= INT32_MAX && std::abs(heightOf(r)) <= INT32_MAX; }
+
 // False when nothing is to be painted.
 bool plan(HDC hDC, const KernelBitmap& b, const RECT* pSrc, const RECT* pDst, Job* job) {
     int width, height;
@@ -55,9 +58,17 @@ bool plan(HDC hDC, const KernelBitmap& b, const RECT* pSrc, const RECT* pDst, Jo
     if (isEmpty(wanted)) return false;
     job->source = intersection(wanted, whole);
     if (isEmpty(job->source)) return false;
-    job->target = pDst ? *pDst : RECT{0, 0, wanted.right - wanted.left, wanted.bottom - wanted.top};
-    if (widthOf(job->source) != widthOf(wanted) || heightOf(job->source) != heightOf(wanted)) {
-        job->target = projected(job->source, wanted, job->target);
+    if (pDst) {
+        job->target = *pDst;
+        if (widthOf(job->source) != widthOf(wanted) || heightOf(job->source) != heightOf(wanted)) {
+            job->target = projected(job->source, wanted, job->target);
+        }
+    } else {
+        const int64_t left = int64_t{job->source.left} - wanted.left, top = int64_t{job->source.top} - wanted.top;
+        const int64_t right = left + widthOf(job->source), bottom = top + heightOf(job->source);
+        if (std::max(right, bottom) > INT32_MAX) return false; // beyond all coordinates
+        job->target = {static_cast<int32_t>(left), static_cast<int32_t>(top), static_cast<int32_t>(right),
+                       static_cast<int32_t>(bottom)};
     }
     POINT corners[2] = {{job->target.left, job->target.top}, {job->target.right, job->target.bottom}};
     if (!LPtoDP(hDC, corners, 2)) return false;
@@ -172,7 +183,7 @@ int clipToRegion(HDC hDC, const KernelBitmap& b, const Job& job) {
 
 int paint(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const RECT* pSrcClip, const RECT* pDst, const RECT* pDstClip,
           DWORD rop, bool byRegion) {
-    if (!hDC) return ERROR_INV_PARAMETER;
+    if (!hDC || (pDst && !hasSides(*pDst))) return ERROR_INV_PARAMETER;
     if (const int result = checkImage(b); result != SUCCESS) return result;
     const int level = SaveDC(hDC);
     if (!level) return ERROR_INV_PARAMETER;

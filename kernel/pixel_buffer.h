@@ -9,6 +9,7 @@
 
 struct KernelPixels {
     std::atomic<uint32_t> owners{1};
+    std::atomic<uint32_t> drawn{0}; // owners that are open contexts drawing into the rows
     uint8_t* rows = nullptr;
     size_t size = 0;   // bytes of all rows
     size_t mapped = 0; // bytes of the mapping, 0 when the rows follow this record in memory

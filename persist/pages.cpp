@@ -13,8 +13,9 @@ constexpr uint64_t moveBytes = 32768;
 
 bool startsPage(std::string_view line) { return line == tokenBeginObject.keyword || line == tokenBlockBegin.keyword; }
 
-// KBANNEND counts where a page can end: behind an object, a block, or the start of the page. An encoded text may well
-// have a line of these letters. What lies behind the last whole page is no page.
+// KBANNEND ends a page behind an object, a block or the start of a page, and wherever a page or nothing follows it. Elsewhere
+// it is the line of an encoded text that happens to read so: behind one of those a field or the object's end must come. What
+// lies behind the last whole page is no page.
 int scanPages(AnnStream& stream, int32_t page, TextPage& found) {
     if (!annSeekTo(stream, stream.uBase)) return ERROR_FILE_READ;
     TextReader reader(stream);
@@ -35,18 +36,28 @@ int scanPages(AnnStream& stream, int32_t page, TextPage& found) {
         pageStart = end;
     };
     uint64_t strayEnd = 0; // behind the first KBANNEND of a place where no page can end
+    bool held = false;     // `line` has been read ahead
     for (;;) {
-        if (!reader.line(line)) return ERROR_FILE_READ;
+        if (!held && !reader.line(line)) return ERROR_FILE_READ;
+        held = false;
         if (line.empty()) break;
-        const bool endsPage = line == tokenPageEnd.keyword;
-        if (!endsPage || !atEdge) {
-            if (endsPage && !strayEnd) strayEnd = reader.position();
-            atEdge = !endsPage && (line == tokenEndObject.keyword || line == tokenBlockEnd.keyword);
+        if (line != tokenPageEnd.keyword) {
+            atEdge = line == tokenEndObject.keyword || line == tokenBlockEnd.keyword;
             continue;
         }
-        countPage(reader.position());
-        if (!reader.line(line) || !startsPage(line)) break;
+        const uint64_t end = reader.position();
+        const bool edge = atEdge;
+        if (!strayEnd && !edge) strayEnd = end;
+        if (!reader.line(line)) line = {};
+        const bool starts = startsPage(line);
+        if (edge || starts || line.empty()) {
+            countPage(end);
+            if (!starts) break;
+            atEdge = false;
+            continue;
+        }
         atEdge = false;
+        held = true;
     }
     // Broken data still counts as a page, so that reading it tells what is wrong.
     if (!found.pages && strayEnd) countPage(strayEnd);
@@ -72,6 +83,14 @@ bool writeRoom(AnnStream& stream, uint64_t end, uint64_t size) {
         left -= piece;
     }
     return true;
+}
+
+constexpr uint64_t emptyPageBytes = tokenPageEnd.keyword.size() + 2; // with its line end
+
+int writePageAside(AnnStream& aside, const AnnObject& object, const WriteFilter& filter) {
+    TextWriter writer(aside);
+    const int code = annWriteTree(writer, object, filter, 0);
+    return code == SUCCESS ? writer.finish() : code;
 }
 
 bool cutAt(AnnStream& stream, uint64_t end) { return annSeekTo(stream, end) && annCut(stream); }
@@ -157,9 +176,17 @@ int annWriteTextData(AnnStream& stream, const AnnObject& object, const WriteFilt
 int annWriteTextPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, RoomMode mode, int32_t page) {
     // The page is written aside first: that tells its size, and a tree that can't be written leaves the data alone.
     AnnStream aside = annMemoryStream(nullptr, 0);
-    TextWriter writer(aside);
-    int code = annWriteTree(writer, object, filter, 0);
-    if (code == SUCCESS) code = writer.finish() == SUCCESS ? SUCCESS : ERROR_NO_MEMORY;
+    int code = writePageAside(aside, object, filter);
+    // A page without any object can't be told from what is no page behind another: it gets the empty container that reading
+    // it would give.
+    if (code == SUCCESS && aside.uEnd <= emptyPageBytes) {
+        AnnObject* empty = annNewRecord(ANN_OBJECT_CONTAINER);
+        if (empty) annInitDefaults(*empty);
+        aside.uPos = aside.uEnd = 0;
+        code = empty ? writePageAside(aside, *empty, {}) : ERROR_NO_MEMORY;
+        annFreeRecord(empty);
+    }
+    if (code == ERROR_FILE_WRITE) code = ERROR_NO_MEMORY; // nothing but memory can be short here
     uint64_t room = 0;
     if (code == SUCCESS) code = annMakeTextRoom(stream, mode, page, aside.uEnd, room);
     if (code == SUCCESS && !annSeekTo(stream, room)) code = ERROR_FILE_SEEK;

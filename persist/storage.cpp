@@ -60,22 +60,20 @@ HGLOBAL closeBlock(AnnStream& stream, uint32_t* puSize) {
     return hMem;
 }
 
-// The tag's bytes are taken only as far as the file can hold them.
-int loadImageTag(const char* pszFile, uint64_t fileBytes, HANNOBJECT* phObject, const KernelLoadOptions* pOptions) {
+int loadImageTag(const char* pszFile, HANNOBJECT* phObject, const KernelLoadOptions* pOptions) {
     uint16_t type = 0;
     uint32_t count = 0;
-    const int size = K_GetFileTag(pszFile, ANN_TAG_TIFF, &type, &count, nullptr, pOptions);
-    if (size < 1) {
-        *phObject = nullptr;
+    if (K_GetFileTag(pszFile, ANN_TAG_TIFF, &type, &count, nullptr, pOptions) < 1) {
+        *phObject = nullptr; // an image without annotations
         return SUCCESS;
     }
-    if (static_cast<uint64_t>(size) > fileBytes) return ERROR_FILE_READ;
-    Scratch tag;
-    uint8_t* bytes = tag.room(static_cast<size_t>(size));
-    if (!bytes) return ERROR_NO_MEMORY;
-    if (const int code = K_GetFileTag(pszFile, ANN_TAG_TIFF, &type, &count, bytes, pOptions); code < 1) return code;
-    AnnStream stream = annMemoryStream(bytes, static_cast<uint64_t>(size));
-    return annLoadFromStream(stream, phObject, pOptions);
+    HGLOBAL hTag = nullptr;
+    const int size = K_LoadFileTag(pszFile, ANN_TAG_TIFF, &type, &count, &hTag, pOptions);
+    if (!hTag) return size;
+    AnnStream stream = annMemoryStream(GlobalLock(hTag), static_cast<uint64_t>(size));
+    const int code = annLoadFromStream(stream, phObject, pOptions);
+    GlobalFree(hTag);
+    return code;
 }
 
 bool isInfoRequest(const AnnFileInfoRecord* pInfo) {
@@ -208,9 +206,8 @@ int annLoadFile(const char* pszFile, HANNOBJECT* phObject, const KernelLoadOptio
     char first[2];
     if (ioRead(opened.file, first, sizeof first) != sizeof first) return ERROR_FILE_READ;
     if (!isTiff(first)) return annLoadOffset(opened.file, 0, UINT32_MAX, phObject, pOptions);
-    const int64_t fileBytes = ioSeek(opened.file, 0, 2);
     opened.close();
-    return loadImageTag(pszFile, static_cast<uint64_t>(std::max<int64_t>(fileBytes, 0)), phObject, pOptions);
+    return loadImageTag(pszFile, phObject, pOptions);
 }
 
 int annLoadOffset(int file, int32_t nOffset, uint32_t uLength, HANNOBJECT* phObject, const KernelLoadOptions* pOptions) {

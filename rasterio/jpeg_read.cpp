@@ -97,10 +97,20 @@ void inksToColor(uint8_t* out, const uint8_t* in, uint32_t pixels, bool inverted
     }
 }
 
+// Faults that a sound file of another kind gives.
+constexpr auto unsupported =
+    std::to_array<int>({JERR_BAD_PRECISION, JERR_SOF_UNSUPPORTED, JERR_ARITH_NOTIMPL, JERR_NOT_COMPILED, JERR_CONVERSION_NOTIMPL});
+
+int resultOfFault(int code) {
+    if (code == JERR_OUT_OF_MEMORY) return ERROR_NO_MEMORY;
+    return std::find(unsupported.begin(), unsupported.end(), code) != unsupported.end() ? ERROR_FEATURE_NOT_SUPPORTED
+                                                                                        : ERROR_FILE_READ;
+}
+
 // Runs the library; nothing here or below may need a destructor.
 int decode(Reader& r, uint8_t** inkRow) {
     jpeg_decompress_struct& jpeg = r.jpeg;
-    if (setjmp(r.back)) return jpeg.err->msg_code == JERR_OUT_OF_MEMORY ? ERROR_NO_MEMORY : ERROR_FILE_READ;
+    if (setjmp(r.back)) return resultOfFault(jpeg.err->msg_code);
     jpeg_create_decompress(&jpeg);
     jpeg.progress = &r.progress;
     jpeg_save_markers(&jpeg, JPEG_APP0 + 1, 0xFFFF);

@@ -21,9 +21,34 @@ struct Writer {
     uint8_t* line; // one row, blue first
     bool isGrey;
     int quality;
-    unsigned char* out;
-    unsigned long outSize;
+    jpeg_destination_mgr destination;
+    uint8_t* out; // freed by the function outside, whatever happened
+    size_t capacity, outSize;
 };
+
+Writer& writerOf(j_compress_ptr jpeg) { return *static_cast<Writer*>(jpeg->client_data); }
+
+// The library's own memory target tells where its grown buffer is at the end alone, so a jump before that would lose it. This
+// one keeps the pointer true at all times.
+void grow(j_compress_ptr jpeg) {
+    constexpr size_t firstBytes = size_t{1} << 16;
+    Writer& w = writerOf(jpeg);
+    const size_t used = w.capacity, capacity = used ? used * 2 : firstBytes;
+    auto* larger = static_cast<uint8_t*>(std::realloc(w.out, capacity));
+    if (!larger) std::longjmp(w.back, 1);
+    w.out = larger;
+    w.capacity = capacity;
+    w.destination.next_output_byte = larger + used;
+    w.destination.free_in_buffer = capacity - used;
+}
+boolean growFull(j_compress_ptr jpeg) {
+    grow(jpeg);
+    return TRUE;
+}
+void finish(j_compress_ptr jpeg) {
+    Writer& w = writerOf(jpeg);
+    w.outSize = w.capacity - w.destination.free_in_buffer;
+}
 
 void onError(j_common_ptr jpeg) { std::longjmp(static_cast<Writer*>(jpeg->client_data)->back, 1); }
 void onMessage(j_common_ptr, int) {}
@@ -63,7 +88,10 @@ bool encode(Writer& w) {
     const KernelBitmap& b = w.rows->image();
     if (setjmp(w.back)) return false;
     jpeg_create_compress(&w.jpeg);
-    jpeg_mem_dest(&w.jpeg, &w.out, &w.outSize);
+    w.destination.init_destination = grow;
+    w.destination.empty_output_buffer = growFull;
+    w.destination.term_destination = finish;
+    w.jpeg.dest = &w.destination;
     w.jpeg.image_width = static_cast<JDIMENSION>(b.Width);
     w.jpeg.image_height = static_cast<JDIMENSION>(b.Height);
     w.jpeg.input_components = w.isGrey ? 1 : 3;

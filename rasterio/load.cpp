@@ -41,9 +41,8 @@ int readStream(ByteStream& stream, const LoadLimits& limits, KernelBitmap* b, Ke
     return readFormat(format, {whole.data(), static_cast<size_t>(got)}, limits, b, info);
 }
 
-// The one way through all loads: null checks, failed memory, the bitmap zeroed after a failure.
+// The one way through all loads: limits, failed memory, the bitmap zeroed after a failure.
 template <class Read> int load(const KernelLoadOptions* options, KernelBitmap* b, KernelFileInfo* info, Read&& read) {
-    if (b) *b = {};
     const LoadLimits limits = limitsOf(options);
     if (limits.page < 1) return ERROR_PAGE_NOT_FOUND;
     KernelFileInfo found{};
@@ -60,6 +59,7 @@ template <class Read> int load(const KernelLoadOptions* options, KernelBitmap* b
 }
 
 int loadPath(const char* path, KernelBitmap* b, const KernelLoadOptions* options, KernelFileInfo* info) {
+    if (b) *b = {};
     if (!path) return ERROR_INV_PARAMETER;
     return load(options, b, info, [&](const LoadLimits& limits, KernelFileInfo* found) {
         FileStream stream(path, 0);
@@ -68,6 +68,7 @@ int loadPath(const char* path, KernelBitmap* b, const KernelLoadOptions* options
 }
 
 int loadBytes(const void* data, size_t size, KernelBitmap* b, const KernelLoadOptions* options, KernelFileInfo* info) {
+    if (b) *b = {};
     if (!data) return ERROR_INV_PARAMETER;
     return load(options, b, info, [&](const LoadLimits& limits, KernelFileInfo* found) {
         return readFormat(K_RecognizeFormat(data, size), {static_cast<const uint8_t*>(data), size}, limits, b, found);
@@ -92,13 +93,20 @@ int K_LoadFile(const char* pszPath, KernelBitmap* b, int, int, const KernelLoadO
 
 int K_LoadMemory(const void* pData, KernelBitmap* b, int, int bits, size_t size, const KernelLoadOptions* pOptions,
                  KernelFileInfo* pInfo) {
-    if (!b || (bits && !isPixelDepth(bits))) return ERROR_INV_PARAMETER;
-    int result = loadBytes(pData, size, b, pOptions, pInfo);
-    if (result == SUCCESS && bits) {
-        result = K_ChangeBitmapDepth(b, b, bits, 0, 0, 0, 0, 0, 0);
-        if (result != SUCCESS) K_FreeBitmap(b);
+    if (!b) return ERROR_INV_PARAMETER;
+    *b = {};
+    if (bits && !isPixelDepth(bits)) return ERROR_INV_PARAMETER;
+    KernelFileInfo info{};
+    if (pInfo) info = *pInfo;
+    int result = loadBytes(pData, size, b, pOptions, &info);
+    if (result == SUCCESS && bits) result = K_ChangeBitmapDepth(b, b, bits, 0, 0, 0, 0, 0, 0);
+    if (result != SUCCESS) {
+        K_FreeBitmap(b);
+        return result;
     }
-    return result;
+    if (bits) info.nBitsPerPixel = bits;
+    if (pInfo) *pInfo = info;
+    return SUCCESS;
 }
 
 } // extern "C"

@@ -174,6 +174,11 @@ PngLayout layoutOf(const KernelBitmap& b) {
     return layout;
 }
 
+uint32_t dotsPerMetre(int32_t perInch) {
+    constexpr double most = 0x7FFFFFFF; // of a four-byte number in PNG
+    return static_cast<uint32_t>(std::min(perInch / metresPerInch + 0.5, most));
+}
+
 void putHeader(const KernelBitmap& b, const PngLayout& layout, Bytes* out) {
     static constexpr auto signature = std::to_array<uint8_t>({0x89, 'P', 'N', 'G', 13, 10, 26, 10});
     out->assign(signature.begin(), signature.end());
@@ -184,8 +189,8 @@ void putHeader(const KernelBitmap& b, const PngLayout& layout, Bytes* out) {
     putChunk(out, "IHDR", chunk.data(), chunk.size());
     if (b.XResolution > 0 && b.YResolution > 0) {
         chunk.clear();
-        put32(&chunk, static_cast<uint32_t>(b.XResolution / metresPerInch + 0.5));
-        put32(&chunk, static_cast<uint32_t>(b.YResolution / metresPerInch + 0.5));
+        put32(&chunk, dotsPerMetre(b.XResolution));
+        put32(&chunk, dotsPerMetre(b.YResolution));
         chunk.push_back(1);
         putChunk(out, "pHYs", chunk.data(), chunk.size());
     }
@@ -194,6 +199,7 @@ void putHeader(const KernelBitmap& b, const PngLayout& layout, Bytes* out) {
     for (uint32_t i = 0; i < b.nColors; ++i) {
         chunk.insert(chunk.end(), {b.pPalette[i].rgbRed, b.pPalette[i].rgbGreen, b.pPalette[i].rgbBlue});
     }
+    chunk.resize(size_t{3} << layout.depth, 0); // readers refuse indices behind the palette, which are black here
     putChunk(out, "PLTE", chunk.data(), chunk.size());
 }
 

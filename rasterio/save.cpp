@@ -1,9 +1,12 @@
-// Saving of bitmap records to files and memory. One-page formats are built in memory and written in one go; TIFF pages are
-// written into the file itself.
+// Saving of bitmap records to files and memory. New files are built in memory and written in one go; TIFF pages are written
+// into the file itself. No failure leaves half an image behind: a file that was made here is taken away again, an older one
+// that couldn't be written whole is left empty.
 #include "rasterio/image_io.h"
 #include "rasterio/tiff_directory.h"
 
 #include "platform/sys.h"
+
+#include <unistd.h>
 
 #include <new>
 
@@ -35,21 +38,31 @@ int encode(const KernelBitmap& b, int format, const KernelSaveOptions& options, 
 constexpr int createAndWrite = 1 | 0x100 | 0x200, readAndWrite = 2;
 
 int saveBytes(const char* path, const Bytes& bytes) {
+    const bool isNew = access(path, F_OK) != 0;
     FileStream stream(path, createAndWrite);
     if (!stream.isOpen()) return ERROR_FILE_OPEN;
     const bool written = stream.write(bytes.data(), bytes.size()) == static_cast<int64_t>(bytes.size());
-    return stream.close() && written ? SUCCESS : ERROR_FILE_WRITE;
+    if (!written) stream.truncate(0);
+    if (stream.close() && written) return SUCCESS;
+    if (isNew) unlink(path);
+    return ERROR_FILE_WRITE;
+}
+
+int saveNew(const char* path, const KernelBitmap& b, int format, const KernelSaveOptions& options) {
+    Bytes bytes;
+    const int result = encode(b, format, options, &bytes);
+    return result == SUCCESS ? saveBytes(path, bytes) : result;
 }
 
 int savePage(const char* path, const KernelBitmap& b, const KernelSaveOptions& options) {
     PagePlace place{.append = true, .replaces = (options.uFlags & SAVE_REPLACEPAGE) != 0, .page = options.nPageNumber};
     // A page behind the last: nothing is replaced.
     if (place.page == -1) place.replaces = false;
-    FileStream stream(path, readAndWrite | 0x100);
-    if (!stream.isOpen()) return ERROR_FILE_OPEN;
-    if (stream.size() == 0) {
-        if (place.page != -1 && place.page != 1) return ERROR_PAGE_NOT_FOUND;
-        place.append = false;
+    FileStream stream(path, readAndWrite);
+    if (!stream.isOpen() && GetLastError() != ERROR_FILE_MISSING) return ERROR_FILE_OPEN;
+    if (!stream.isOpen() || stream.size() == 0) {
+        stream.close();
+        return place.page == -1 || place.page == 1 ? saveNew(path, b, KB_FORMAT_TIFF, options) : ERROR_PAGE_NOT_FOUND;
     }
     const int result = saveTiff(b, options, place, stream);
     return stream.close() || result != SUCCESS ? result : ERROR_FILE_WRITE;
@@ -58,10 +71,7 @@ int savePage(const char* path, const KernelBitmap& b, const KernelSaveOptions& o
 int saveFile(const char* path, const KernelBitmap& b, int format, const KernelSaveOptions& options) {
     const uint32_t placing = options.uFlags & (SAVE_REPLACEPAGE | SAVE_INSERTPAGE);
     if (placing && format != KB_FORMAT_TIFF) return ERROR_FEATURE_NOT_SUPPORTED;
-    if (placing) return savePage(path, b, options);
-    Bytes bytes;
-    const int result = encode(b, format, options, &bytes);
-    return result == SUCCESS ? saveBytes(path, bytes) : result;
+    return placing ? savePage(path, b, options) : saveNew(path, b, format, options);
 }
 
 template <class Save> int guarded(const KernelBitmap* b, int format, Save&& save) {

@@ -78,13 +78,37 @@ struct TiffTagValue {
 };
 
 // Sets and takes out tags of a page: values and a new directory go behind the file's end, then the link to the page is
-// changed, then the old values and the old directory are zeroed.
+// changed, then the old values and the old directory are zeroed. ERROR_FILE_WRITE too when an old value lies in pixels or in a
+// directory that is still used, so that it couldn't be zeroed.
 int editTiffPage(ByteStream& stream, int page, const std::vector<TiffTagValue>& changes);
+// True when a file of that form can hold the value.
+bool fitsTiff(bool wide, const TiffTagValue& value);
+// Writes the last page's link where it is missing at the end of the file: what is appended would land in its place.
+int completeTiffChain(TiffFile& file);
 // Links the directory at a position behind the last page. A chain that loops or breaks goes on there instead.
 int linkTiffPage(ByteStream& stream, uint64_t directoryAt);
-// Moves the last page to place `page`; with `replaces` takes the page that stood there out of the chain and zeroes what it
-// alone used.
-int placeLastTiffPage(ByteStream& stream, int page, bool replaces);
+// Moves the last page to place `page`; with `replaces` takes the page that stood there out of the chain and gives its
+// directory in `replaced`, which stays as it was when there is none.
+int placeLastTiffPage(ByteStream& stream, int page, bool replaces, TiffDirectory* replaced);
+// Zeroes what a page that is out of the chain alone used.
+int zeroTiffPage(ByteStream& stream, const TiffDirectory& page);
+
+// Puts a file back as it was before a page was appended and moved to a place: the links that this changes, and the size.
+class TiffChainUndo {
+public:
+    // Reads the links that change when a page goes behind the last and then to place `page` (-1: stays there).
+    int remember(TiffFile& file, int page);
+    void undo(ByteStream& stream) const;
+
+private:
+    struct Link {
+        uint64_t at;
+        uint8_t field[8];
+    };
+    TiffForm form_;
+    uint64_t size_ = 0;
+    std::vector<Link> links_;
+};
 // Tags of the calling thread's queue (tiff_tags.cpp).
 const std::vector<TiffTagValue>& queuedTiffTags();
 void clearQueuedTiffTags();

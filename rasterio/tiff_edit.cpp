@@ -13,16 +13,24 @@ constexpr uint64_t minWideType = 16;
 
 struct Range {
     uint64_t at, bytes;
+    bool isValue = false; // of a tag
+    uint64_t end() const { return at + bytes; }
 };
 
-bool overlaps(const Range& a, const Range& b) { return a.at < b.at + b.bytes && b.at < a.at + a.bytes; }
+uint64_t nextLinkOf(const TiffForm& form, const TiffDirectory& d) {
+    return d.at + form.countBytes() + d.entries.size() * form.entryBytes();
+}
+
+// The directory itself; the last one's link may be missing at the end of the file.
+Range directoryRange(const TiffFile& file, const TiffDirectory& d) {
+    return {d.at, std::min(nextLinkOf(file.form(), d) + file.form().offsetBytes(), file.size()) - d.at};
+}
 
 // All bytes that a page uses: its directory, its values, its strips and tiles.
 std::vector<Range> rangesOf(TiffFile& file, const TiffDirectory& page) {
-    const TiffForm& form = file.form();
-    std::vector<Range> ranges{{page.at, form.countBytes() + page.entries.size() * form.entryBytes() + form.offsetBytes()}};
+    std::vector<Range> ranges{directoryRange(file, page)};
     for (const TiffEntry& e : page.entries) {
-        if (!e.inEntry && e.bytes != UINT64_MAX) ranges.push_back({e.valueAt, e.bytes});
+        if (!e.inEntry && e.bytes != UINT64_MAX) ranges.push_back({e.valueAt, e.bytes, true});
     }
     constexpr uint16_t pairs[][2] = {{stripOffsets, stripByteCounts}, {tileOffsets, tileByteCounts}};
     for (const auto& pair : pairs) {
@@ -44,21 +52,48 @@ bool zero(ByteStream& stream, const Range& range) {
     return true;
 }
 
-// Zeroes ranges as far as nothing that is kept lies in them.
+// Sorted, those that meet or overlap joined to one.
+std::vector<Range> merged(std::vector<Range> ranges) {
+    std::sort(ranges.begin(), ranges.end(), [](const Range& a, const Range& b) { return a.at < b.at; });
+    std::vector<Range> out;
+    for (const Range& r : ranges) {
+        if (out.empty() || r.at > out.back().end())
+            out.push_back(r);
+        else
+            out.back().bytes = std::max(out.back().end(), r.end()) - out.back().at;
+    }
+    return out;
+}
+
+// First of merged ranges that ends behind a position.
+auto firstBehind(const std::vector<Range>& ranges, uint64_t at) {
+    return std::lower_bound(ranges.begin(), ranges.end(), at, [](const Range& r, uint64_t p) { return r.end() <= p; });
+}
+
+// Zeroes the bytes of ranges that aren't in one of the kept, which are merged.
 bool zeroUnused(ByteStream& stream, const std::vector<Range>& unused, const std::vector<Range>& kept) {
     for (const Range& range : unused) {
-        const bool isKept = std::any_of(kept.begin(), kept.end(), [&](const Range& k) { return overlaps(range, k); });
-        if (!isKept && !zero(stream, range)) return false;
+        uint64_t at = range.at;
+        for (auto k = firstBehind(kept, at); at < range.end(); ++k) {
+            const uint64_t until = k == kept.end() ? range.end() : std::min(k->at, range.end());
+            if (until > at && !zero(stream, {at, until - at})) return false;
+            if (k == kept.end()) break;
+            at = k->end();
+        }
     }
     return true;
 }
 
-bool keepPage(TiffFile& file, int page, std::vector<Range>* kept) {
-    TiffDirectory directory;
-    if (file.directory(page, &directory) != SUCCESS) return false;
-    const auto ranges = rangesOf(file, directory);
-    kept->insert(kept->end(), ranges.begin(), ranges.end());
-    return true;
+// What the header and the pages of the chain use.
+int collectKept(TiffFile& file, std::vector<Range>* kept) {
+    *kept = {{0, file.form().wide ? 16u : 8u}};
+    for (int page = 1; page <= file.pages(); ++page) {
+        TiffDirectory directory;
+        if (const int result = file.directory(page, &directory); result != SUCCESS) return result;
+        const auto ranges = rangesOf(file, directory);
+        kept->insert(kept->end(), ranges.begin(), ranges.end());
+    }
+    return SUCCESS;
 }
 
 bool putLink(ByteStream& stream, const TiffForm& form, uint64_t at, uint64_t target) {
@@ -67,8 +102,22 @@ bool putLink(ByteStream& stream, const TiffForm& form, uint64_t at, uint64_t tar
     return stream.writeAt(at, field, form.offsetBytes());
 }
 
-uint64_t nextLinkOf(const TiffForm& form, const TiffDirectory& d) {
-    return d.at + form.countBytes() + d.entries.size() * form.entryBytes();
+// Zeroes the old directory and the old values of changed tags, as far as no page uses them. Bytes that are another tag's value
+// too stay with that tag; a value that lies in pixels or a directory can't be taken out, and that is told.
+int zeroReplaced(ByteStream& stream, const Range& directory, const std::vector<Range>& values) {
+    TiffFile file(stream);
+    if (const int result = file.open(); result != SUCCESS) return result;
+    std::vector<Range> kept;
+    if (const int result = collectKept(file, &kept); result != SUCCESS) return result;
+    const std::vector<Range> all = merged(kept);
+    if (!zeroUnused(stream, {directory}, all) || !zeroUnused(stream, values, all)) return ERROR_FILE_WRITE;
+    std::erase_if(kept, [](const Range& r) { return r.isValue; });
+    const std::vector<Range> fixed = merged(std::move(kept));
+    for (const Range& value : values) {
+        const auto k = firstBehind(fixed, value.at);
+        if (k != fixed.end() && k->at < value.end()) return ERROR_FILE_WRITE;
+    }
+    return SUCCESS;
 }
 
 // Serialised entry, with its value behind the end of the file when it doesn't fit.
@@ -78,6 +127,10 @@ struct NewEntry {
 };
 
 } // namespace
+
+bool fitsTiff(bool wide, const TiffTagValue& value) {
+    return tiffTypeBytes(value.type) && (wide || (value.type < minWideType && value.count <= UINT32_MAX));
+}
 
 int editTiffPage(ByteStream& stream, int page, const std::vector<TiffTagValue>& changes) {
     TiffFile file(stream);
@@ -94,8 +147,7 @@ int editTiffPage(ByteStream& stream, int page, const std::vector<TiffTagValue>& 
     }
     for (const TiffTagValue& c : changes) {
         if (c.removes) continue;
-        if (!tiffTypeBytes(c.type) || (!form.wide && (c.type >= minWideType || c.count > UINT32_MAX)))
-            return ERROR_FEATURE_NOT_SUPPORTED;
+        if (!fitsTiff(form.wide, c)) return ERROR_FEATURE_NOT_SUPPORTED;
         TiffEntry e;
         e.tag = c.tag;
         e.type = c.type;
@@ -139,29 +191,65 @@ int editTiffPage(ByteStream& stream, int page, const std::vector<TiffTagValue>& 
         std::copy_n(n.entry.raw, form.offsetBytes(), p + 4 + form.offsetBytes());
         p += form.entryBytes();
     }
-    form.put(p, form.offsetBytes(), old.next);
+    form.put(p, form.offsetBytes(), old.next == old.at ? 0 : old.next); // a page may lead to itself
     const uint64_t oldSize = file.size();
     if (!stream.writeAt(oldSize, tail.data(), tail.size())) {
         stream.truncate(static_cast<int64_t>(oldSize));
         return ERROR_FILE_WRITE;
     }
-    if (!putLink(stream, form, old.linkAt, newAt)) return ERROR_FILE_WRITE;
+    // A chain that loops to this page would still reach the old directory: it ends at its last page instead.
+    TiffDirectory last;
+    bool linked = file.directory(file.pages(), &last) == SUCCESS;
+    if (linked && last.next == old.at && last.at != old.at && nextLinkOf(form, last) != old.linkAt)
+        linked = putLink(stream, form, nextLinkOf(form, last), 0);
+    if (!linked || !putLink(stream, form, old.linkAt, newAt)) {
+        putLink(stream, form, old.linkAt, old.at);
+        stream.truncate(static_cast<int64_t>(oldSize));
+        return ERROR_FILE_WRITE;
+    }
 
-    std::vector<Range> unused{{old.at, form.countBytes() + old.entries.size() * form.entryBytes() + form.offsetBytes()}};
+    std::vector<Range> values;
     for (const TiffEntry& e : old.entries) {
         const bool changed =
             std::any_of(changes.begin(), changes.end(), [&](const TiffTagValue& c) { return c.tag == e.tag; });
         if (changed && !e.inEntry && e.bytes != UINT64_MAX && e.valueAt <= oldSize && e.bytes <= oldSize - e.valueAt) {
-            unused.push_back({e.valueAt, e.bytes});
+            values.push_back({e.valueAt, e.bytes, true});
         }
     }
-    TiffFile now(stream);
-    if (now.open() != SUCCESS) return ERROR_FILE_WRITE;
-    std::vector<Range> kept{{0, form.wide ? 16u : 8u}};
-    for (int i = 1; i <= now.pages(); ++i) {
-        if (!keepPage(now, i, &kept)) return ERROR_FILE_READ;
+    return zeroReplaced(stream, directoryRange(file, old), values);
+}
+
+int completeTiffChain(TiffFile& file) {
+    const int pages = file.pages();
+    if (!pages) return SUCCESS;
+    TiffDirectory last;
+    if (const int result = file.directory(pages, &last); result != SUCCESS) return result;
+    const uint64_t link = nextLinkOf(file.form(), last);
+    if (file.size() >= link + file.form().offsetBytes()) return SUCCESS;
+    return putLink(file.stream(), file.form(), link, 0) ? SUCCESS : ERROR_FILE_WRITE;
+}
+
+int TiffChainUndo::remember(TiffFile& file, int page) {
+    size_ = file.size();
+    form_ = file.form();
+    std::vector<uint64_t> positions{form_.wide ? 8u : 4u};
+    for (const int number : {file.pages(), page}) {
+        TiffDirectory d;
+        if (number < 1 || number > file.pages()) continue;
+        if (const int result = file.directory(number, &d); result != SUCCESS) return result;
+        positions.push_back(number == page ? d.linkAt : nextLinkOf(form_, d));
+        if (number == page && page == file.pages()) positions.push_back(nextLinkOf(form_, d));
     }
-    return zeroUnused(stream, unused, kept) ? SUCCESS : ERROR_FILE_WRITE;
+    for (const uint64_t at : positions) {
+        Link link{.at = at, .field = {}};
+        if (file.stream().readAt(at, link.field, form_.offsetBytes())) links_.push_back(link); // else it isn't there yet
+    }
+    return SUCCESS;
+}
+
+void TiffChainUndo::undo(ByteStream& stream) const {
+    for (const Link& link : links_) stream.writeAt(link.at, link.field, form_.offsetBytes());
+    stream.truncate(static_cast<int64_t>(size_));
 }
 
 int linkTiffPage(ByteStream& stream, uint64_t directoryAt) {
@@ -179,7 +267,7 @@ int linkTiffPage(ByteStream& stream, uint64_t directoryAt) {
     return putLink(stream, form, link, directoryAt) ? SUCCESS : ERROR_FILE_WRITE;
 }
 
-int placeLastTiffPage(ByteStream& stream, int page, bool replaces) {
+int placeLastTiffPage(ByteStream& stream, int page, bool replaces, TiffDirectory* replaced) {
     TiffFile file(stream);
     if (const int result = file.open(); result != SUCCESS) return result;
     const int count = file.pages();
@@ -189,15 +277,6 @@ int placeLastTiffPage(ByteStream& stream, int page, bool replaces) {
         if (const int result = file.directory(number, out); result != SUCCESS) return result;
     }
     const TiffForm& form = file.form();
-    std::vector<Range> unused;
-    if (replaces) {
-        unused = rangesOf(file, target);
-        if (const TiffEntry* e = target.find(subDirectories); e && !e->inEntry) {
-            std::erase_if(unused, [&](const Range& r) {
-                return r.at == e->valueAt;
-            }); // images below the page stay reachable for tools
-        }
-    }
     // The moved page leads on to what follows its new place; then the link to that place, then the end of the chain. When
     // the page before the last is the one replaced, it drops out of the chain with its link.
     const uint64_t follower = replaces ? target.next : target.at;
@@ -206,14 +285,20 @@ int placeLastTiffPage(ByteStream& stream, int page, bool replaces) {
     if (!putLink(stream, form, nextLinkOf(form, last), lastNext)) return ERROR_FILE_WRITE;
     if (!putLink(stream, form, target.linkAt, last.at)) return ERROR_FILE_WRITE;
     if (!(replaces && targetIsBefore) && !putLink(stream, form, nextLinkOf(form, before), 0)) return ERROR_FILE_WRITE;
-    if (!replaces) return SUCCESS;
-    TiffFile now(stream);
-    if (now.open() != SUCCESS) return ERROR_FILE_WRITE;
-    std::vector<Range> kept{{0, form.wide ? 16u : 8u}};
-    for (int i = 1; i <= now.pages(); ++i) {
-        if (!keepPage(now, i, &kept)) return ERROR_FILE_READ;
+    if (replaces) *replaced = std::move(target);
+    return SUCCESS;
+}
+
+int zeroTiffPage(ByteStream& stream, const TiffDirectory& page) {
+    TiffFile file(stream);
+    if (const int result = file.open(); result != SUCCESS) return result;
+    std::vector<Range> unused = rangesOf(file, page), kept;
+    if (const TiffEntry* e = page.find(subDirectories); e && !e->inEntry) {
+        // Images below the page stay reachable for tools.
+        std::erase_if(unused, [&](const Range& r) { return r.at == e->valueAt; });
     }
-    return zeroUnused(stream, unused, kept) ? SUCCESS : ERROR_FILE_WRITE;
+    if (const int result = collectKept(file, &kept); result != SUCCESS) return result;
+    return zeroUnused(stream, unused, merged(std::move(kept))) ? SUCCESS : ERROR_FILE_WRITE;
 }
 
 } // namespace kb

@@ -118,7 +118,7 @@ int describe(TIFF* tiff, const LoadLimits& limits, Page* out) {
         if (kinds[i] != EXTRASAMPLE_ASSOCALPHA && kinds[i] != EXTRASAMPLE_UNASSALPHA) continue;
         if (p.samples - extras + i < p.colorSamples()) break;
         p.alphaSample = p.samples - extras + i;
-        p.multiplied = kinds[i] == EXTRASAMPLE_ASSOCALPHA;
+        p.multiplied = kinds[i] == EXTRASAMPLE_ASSOCALPHA && p.route != Route::indexed; // a map isn't multiplied
         break;
     }
     if (p.route == Route::converted) {
@@ -137,22 +137,29 @@ int describe(TIFF* tiff, const LoadLimits& limits, Page* out) {
     return SUCCESS;
 }
 
-int makeRecord(TIFF* tiff, const Page& p, KernelBitmap* b) {
-    RGBQUAD palette[256] = {};
-    uint32_t colors = 0;
-    if (p.recordBits <= 8 && p.route == Route::indexed) {
-        uint16_t *red = nullptr, *green = nullptr, *blue = nullptr;
-        if (!TIFFGetField(tiff, TIFFTAG_COLORMAP, &red, &green, &blue) || !red || !green || !blue) return ERROR_FILE_READ;
-        colors = 1u << p.bits;
-        // Some writers put bytes where words belong.
-        const bool wide = std::any_of(red, red + colors, [](uint16_t v) { return v > 255; }) ||
-                          std::any_of(green, green + colors, [](uint16_t v) { return v > 255; }) ||
-                          std::any_of(blue, blue + colors, [](uint16_t v) { return v > 255; });
-        for (uint32_t i = 0; i < colors; ++i) {
-            const auto level = [&](const uint16_t* map) { return static_cast<BYTE>(wide ? map[i] >> 8 : map[i]); };
-            palette[i] = {level(blue), level(green), level(red), 0};
-        }
-    } else if (p.recordBits <= 8) {
+using Palette = std::array<RGBQUAD, 256>;
+
+// The colour map of an indexed page.
+bool readPalette(TIFF* tiff, const Page& p, Palette* palette) {
+    uint16_t *red = nullptr, *green = nullptr, *blue = nullptr;
+    if (!TIFFGetField(tiff, TIFFTAG_COLORMAP, &red, &green, &blue) || !red || !green || !blue) return false;
+    const uint32_t colors = 1u << p.bits;
+    // Some writers put bytes where words belong.
+    const bool wide = std::any_of(red, red + colors, [](uint16_t v) { return v > 255; }) ||
+                      std::any_of(green, green + colors, [](uint16_t v) { return v > 255; }) ||
+                      std::any_of(blue, blue + colors, [](uint16_t v) { return v > 255; });
+    for (uint32_t i = 0; i < colors; ++i) {
+        const auto level = [&](const uint16_t* map) { return static_cast<BYTE>(wide ? map[i] >> 8 : map[i]); };
+        (*palette)[i] = {level(blue), level(green), level(red), 0};
+    }
+    return true;
+}
+
+// `map`: of an indexed page.
+int makeRecord(const Page& p, const Palette& map, KernelBitmap* b) {
+    Palette palette = map;
+    uint32_t colors = 1u << std::min(p.bits, 8);
+    if (p.recordBits <= 8 && p.route != Route::indexed) {
         colors = 1u << p.recordBits;
         for (uint32_t i = 0; i < colors; ++i) {
             const uint32_t level = (p.invertsGrey() ? colors - 1 - i : i) * 255 / (colors - 1);
@@ -161,7 +168,7 @@ int makeRecord(TIFF* tiff, const Page& p, KernelBitmap* b) {
     }
     const int result = K_CreateBitmap(b, 1, static_cast<int>(p.width), static_cast<int>(p.height), p.recordBits,
                                       p.route == Route::grey && p.recordBits <= 16 ? KB_ORDER_GREY : KB_ORDER_BGR,
-                                      p.recordBits <= 8 ? palette : nullptr, perspectiveFrom(p.orientation), 0, 0);
+                                      p.recordBits <= 8 ? palette.data() : nullptr, perspectiveFrom(p.orientation), 0, 0);
     if (result != SUCCESS) return result;
     if (p.recordBits <= 8) b->nColors = colors;
     b->XResolution = p.xResolution;
@@ -194,7 +201,8 @@ uint32_t toByte(uint32_t sample, const Page& p) {
 // A run of decoded pixels: row y from column x on, `count` pixels; plane -1 holds all samples of each pixel.
 class RowSink {
 public:
-    RowSink(const Page& page, KernelBitmap& b) : page_(page), b_(b), rows_(K_WritableBitmapRow(&b, 0)) {
+    RowSink(const Page& page, const Palette& map, KernelBitmap& b)
+        : page_(page), map_(map), b_(b), rows_(K_WritableBitmapRow(&b, 0)) {
         isExact_ = page.route != Route::color && page.alphaSample < 0 && page.samples == 1 && page.bits == page.recordBits &&
                    page.bits != 16 && !(page.invertsGrey() && page.bits > 8);
     }
@@ -246,7 +254,7 @@ private:
         withPixels(page_.recordBits, [&](auto pixel) { pixel.put(row, x, value); });
     }
     uint32_t indexedOrGrey(uint32_t value) const {
-        if (page_.route == Route::indexed) return 0;
+        if (page_.route == Route::indexed) return fromQuad(map_[value & 255u]);
         const uint32_t level = page_.invertsGrey() ? 255 - toByte(value, page_) : toByte(value, page_);
         return argb(level, level, level);
     }
@@ -263,7 +271,7 @@ private:
                 for (uint32_t i = 0; i < count; ++i) {
                     const uint32_t color = indexedOrGrey(sampleAt(data, i, page_.bits));
                     for (size_t channel = 0; channel < 3; ++channel)
-                        row[(x + i) * unit + channel] = static_cast<uint8_t>(color);
+                        row[(x + i) * unit + channel] = static_cast<uint8_t>(color >> 8 * channel);
                 }
             } else if (plane == page_.alphaSample) {
                 for (uint32_t i = 0; i < count; ++i)
@@ -278,6 +286,7 @@ private:
     }
 
     const Page& page_;
+    const Palette& map_;
     KernelBitmap& b_;
     uint8_t* rows_;
     bool isExact_ = false;
@@ -369,22 +378,15 @@ int readConverted(TIFF* tiff, const Page& p, KernelBitmap& b) {
     return result;
 }
 
-// Palette images with opacity become colours once all samples are there.
-int readIndexedAlpha(TIFF* tiff, const Page& p, KernelBitmap& b) {
-    Page converted = p;
-    converted.recordBits = 32;
-    return readConverted(tiff, converted, b);
-}
-
 int readPixels(TIFF* tiff, const Page& p, KernelBitmap* b, const LoadLimits& limits) {
-    if (const int result = makeRecord(tiff, p, b); result != SUCCESS) return result;
+    Palette map{};
+    if (p.route == Route::indexed && !readPalette(tiff, p, &map)) return ERROR_FILE_READ;
+    if (const int result = makeRecord(p, map, b); result != SUCCESS) return result;
     int result;
     if (p.route == Route::converted)
         result = readConverted(tiff, p, *b);
-    else if (p.route == Route::indexed && p.recordBits == 32)
-        return readIndexedAlpha(tiff, p, *b);
     else {
-        const RowSink sink(p, *b);
+        const RowSink sink(p, map, *b);
         result = p.tiled ? readTiles(tiff, p, sink, limits) : readStrips(tiff, p, sink);
     }
     // libtiff's conversion leaves colours multiplied, whatever the file has.

@@ -4,6 +4,8 @@
 #include "rasterio/tiff_io.h"
 #include "rasterio/upright_rows.h"
 
+#include <new>
+
 namespace kb {
 namespace {
 
@@ -190,14 +192,54 @@ int writePage(const KernelBitmap& image, const KernelSaveOptions& options, ByteS
 
 // A page behind the last one, in the file's own byte order and width.
 int appendPage(const KernelBitmap& image, const KernelSaveOptions& options, TiffFile& file) {
-    ByteStream& stream = file.stream();
-    const auto oldSize = static_cast<int64_t>(file.size());
     const TiffForm& form = file.form();
-    TailStream tail(stream);
-    int result = writePage(image, options, tail, form.bigEndian ? (form.wide ? "wb8" : "wb") : form.wide ? "wl8" : "wl");
-    if (result == SUCCESS) result = linkTiffPage(stream, tail.directoryAt(form));
-    if (result != SUCCESS) stream.truncate(oldSize);
-    return result;
+    if (const int result = completeTiffChain(file); result != SUCCESS) return result;
+    TailStream tail(file.stream());
+    const int result =
+        writePage(image, options, tail, form.bigEndian ? (form.wide ? "wb8" : "wb") : form.wide ? "wl8" : "wl");
+    return result == SUCCESS ? linkTiffPage(file.stream(), tail.directoryAt(form)) : result;
+}
+
+bool queueFits(bool wide) {
+    const auto& queue = queuedTiffTags();
+    return std::all_of(queue.begin(), queue.end(), [wide](const TiffTagValue& value) { return fitsTiff(wide, value); });
+}
+
+int saveFirstPage(const KernelBitmap& image, const KernelSaveOptions& options, ByteStream& stream) {
+    // Beyond this the offsets of the plain form could run out.
+    constexpr int64_t wideFrom = int64_t{3} << 30;
+    const bool wide = int64_t{image.BytesPerLine} * image.Height > wideFrom;
+    if (!queueFits(wide)) return ERROR_FEATURE_NOT_SUPPORTED;
+    if (const int result = writePage(image, options, stream, wide ? "w8" : "w"); result != SUCCESS) return result;
+    return queuedTiffTags().empty() ? SUCCESS : editTiffPage(stream, 1, queuedTiffTags());
+}
+
+// A failure leaves the file as it was, but for one in zeroing the page that was replaced: then the chain is whole.
+int saveFurtherPage(const KernelBitmap& image, const KernelSaveOptions& options, const PagePlace& place,
+                    ByteStream& stream) {
+    TiffFile file(stream);
+    if (const int result = file.open(); result != SUCCESS) return result;
+    const int pages = file.pages();
+    const int last = place.replaces ? pages : pages + 1; // highest place that can be asked for
+    if (place.page != -1 && (place.page < 1 || place.page > last)) return ERROR_PAGE_NOT_FOUND;
+    if (!queueFits(file.form().wide)) return ERROR_FEATURE_NOT_SUPPORTED;
+    TiffChainUndo undo;
+    if (const int result = undo.remember(file, place.page); result != SUCCESS) return result;
+    TiffDirectory replaced;
+    int result;
+    try {
+        result = appendPage(image, options, file);
+        if (result == SUCCESS && !queuedTiffTags().empty()) result = editTiffPage(stream, pages + 1, queuedTiffTags());
+        if (result == SUCCESS && place.page != -1)
+            result = placeLastTiffPage(stream, place.page, place.replaces, &replaced);
+    } catch (const std::bad_alloc&) {
+        result = ERROR_NO_MEMORY;
+    }
+    if (result != SUCCESS) {
+        undo.undo(stream);
+        return result;
+    }
+    return replaced.at ? zeroTiffPage(stream, replaced) : SUCCESS;
 }
 
 } // namespace
@@ -211,23 +253,7 @@ int saveTiff(const KernelBitmap& b, const KernelSaveOptions& options, const Page
             return result;
         image = &direct.record;
     }
-    if (!place.append) {
-        // Beyond this the offsets of the plain form could run out.
-        constexpr int64_t wideFrom = int64_t{3} << 30;
-        const bool wide = int64_t{image->BytesPerLine} * image->Height > wideFrom;
-        if (const int result = writePage(*image, options, stream, wide ? "w8" : "w"); result != SUCCESS) return result;
-        return queuedTiffTags().empty() ? SUCCESS : editTiffPage(stream, 1, queuedTiffTags());
-    }
-    TiffFile file(stream);
-    if (const int result = file.open(); result != SUCCESS) return result;
-    const int pages = file.pages();
-    const int last = place.replaces ? pages : pages + 1; // highest place that can be asked for
-    if (place.page != -1 && (place.page < 1 || place.page > last)) return ERROR_PAGE_NOT_FOUND;
-    if (const int result = appendPage(*image, options, file); result != SUCCESS) return result;
-    if (!queuedTiffTags().empty()) {
-        if (const int result = editTiffPage(stream, pages + 1, queuedTiffTags()); result != SUCCESS) return result;
-    }
-    return place.page == -1 ? SUCCESS : placeLastTiffPage(stream, place.page, place.replaces);
+    return place.append ? saveFurtherPage(*image, options, place, stream) : saveFirstPage(*image, options, stream);
 }
 
 } // namespace kb

@@ -32,6 +32,13 @@ template <class Part> bool makePart(std::unique_ptr<Part>& part) {
     return part != nullptr;
 }
 
+template <class Part> bool copyPart(std::unique_ptr<Part>& copy, const std::unique_ptr<Part>& source) {
+    if (!source) return true;
+    if (!makePart(copy)) return false;
+    *copy = *source;
+    return true;
+}
+
 bool makeFamilyParts(AnnObject& record) {
     switch (record.nType) {
     case ANN_OBJECT_PUSHPIN: return makePart(record.pPushpin);
@@ -139,7 +146,8 @@ void annInitDefaults(AnnObject& record) noexcept {
 void annMakeDialogFont(AnnObject& automation) noexcept {
     AutomationPart& part = *automation.pAutomation;
     if (part.hAutoDlgFont) DeleteObject(part.hAutoDlgFont);
-    const Text& own = part.pszAutoText[ANN_AUTOTEXT_DIALOG_FONT];
+    const Text& own =
+        part.pszAutoText ? (*part.pszAutoText)[ANN_AUTOTEXT_DIALOG_FONT] : libraryState().textDialogFace;
     const char* face = own ? own.c_str() : libraryState().textDialogFace.c_str();
     part.hAutoDlgFont =
         CreateFontA(static_cast<int>(part.uAutoDlgFontSize), 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET,
@@ -166,13 +174,12 @@ int copyAutomation(AutomationPart& copy, const AutomationPart& source) {
     copy.hAutoObject = source.hAutoObject;
     copy.nTool = source.nTool;
     copy.crCustomColors = source.crCustomColors;
-    copy.pszAutoText = source.pszAutoText;
+    if (!copyPart(copy.pszAutoText, source.pszAutoText) || !copyPart(copy.pTypeMenus, source.pTypeMenus))
+        return ERROR_NO_MEMORY;
     copy.crNoteBack = source.crNoteBack;
     copy.crHiliteBack = source.crHiliteBack;
     copy.crRedactBack = source.crRedactBack;
     copy.pszAutoButtonFont = source.pszAutoButtonFont;
-    copy.menuEnable = source.menuEnable;
-    copy.menuEnableMask = source.menuEnableMask;
     copy.uAutoProtractorShow = source.uAutoProtractorShow;
     copy.uAutoDlgFontSize = source.uAutoDlgFontSize;
     int code = K_CopyMetafile(&copy.autoHotspotMetafile, &source.autoHotspotMetafile);
@@ -198,10 +205,7 @@ int copyOwned(AnnObject& copy, const AnnObject& source) {
     if (code == SUCCESS) code = K_CopyMetafile(&copy.metafile, &source.metafile);
     if (code == SUCCESS && source.pPushpin) code = copyOwnedBitmap(copy.pPushpin->bitmap2, source.pPushpin->bitmap2);
     if (source.pMeasure) *copy.pMeasure = *source.pMeasure;
-    if (code == SUCCESS && source.pItemMenu) {
-        if (!makePart(copy.pItemMenu)) return ERROR_NO_MEMORY;
-        *copy.pItemMenu = *source.pItemMenu;
-    }
+    if (code == SUCCESS && !copyPart(copy.pItemMenu, source.pItemMenu)) code = ERROR_NO_MEMORY;
     if (code == SUCCESS && source.pAutomation) {
         code = copyAutomation(*copy.pAutomation, *source.pAutomation);
         annMakeDialogFont(copy);

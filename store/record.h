@@ -41,6 +41,11 @@ struct MeasurePart {
 
 using MenuTable = std::array<uint8_t, menuTableBytes>;
 
+// The menu bits that an automation has for each object type.
+struct TypeMenus {
+    std::array<MenuTable, objectTypeCount> menuEnable{}, menuEnableMask{};
+};
+
 // Of an automation: the state of the interaction with one window. The record's common fields are the defaults that new
 // objects take.
 struct AutomationPart {
@@ -52,10 +57,10 @@ struct AutomationPart {
     std::array<COLORREF, 16> crCustomColors{};
     std::vector<uint32_t> pUndoStack; // handles of the snapshots, 0 from the first free entry on
     uint32_t nUndoDepth = 0;
-    std::array<Text, menuItemCount> pszAutoText;
+    std::unique_ptr<std::array<Text, menuItemCount>> pszAutoText; // made when the first text is set
     COLORREF crNoteBack = 0x00FFFF, crHiliteBack = 0x00FFFF, crRedactBack = 0;
     Text pszAutoButtonFont;
-    std::array<MenuTable, objectTypeCount> menuEnable{}, menuEnableMask{};
+    std::unique_ptr<TypeMenus> pTypeMenus; // made when the first item is set
     uint32_t uAutoProtractorShow = 0;
     uint32_t uAutoDlgFontSize = 8;
     HFONT hAutoDlgFont = nullptr;

@@ -182,12 +182,12 @@ Bytes readTag(const InputFile& input, int page) {
     check(K_FileInfo(path.get(), &info, 0, &options), input.name, page > 1 ? "page " + std::to_string(page) : std::string());
     std::uint16_t type = 0;
     std::uint32_t count = 0;
-    const int size = K_GetFileTag(path.get(), ANN_TAG_TIFF, &type, &count, nullptr, &options);
-    if (size <= 0) return {};
-    Bytes data(static_cast<std::size_t>(size));
-    if (const int got = K_GetFileTag(path.get(), ANN_TAG_TIFF, &type, &count, data.data(), &options); got <= 0) {
-        throw failure(input.name, got == 0 ? ERROR_FILE_READ : got);
-    }
+    HGLOBAL hTag = nullptr;
+    const int size = K_LoadFileTag(path.get(), ANN_TAG_TIFF, &type, &count, &hTag, &options);
+    if (!hTag) return {};
+    const auto* bytes = static_cast<const std::uint8_t*>(GlobalLock(hTag));
+    Bytes data(bytes, bytes + size);
+    GlobalFree(hTag);
     return data;
 }
 

@@ -389,18 +389,14 @@ void RealisedFont::drawLarge(uint8_t c, GlyphPainter& painter, int64_t x, int64_
     FT_Outline_Render(fontEngine().library, &outline, &params);
 }
 
-const GlyphBitmap* RealisedFont::picture(uint8_t c, bool grey) {
-    if (em_ > largestKeptEm) return nullptr;
+void RealisedFont::draw(uint8_t c, GlyphPainter& painter, int64_t x, int64_t y, bool grey) {
+    if (em_ > largestKeptEm) {
+        drawLarge(c, painter, x, y);
+        return;
+    }
     auto& slot = (grey ? greyGlyphs_ : plainGlyphs_)[c];
     if (!slot) slot = render(c, grey);
-    return slot.get();
-}
-
-void RealisedFont::draw(uint8_t c, GlyphPainter& painter, int64_t x, int64_t y, bool grey) {
-    if (const GlyphBitmap* glyph = picture(c, grey))
-        painter.draw(*glyph, x, y);
-    else
-        drawLarge(c, painter, x, y);
+    painter.draw(*slot, x, y);
 }
 
 RealisedFont& realisedFont(const DeviceContext& dc) {

@@ -32,8 +32,6 @@ public:
 
     // Lays a character over the pixels, its pen place at x, y. Large characters are never kept as pictures.
     void draw(uint8_t c, GlyphPainter& painter, int64_t x, int64_t y, bool grey);
-    // The picture of a character; null when the font is too large to keep any. Lives as long as the font.
-    const GlyphBitmap* picture(uint8_t c, bool grey);
 
 private:
     void measureFace();

@@ -2,8 +2,6 @@
 // 0 in the text's colour. The vector loop gives the same bytes as the plain one.
 #include "platform/gdi/glyph.h"
 
-#include "platform/gdi/scratch.h"
-
 #include <algorithm>
 #include <cstring>
 
@@ -142,82 +140,13 @@ void GlyphPainter::draw(const uint8_t* coverage, int width, int height, int stri
 }
 
 void GlyphPainter::announce(const Box& box) const {
+    constexpr int64_t largest = 1 << 15; // pixels; more wouldn't stay in the near caches
     const Box b = intersect(box, clip_);
-    if (b.empty()) return;
+    if (b.empty() || (int64_t{b.right} - b.left) * (b.bottom - b.top) > largest) return;
     const ptrdiff_t from = static_cast<ptrdiff_t>(b.left) * surface_.bits / 8,
                     to = static_cast<ptrdiff_t>(b.right) * surface_.bits / 8;
     for (int y = b.top; y < b.bottom; ++y)
         for (ptrdiff_t i = from; i < to; i += 64) __builtin_prefetch(surface_.row(y) + i, 1);
-}
-
-namespace {
-
-// Lays one picture into another; false, and `to` unchanged, when a pixel of both is covered.
-bool merge(uint8_t* to, ptrdiff_t toStride, const GlyphBitmap& glyph) {
-    // A set high bit for each byte that isn't 0.
-    const auto covered = [](uint64_t v) {
-        constexpr uint64_t low = 0x7F7F7F7F7F7F7F7F;
-        return (((v & low) + low) | v) & ~low;
-    };
-    const auto words = [&](auto&& body) {
-        const uint8_t* from = glyph.coverage.data();
-        for (int y = 0; y < glyph.height; ++y, from += glyph.stride)
-            for (int x = 0; x < glyph.stride; x += 8) {
-                uint64_t a, b;
-                std::memcpy(&a, from + x, 8);
-                std::memcpy(&b, to + toStride * y + x, 8);
-                body(a, b, to + toStride * y + x);
-            }
-    };
-    uint64_t both = 0;
-    words([&](uint64_t a, uint64_t b, uint8_t*) { both |= covered(a) & covered(b); });
-    if (both) return false;
-    words([](uint64_t a, uint64_t b, uint8_t* place) {
-        a |= b;
-        std::memcpy(place, &a, 8);
-    });
-    return true;
-}
-
-} // namespace
-
-void GlyphRun::add(const GlyphBitmap& glyph, int64_t x, int64_t y) {
-    x += glyph.left;
-    y += glyph.top;
-    if (!painter_.sees(x, y, glyph.width, glyph.height)) return;
-    const auto px = static_cast<int>(x), py = static_cast<int>(y);
-    const Box box{px, py, px + glyph.stride, py + glyph.height};
-    const auto unite = [](const Box& a, const Box& b) {
-        return Box{std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
-    };
-    const auto fits = [](const Box& b) { return (int64_t{b.right} - b.left) * (int64_t{b.bottom} - b.top) <= largestArea; };
-    if (count_ == most || (count_ && !fits(unite(box_, box)))) flush();
-    if (!fits(box)) {
-        painter_.draw(glyph.coverage.data(), glyph.width, glyph.height, glyph.stride, x, y);
-        return;
-    }
-    box_ = count_ ? unite(box_, box) : box;
-    placed_[count_++] = {&glyph, px, py};
-}
-
-void GlyphRun::flush() {
-    if (!count_) return;
-    painter_.announce(box_);
-    const int height = box_.bottom - box_.top, stride = (box_.right - box_.left + 7) / 8 * 8;
-    std::vector<uint8_t>& picture = scratch().rows[0];
-    const auto clear = [&] { picture.assign(static_cast<size_t>(stride) * static_cast<size_t>(height), 0); };
-    const auto send = [&] { painter_.draw(picture.data(), stride, height, stride, box_.left, box_.top); };
-    clear();
-    for (size_t i = 0; i < count_; ++i) {
-        const Placed& p = placed_[i];
-        uint8_t* place = picture.data() + static_cast<ptrdiff_t>(p.y - box_.top) * stride + (p.x - box_.left);
-        if (merge(place, stride, *p.glyph)) continue;
-        send();
-        clear();
-        merge(place, stride, *p.glyph);
-    }
-    send();
-    count_ = 0;
 }
 
 void GlyphPainter::run(int64_t y, int64_t x0, int64_t x1, uint8_t coverage) {

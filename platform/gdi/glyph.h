@@ -24,7 +24,8 @@ public:
     bool sees(int64_t x, int64_t y, int width, int height) const {
         return x < clip_.right && y < clip_.bottom && x + width > clip_.left && y + height > clip_.top;
     }
-    // Tells the processor that the pixels of a box will soon be written.
+    // Tells the processor that the pixels of a box will soon be written: each row of a page lies in memory far from the
+    // next, and waiting for them takes longer than blending.
     void announce(const Box& box) const;
     // One run of equal coverage.
     void run(int64_t y, int64_t x0, int64_t x1, uint8_t coverage);
@@ -38,29 +39,6 @@ private:
     Box clip_;
     uint32_t pixel_;
     bool vectors_;
-};
-
-// Collects upright neighbours into one picture before they go to the surface. Drawn one by one they would read pixels that
-// the one before has only just written, and every row of a page lies in memory far from the next. A pixel that two
-// characters cover must be blended twice, so these go out one after the other.
-class GlyphRun {
-public:
-    explicit GlyphRun(GlyphPainter& painter) : painter_(painter) {}
-    // The glyph must live until the flush. May throw std::bad_alloc.
-    void add(const GlyphBitmap& glyph, int64_t x, int64_t y);
-    void flush();
-
-private:
-    struct Placed {
-        const GlyphBitmap* glyph;
-        int x, y;
-    };
-    static constexpr size_t most = 64;
-    static constexpr int64_t largestArea = 1 << 15; // bytes; stays in the nearest cache
-    GlyphPainter& painter_;
-    Box box_;
-    size_t count_ = 0;
-    Placed placed_[most];
 };
 
 } // namespace kb::gdi

@@ -112,7 +112,8 @@ public:
         // capsule in bands whose rows need no choice.
         const auto cut = [&](double y) { return std::clamp(ceilInt(y), top, bottom); };
         const int64_t leftEdge = cut(leftFrom), leftEnd = cut(leftTo), rightEdge = cut(rightFrom), rightEnd = cut(rightTo);
-        for (int64_t row = top; row < bottom;) {
+        int64_t row = top;
+        while (row < bottom) { // each band moves on to its end
             int64_t until = bottom;
             for (const int64_t change : {leftEdge, leftEnd, rightEdge, rightEnd})
                 if (change > row && change < until) until = change;

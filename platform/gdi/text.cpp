@@ -95,15 +95,11 @@ void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const
     if (!font.turned()) {
         auto x = static_cast<int64_t>(line.x);
         const auto y = static_cast<int64_t>(line.y);
-        GlyphRun run(painter);
+        painter.announce({saturate(x), saturate(y - metrics.tmAscent), saturate(x + line.width), saturate(y + metrics.tmDescent)});
         for (size_t i = 0; i < count; ++i) {
-            if (const GlyphBitmap* glyph = font.picture(text[i], grey))
-                run.add(*glyph, x, y);
-            else
-                font.draw(text[i], painter, x, y, grey);
+            font.draw(text[i], painter, x, y, grey);
             x += advanceOf(dc, font, text, dx, i);
         }
-        run.flush();
     } else {
         int64_t along = 0;
         for (size_t i = 0; i < count; ++i) {

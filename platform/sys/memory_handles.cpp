@@ -63,9 +63,11 @@ HGLOBAL GlobalReAlloc(HGLOBAL hMem, SIZE_T size, UINT flags) {
         const size_t grown = size > block->capacity ? std::max(size, block->capacity + block->capacity / 2) : size;
         if (grown > SIZE_MAX - sizeof(BlockPrefix)) return SetLastError(ERROR_OUT_OF_MEMORY), nullptr;
         auto* prefix = static_cast<BlockPrefix*>(KbRealloc(prefixOf(block->bytes), grown + sizeof(BlockPrefix)));
-        if (!prefix) return SetLastError(ERROR_OUT_OF_MEMORY), nullptr;
-        block->bytes = prefix + 1;
-        block->capacity = grown;
+        if (!prefix && size > block->capacity) return SetLastError(ERROR_OUT_OF_MEMORY), nullptr;
+        if (prefix) { // a block that can't be made smaller stays as large as it is
+            block->bytes = prefix + 1;
+            block->capacity = grown;
+        }
     }
     if (size > old && (flags & GMEM_ZEROINIT)) std::memset(static_cast<char*>(block->bytes) + old, 0, size - old);
     block->size = size;

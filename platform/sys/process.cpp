@@ -68,8 +68,7 @@ void KbSetHostLocale(const char* pszName) {
     const std::lock_guard lock(state.mutex);
     try {
         state.hostLocale = pszName && *pszName ? pszName : "C";
-    } catch (const std::bad_alloc&) {
-        state.hostLocale.clear(); // the present locale then stays
+    } catch (const std::bad_alloc&) { // the name set before stays
     }
 }
 

@@ -154,6 +154,25 @@ TEST(TextPages, TextsThatLookLikeAPageEnd) {
     EXPECT_EQ(pagesOf(data.stream), "ab");
 }
 
+// A nested container with nothing in it is not written. As a page among others it still is one, and hides nothing behind it.
+TEST(TextPages, EmptyPagesCount) {
+    TextStream data;
+    ASSERT_EQ(savePage(data.stream, *taggedPage('a').root, insert, 1), SUCCESS);
+    ASSERT_EQ(savePage(data.stream, *taggedPage('c').root, insert, 2), SUCCESS);
+    const StoredTree tree = newTree();
+    ASSERT_EQ(savePage(data.stream, *newObject(ANN_OBJECT_CONTAINER, tree.root), insert, 2), SUCCESS);
+    const std::string pages = pagesOf(data.stream);
+    ASSERT_EQ(pages.size(), 3u);
+    EXPECT_EQ(pages.substr(0, 1) + pages.substr(2), "ac");
+}
+
+// Broken content of one page leaves the others where they are.
+TEST(TextPages, AStrayLineHidesNoPage) {
+    TextStream data(fileText("KBANNBEGIN\nBEGINOBJECT\n0\nENDOBJECT\nREMARK\nKBANNEND\n"
+                             "BEGINOBJECT\n0\nTAG\n98\nENDOBJECT\nKBANNEND\n"));
+    EXPECT_EQ(pagesOf(data.stream), "!b");
+}
+
 TEST(TextPages, AFailedWriteIsToldAndLeavesTheDataUntilItMoves) {
     TextStream original;
     for (const char tag : {'a', 'b'}) ASSERT_EQ(savePage(original.stream, *taggedPage(tag, 60).root, insert, -1), SUCCESS);
