@@ -112,7 +112,8 @@ KB_API int K_EndMemoryFile(KernelMemoryFile* pContext, int r1, int r2, int resul
 /* Saves a bitmap record. TIFF takes every depth and writes the perspective as orientation; flags of the options insert or
  * replace a page of an existing TIFF, none writes a new file. PNG, JPEG and BMP are written upright. Tags queued by
  * K_SetFileTag go out with a TIFF save and leave the queue when it has succeeded. ERROR_FEATURE_NOT_SUPPORTED for a
- * compression that doesn't fit the depth. */
+ * compression that doesn't fit the depth. After a failure a file that the call has made is gone, one that it was to write
+ * anew is empty, and one that it was to add a page to is as it was. */
 KB_API int K_SaveFile(const char* pszPath, const KernelBitmap* b, int format, const KernelSaveOptions* pOptions);
 /* The same into a new memory block of *puSize bytes, the caller's to free. */
 KB_API int K_SaveMemory(const KernelBitmap* b, int format, const KernelSaveOptions* pOptions, HGLOBAL* phMem,
@@ -122,7 +123,8 @@ KB_API int K_RecognizeFormat(const void* pData, size_t size);
 /* Largest image in pixels that any load makes, 2^28 unless set. Gives the old limit. */
 KB_API uint64_t K_SetPixelLimit(uint64_t pixels);
 /* Copies a TIFF and, on page n (from 1), sets or (null data) takes out one tag in place; strips and other tags stay as they
- * are. The old value's bytes are zeroed. */
+ * are. The old value's bytes are zeroed, but for those that are another tag's value. ERROR_FILE_WRITE when they lie in
+ * pixels or in a directory that is in use: the tag is changed then, the bytes stand. */
 KB_API int K_RewriteFileTag(const char* pszPath, int page, uint16_t tag, uint16_t type, uint32_t count, const void* pData);
 
 #ifdef __cplusplus

@@ -180,6 +180,7 @@ KB_API uint32_t K_SetDisplayMode(uint32_t mask, uint32_t value); /* the old mode
 /* A device context that draws on the record's pixels as viewed; null on failure. At 4, 12 and 16 bits, and in perspectives
  * other than 1 and 2, it draws on a 24-bit shadow, and the release writes back the pixels that changed. */
 KB_API HDC K_BitmapDC(KernelBitmap* b);
+/* ERROR_INV_BITMAP when a shadow's record has gone or changed its size: the context is freed all the same. */
 KB_API int K_ReleaseBitmapDC(HDC hDC);
 KB_API void K_GetConversionSetting(uint32_t* pOut); /* two words, process-wide */
 KB_API void K_SetConversionSetting(uint32_t first, uint32_t second);

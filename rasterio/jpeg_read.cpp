@@ -98,8 +98,8 @@ void inksToColor(uint8_t* out, const uint8_t* in, uint32_t pixels, bool inverted
 }
 
 // Faults that a sound file of another kind gives.
-constexpr auto unsupported =
-    std::to_array<int>({JERR_BAD_PRECISION, JERR_SOF_UNSUPPORTED, JERR_ARITH_NOTIMPL, JERR_NOT_COMPILED, JERR_CONVERSION_NOTIMPL});
+constexpr auto unsupported = std::to_array<int>(
+    {JERR_BAD_PRECISION, JERR_SOF_UNSUPPORTED, JERR_ARITH_NOTIMPL, JERR_NOT_COMPILED, JERR_CONVERSION_NOTIMPL});
 
 int resultOfFault(int code) {
     if (code == JERR_OUT_OF_MEMORY) return ERROR_NO_MEMORY;

@@ -28,8 +28,8 @@ struct Writer {
 
 Writer& writerOf(j_compress_ptr jpeg) { return *static_cast<Writer*>(jpeg->client_data); }
 
-// The library's own memory target tells where its grown buffer is at the end alone, so a jump before that would lose it. This
-// one keeps the pointer true at all times.
+// The library's own memory target tells where its grown buffer is at the end alone, so a jump before that would lose it.
+// This one keeps the pointer true at all times.
 void grow(j_compress_ptr jpeg) {
     constexpr size_t firstBytes = size_t{1} << 16;
     Writer& w = writerOf(jpeg);

@@ -78,8 +78,8 @@ struct TiffTagValue {
 };
 
 // Sets and takes out tags of a page: values and a new directory go behind the file's end, then the link to the page is
-// changed, then the old values and the old directory are zeroed. ERROR_FILE_WRITE too when an old value lies in pixels or in a
-// directory that is still used, so that it couldn't be zeroed.
+// changed, then the old values and the old directory are zeroed. ERROR_FILE_WRITE too when an old value lies in pixels or in
+// a directory that is still used, so that it couldn't be zeroed.
 int editTiffPage(ByteStream& stream, int page, const std::vector<TiffTagValue>& changes);
 // True when a file of that form can hold the value.
 bool fitsTiff(bool wide, const TiffTagValue& value);

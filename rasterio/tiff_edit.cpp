@@ -102,8 +102,8 @@ bool putLink(ByteStream& stream, const TiffForm& form, uint64_t at, uint64_t tar
     return stream.writeAt(at, field, form.offsetBytes());
 }
 
-// Zeroes the old directory and the old values of changed tags, as far as no page uses them. Bytes that are another tag's value
-// too stay with that tag; a value that lies in pixels or a directory can't be taken out, and that is told.
+// Zeroes the old directory and the old values of changed tags, as far as no page uses them. Bytes that are another tag's
+// value too stay with that tag; a value that lies in pixels or a directory can't be taken out, and that is told.
 int zeroReplaced(ByteStream& stream, const Range& directory, const std::vector<Range>& values) {
     TiffFile file(stream);
     if (const int result = file.open(); result != SUCCESS) return result;

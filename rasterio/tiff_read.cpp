@@ -411,10 +411,15 @@ int loadTiff(ByteStream& stream, const LoadLimits& limits, KernelBitmap* b, Kern
     TiffDirectory directory;
     if (const int result = file.directory(limits.page, &directory); result != SUCCESS) return result;
     constexpr uint64_t smallPieces = uint64_t{64} << 20;
-    const TiffPointer tiff = openTiff(stream, "rh", std::max(smallPieces, limits.pixels * 8));
-    if (!tiff || !TIFFSetSubDirectory(tiff.get(), directory.at)) return ERROR_FILE_READ;
+    TiffPointer tiff;
     Page page;
-    if (const int result = describe(tiff.get(), limits, &page); result != SUCCESS) return result;
+    const auto openPage = [&](const char* mode) -> int {
+        tiff.reset();
+        tiff = openTiff(stream, mode, std::max(smallPieces, limits.pixels * 8));
+        if (!tiff || !TIFFSetSubDirectory(tiff.get(), directory.at)) return ERROR_FILE_READ;
+        return describe(tiff.get(), limits, &page);
+    };
+    if (const int result = openPage("rhm"); result != SUCCESS) return result;
     if (!holdsRawData(file, page)) return ERROR_FILE_READ;
     *info = {.nFormat = KB_FORMAT_TIFF,
              .nWidth = static_cast<int32_t>(page.width),
@@ -428,6 +433,10 @@ int loadTiff(ByteStream& stream, const LoadLimits& limits, KernelBitmap* b, Kern
              .nCompression = compressionKind(page.compression),
              .nViewPerspective = perspectiveFrom(page.orientation)};
     if (!b) return SUCCESS;
+    // libtiff's conversion rounds its buffers up and then misses the bytes behind a plain tile, unless the file is in memory.
+    if (page.route == Route::converted && page.tiled && page.compression == COMPRESSION_NONE) {
+        if (const int result = openPage("rh"); result != SUCCESS) return result;
+    }
     LoadedBitmap loaded;
     if (const int result = readPixels(tiff.get(), page, &loaded.record, limits); result != SUCCESS) return result;
     loaded.moveTo(b);

@@ -195,8 +195,10 @@ int appendPage(const KernelBitmap& image, const KernelSaveOptions& options, Tiff
     const TiffForm& form = file.form();
     if (const int result = completeTiffChain(file); result != SUCCESS) return result;
     TailStream tail(file.stream());
-    const int result =
-        writePage(image, options, tail, form.bigEndian ? (form.wide ? "wb8" : "wb") : form.wide ? "wl8" : "wl");
+    const int result = writePage(image, options, tail,
+                                 form.bigEndian ? (form.wide ? "wb8" : "wb")
+                                 : form.wide    ? "wl8"
+                                                : "wl");
     return result == SUCCESS ? linkTiffPage(file.stream(), tail.directoryAt(form)) : result;
 }
 
@@ -230,8 +232,7 @@ int saveFurtherPage(const KernelBitmap& image, const KernelSaveOptions& options,
     try {
         result = appendPage(image, options, file);
         if (result == SUCCESS && !queuedTiffTags().empty()) result = editTiffPage(stream, pages + 1, queuedTiffTags());
-        if (result == SUCCESS && place.page != -1)
-            result = placeLastTiffPage(stream, place.page, place.replaces, &replaced);
+        if (result == SUCCESS && place.page != -1) result = placeLastTiffPage(stream, place.page, place.replaces, &replaced);
     } catch (const std::bad_alloc&) {
         result = ERROR_NO_MEMORY;
     }

@@ -32,9 +32,9 @@ __attribute__((target("avx2"), always_inline)) inline __m256i mixWords(__m256i d
 }
 
 // Rows of coverage on pixels of three or four bytes, eight pixels at a time.
-template <int bytes>
-__attribute__((target("avx2"))) void blendRows(uint8_t* pixels, ptrdiff_t stride, uint32_t pixel, const uint8_t* coverage,
-                                               int coverageStride, int width, int rows) {
+template <int bytes> __attribute__((target("avx2"))) void blendRows(uint8_t* pixels, ptrdiff_t stride, uint32_t pixel,
+                                                                    const uint8_t* coverage, int coverageStride, int width,
+                                                                    int rows) {
     // Which coverage byte each byte of a pixel takes.
     const __m128i spreadLow = bytes == 4 ? _mm_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3)
                                          : _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5);

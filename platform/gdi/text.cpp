@@ -95,7 +95,8 @@ void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const
     if (!font.turned()) {
         auto x = static_cast<int64_t>(line.x);
         const auto y = static_cast<int64_t>(line.y);
-        painter.announce({saturate(x), saturate(y - metrics.tmAscent), saturate(x + line.width), saturate(y + metrics.tmDescent)});
+        painter.announce(
+            {saturate(x), saturate(y - metrics.tmAscent), saturate(x + line.width), saturate(y + metrics.tmDescent)});
         for (size_t i = 0; i < count; ++i) {
             font.draw(text[i], painter, x, y, grey);
             x += advanceOf(dc, font, text, dx, i);

@@ -147,6 +147,7 @@ TEST(DibRead, HostileHeaders) {
         {"2 bits", 14, 2, 2, ERROR_FEATURE_NOT_SUPPORTED},
         {"33 bits", 14, 2, 33, ERROR_FILE_READ},
         {"JPEG inside", 16, 4, 4, ERROR_FEATURE_NOT_SUPPORTED},
+        {"PNG inside, 0 bits", 14, 4, 0x00050000, ERROR_FEATURE_NOT_SUPPORTED},
         {"runs at 24 bits", 16, 4, 1, ERROR_FILE_READ},
         {"masks at 24 bits", 16, 4, 3, ERROR_FILE_READ},
         {"a table of 2^32 colours", 32, 4, 0xFFFFFFFF, ERROR_FILE_READ},

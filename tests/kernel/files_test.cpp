@@ -41,6 +41,11 @@ TEST(Files, WriteSeekCutRead) {
     EXPECT_EQ(K_FileWrite(file, "x", 1, 0), -1);
     K_FileClose(file, 0);
     std::filesystem::remove(path);
+    file = K_FileOpen("/dev/full", 1, 0, 0);
+    ASSERT_GE(file, 0);
+    EXPECT_EQ(K_FileWrite(file, "x", 1, 0), -1);
+    EXPECT_EQ(GetLastError(), ERROR_DISK_IS_FULL);
+    K_FileClose(file, 0);
 }
 
 TEST(Files, OpenTellsWhyNot) {

@@ -249,4 +249,90 @@ TEST(BitmapContext, DrawsOnEveryLayout) {
     EXPECT_EQ(K_ReleaseBitmapDC(nullptr), ERROR_INV_PARAMETER);
 }
 
+void fillAll(HDC hDC, COLORREF color) {
+    HBRUSH brush = CreateSolidBrush(color);
+    const RECT box{0, 0, 100, 100};
+    FillRect(hDC, &box, brush);
+    DeleteObject(brush);
+}
+
+TEST(BitmapContext, CopiesKeepWhatTheyGot) {
+    for (const int bits : allDepths) {
+        SCOPED_TRACE(bits);
+        Image image, during, after;
+        makeNoise(image, 9, 5, bits, orderFor(bits), 1, 7);
+        const auto before = raws(image.b);
+        HDC hDC = K_BitmapDC(&image.b);
+        ASSERT_EQ(K_CopyBitmap(&during.b, &image.b), SUCCESS);
+        // Rows that are put in the record while a context is open are drawn over, not lost.
+        const std::vector<uint8_t> zeros(static_cast<size_t>(image.b.BytesPerLine), 0);
+        ASSERT_GT(K_PutBitmapRow(&image.b, zeros.data(), 2, image.b.BytesPerLine), 0);
+        fillAll(hDC, RGB(255, 255, 255));
+        ASSERT_EQ(K_ReleaseBitmapDC(hDC), SUCCESS);
+        EXPECT_EQ(raws(during.b), before);
+        EXPECT_EQ(K_GetBitmapPixel(&image.b, 1, 1), RGB(255, 255, 255));
+        ASSERT_EQ(K_CopyBitmap(&after.b, &image.b), SUCCESS);
+        EXPECT_EQ(K_BitmapRowPointer(&after.b, 0), K_BitmapRowPointer(&image.b, 0)); // shared again
+        hDC = K_BitmapDC(&image.b);
+        fillAll(hDC, RGB(0, 0, 0));
+        ASSERT_EQ(K_ReleaseBitmapDC(hDC), SUCCESS);
+        EXPECT_EQ(K_GetBitmapPixel(&after.b, 1, 1), RGB(255, 255, 255));
+    }
+}
+
+TEST(BitmapContext, RecordsMayGoBeforeTheirContext) {
+    for (const int bits : allDepths) {
+        for (const bool replaced : {false, true}) {
+            SCOPED_TRACE(::testing::Message() << bits << (replaced ? " replaced" : " freed"));
+            const bool direct = bits == 1 || bits == 8 || bits >= 24;
+            Image image;
+            makeNoise(image, 40, 30, bits, orderFor(bits), 1, 7);
+            HDC hDC = K_BitmapDC(&image.b);
+            ASSERT_NE(hDC, nullptr);
+            K_FreeBitmap(&image.b);
+            if (replaced) makeNoise(image, 3, 2, bits, orderFor(bits), 1, 8);
+            const auto before = raws(image.b);
+            fillAll(hDC, RGB(1, 200, 3));
+            EXPECT_EQ(K_ReleaseBitmapDC(hDC), direct ? SUCCESS : ERROR_INV_BITMAP);
+            EXPECT_EQ(K_ReleaseBitmapDC(hDC), ERROR_INV_PARAMETER);
+            EXPECT_EQ(raws(image.b), before);
+        }
+    }
+}
+
+TEST(Paint, RectanglesOfAnySize) {
+    constexpr int32_t low = INT32_MIN, high = INT32_MAX;
+    struct Row {
+        const char* name;
+        RECT source;
+        bool hasTarget;
+        RECT target;
+        int expected;
+        bool paints; // pixel 0, 0
+    };
+    const Row rows[] = {
+        {"source wider than 32 bits", {low, low, high, high}, false, {}, SUCCESS, false},
+        {"source from 0", {0, 0, high, high}, false, {}, SUCCESS, true},
+        {"source that begins far away", {low, 0, 4, 4}, false, {}, SUCCESS, false},
+        {"target wider than 32 bits", {0, 0, 4, 4}, true, {low, 0, high, 4}, ERROR_INV_PARAMETER, false},
+        {"mirrored target taller than 32 bits", {0, 0, 4, 4}, true, {0, high, 4, low}, ERROR_INV_PARAMETER, false},
+        {"source wider, target small", {low, low, high, high}, true, {0, 0, 4, 4}, SUCCESS, false},
+    };
+    for (const Row& r : rows) {
+        for (const bool region : {false, true}) {
+            SCOPED_TRACE(::testing::Message() << r.name << (region ? ", region" : ""));
+            Surface target(8, 8);
+            Image image;
+            ASSERT_EQ(K_CreateBitmap(&image.b, 1, 4, 4, 24, KB_ORDER_BGR, nullptr, 1, 0, 0), SUCCESS);
+            if (region) {
+                ASSERT_EQ(K_SetBitmapRgnColor(&image.b, RGB(1, 2, 3), 6), SUCCESS);
+            }
+            EXPECT_EQ((region ? K_PaintBitmapRgn : K_PaintBitmap)(target.hDC, &image.b, &r.source, nullptr,
+                                                                  r.hasTarget ? &r.target : nullptr, nullptr, SRCCOPY),
+                      r.expected);
+            EXPECT_EQ(target.at(0, 0) == 0u, r.paints);
+        }
+    }
+}
+
 } // namespace

@@ -193,13 +193,15 @@ TEST(Transform, WorkBitmapsTakeTheSourceAlong) {
     Image source;
     makeNoise(source, 6, 4, 8, KB_ORDER_BGR, KB_VIEW_RIGHT_TOP, 8);
     source.b.XResolution = 300;
+    source.b.YResolution = 200;
     KernelBitmap work{};
     ASSERT_EQ(K_CreateBitmapLike(&work, &source.b, 10, 20, 8, 7), SUCCESS);
     int width, height;
     K_GetBitmapViewSize(&work, &width, &height);
     EXPECT_EQ(width, 10); // as stored and as viewed
     EXPECT_EQ(work.Width, 10);
-    EXPECT_EQ(work.XResolution, 300);
+    EXPECT_EQ(work.XResolution, 200); // rows and columns have changed places
+    EXPECT_EQ(work.YResolution, 300);
     ASSERT_EQ(K_ScaleBitmapInto(&source.b, &work), SUCCESS);
     EXPECT_EQ(viewed(work).front(), viewed(source.b).front());
     K_ReleaseWorkBitmap(&work, 7);

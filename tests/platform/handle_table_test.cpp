@@ -36,7 +36,8 @@ TEST(HandleTable, TellsLiveFromDeadForeignAndMadeUp) {
         EXPECT_EQ(pens.remove(row.handle), nullptr) << row.name;
     }
     EXPECT_EQ(pens.live(), 1u);
-    EXPECT_EQ(kb::handleValue(reinterpret_cast<void*>(uintptr_t{1} << 32 | pen)), 0u) << "a wild address isn't cut to a handle";
+    EXPECT_EQ(kb::handleValue(reinterpret_cast<void*>(uintptr_t{1} << 32 | pen)), 0u)
+        << "a wild address isn't cut to a handle";
 }
 
 // A slot comes round oldest first, and only while many others wait.

@@ -19,10 +19,12 @@ uint8_t* bytesOf(HGLOBAL hMem) {
 // Counts the allocations and refuses the one numbered `refused` (from 1).
 struct Refusal {
     explicit Refusal(int n = 0) : refused(n) {
-        KbSetAllocationHook([](SIZE_T, void* user) -> BOOL {
-            auto* self = static_cast<Refusal*>(user);
-            return ++self->asked != self->refused;
-        }, this);
+        KbSetAllocationHook(
+            [](SIZE_T, void* user) -> BOOL {
+                auto* self = static_cast<Refusal*>(user);
+                return ++self->asked != self->refused;
+            },
+            this);
     }
     ~Refusal() { KbSetAllocationHook(nullptr, nullptr); }
     int refused, asked = 0;
@@ -193,11 +195,17 @@ TEST(SysProcess, MulDivRoundsHalfAwayFromZero) {
     constexpr int most = std::numeric_limits<int>::max(), least = std::numeric_limits<int>::min();
     const struct {
         int number, numerator, denominator, result;
-    } rows[] = {{10, 72, 96, 8},      {1, 1, 2, 1},    {-1, 1, 2, -1},   {1, -1, 2, -1},     {1, 1, -2, -1},
-                {-1, 1, -2, 1},       {1, 1, 3, 0},    {-2, 1, 3, -1},   {7, 1, 5, 1},       {8, 1, 5, 2},
-                {5, 0, 9, 0},         {5, 6, 0, -1},   {0, 0, 0, -1},    {most, most, most, most},
-                {most, 2, 1, -1},     {most, 2, 2, most}, {least, 1, 1, least}, {least, 1, -1, -1}, {least, least, 1, -1},
-                {least, least, least, least}, {most, 1, least, -1}};
+    } rows[] = {{10, 72, 96, 8},       {1, 1, 2, 1},
+                {-1, 1, 2, -1},        {1, -1, 2, -1},
+                {1, 1, -2, -1},        {-1, 1, -2, 1},
+                {1, 1, 3, 0},          {-2, 1, 3, -1},
+                {7, 1, 5, 1},          {8, 1, 5, 2},
+                {5, 0, 9, 0},          {5, 6, 0, -1},
+                {0, 0, 0, -1},         {most, most, most, most},
+                {most, 2, 1, -1},      {most, 2, 2, most},
+                {least, 1, 1, least},  {least, 1, -1, -1},
+                {least, least, 1, -1}, {least, least, least, least},
+                {most, 1, least, -1}};
     for (const auto& row : rows)
         EXPECT_EQ(MulDiv(row.number, row.numerator, row.denominator), row.result)
             << row.number << " x " << row.numerator << " / " << row.denominator;
@@ -238,7 +246,8 @@ TEST(SysProcess, LocaleIsTheHostsToSet) {
 TEST(SysProcess, DebugTextGoesToTheSink) {
     std::vector<std::string> lines;
     OutputDebugStringA("unheard");
-    KbSetDebugSink([](const char* text, void* user) { static_cast<std::vector<std::string>*>(user)->emplace_back(text); }, &lines);
+    KbSetDebugSink([](const char* text, void* user) { static_cast<std::vector<std::string>*>(user)->emplace_back(text); },
+                   &lines);
     OutputDebugStringA("heard\n");
     OutputDebugStringA(nullptr);
     KbSetDebugSink(nullptr, nullptr);

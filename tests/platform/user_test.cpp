@@ -124,7 +124,8 @@ TEST(User, StaleHandlesAreRefused) {
 }
 
 TEST(User, FormatNamesAndSystemValues) {
-    const UINT first = RegisterClipboardFormatA("format one of a test"), second = RegisterClipboardFormatA("format two of a test");
+    const UINT first = RegisterClipboardFormatA("format one of a test"),
+               second = RegisterClipboardFormatA("format two of a test");
     EXPECT_GE(first, 0xC000u);
     EXPECT_NE(first, second);
     EXPECT_EQ(RegisterClipboardFormatA("format one of a test"), first);
