@@ -120,7 +120,7 @@ extern "C" {
 #define BS_HOLLOW BS_NULL
 #define BS_HATCHED 2
 #define BS_PATTERN 3
-#define BS_DIBPATTERN 5   /* lbHatch: handle value of a memory block that holds a packed DIB */
+#define BS_DIBPATTERN 5 /* lbHatch: handle value of a memory block that holds a packed DIB */
 #define HS_HORIZONTAL 0
 #define HS_VERTICAL 1
 #define HS_FDIAGONAL 2
@@ -227,8 +227,12 @@ extern "C" {
 
 /* ---- records ---- */
 
-typedef struct RGBQUAD { BYTE rgbBlue, rgbGreen, rgbRed, rgbReserved; } RGBQUAD;
-typedef struct RGBTRIPLE { BYTE rgbtBlue, rgbtGreen, rgbtRed; } RGBTRIPLE;
+typedef struct RGBQUAD {
+    BYTE rgbBlue, rgbGreen, rgbRed, rgbReserved;
+} RGBQUAD;
+typedef struct RGBTRIPLE {
+    BYTE rgbtBlue, rgbtGreen, rgbtRed;
+} RGBTRIPLE;
 
 typedef struct BITMAPINFOHEADER {
     DWORD biSize;
@@ -239,10 +243,19 @@ typedef struct BITMAPINFOHEADER {
     DWORD biClrUsed, biClrImportant;
 } BITMAPINFOHEADER;
 
-typedef struct BITMAPINFO { BITMAPINFOHEADER bmiHeader; RGBQUAD bmiColors[1]; } BITMAPINFO;
+typedef struct BITMAPINFO {
+    BITMAPINFOHEADER bmiHeader;
+    RGBQUAD bmiColors[1];
+} BITMAPINFO;
 
-typedef struct BITMAPCOREHEADER { DWORD bcSize; WORD bcWidth, bcHeight, bcPlanes, bcBitCount; } BITMAPCOREHEADER;
-typedef struct BITMAPCOREINFO { BITMAPCOREHEADER bmciHeader; RGBTRIPLE bmciColors[1]; } BITMAPCOREINFO;
+typedef struct BITMAPCOREHEADER {
+    DWORD bcSize;
+    WORD bcWidth, bcHeight, bcPlanes, bcBitCount;
+} BITMAPCOREHEADER;
+typedef struct BITMAPCOREINFO {
+    BITMAPCOREHEADER bmciHeader;
+    RGBTRIPLE bmciColors[1];
+} BITMAPCOREINFO;
 
 /* Of a bitmap: `bmBits` is null unless it is a DIB section, whose first row in memory it is. */
 typedef struct BITMAP {
@@ -251,17 +264,25 @@ typedef struct BITMAP {
     void* bmBits;
 } BITMAP;
 
-typedef struct LOGPEN { UINT lopnStyle; POINT lopnWidth; COLORREF lopnColor; } LOGPEN;
-typedef struct LOGBRUSH { UINT lbStyle; COLORREF lbColor; ULONG_PTR lbHatch; } LOGBRUSH;
+typedef struct LOGPEN {
+    UINT lopnStyle;
+    POINT lopnWidth;
+    COLORREF lopnColor;
+} LOGPEN;
+typedef struct LOGBRUSH {
+    UINT lbStyle;
+    COLORREF lbColor;
+    ULONG_PTR lbHatch;
+} LOGBRUSH;
 
 typedef struct LOGFONTA {
-    LONG lfHeight;                  /* above 0 cell height, below 0 character height, 0 a default height */
-    LONG lfWidth;                   /* average width, 0 for the face's own proportion */
-    LONG lfEscapement;              /* tenths of a degree, counter-clockwise */
-    LONG lfOrientation;             /* taken as equal to the escapement */
-    LONG lfWeight;                  /* 0 to 1000; 600 and above are drawn bold */
+    LONG lfHeight;      /* above 0 cell height, below 0 character height, 0 a default height */
+    LONG lfWidth;       /* average width, 0 for the face's own proportion */
+    LONG lfEscapement;  /* tenths of a degree, counter-clockwise */
+    LONG lfOrientation; /* taken as equal to the escapement */
+    LONG lfWeight;      /* 0 to 1000; 600 and above are drawn bold */
     BYTE lfItalic, lfUnderline, lfStrikeOut, lfCharSet, lfOutPrecision, lfClipPrecision, lfQuality, lfPitchAndFamily;
-    char lfFaceName[LF_FACESIZE];   /* windows-1252 */
+    char lfFaceName[LF_FACESIZE]; /* windows-1252 */
 } LOGFONTA;
 typedef LOGFONTA LOGFONT;
 
@@ -273,17 +294,28 @@ typedef struct TEXTMETRICA {
 } TEXTMETRICA;
 typedef TEXTMETRICA TEXTMETRIC;
 
-typedef struct PALETTEENTRY { BYTE peRed, peGreen, peBlue, peFlags; } PALETTEENTRY;
+typedef struct PALETTEENTRY {
+    BYTE peRed, peGreen, peBlue, peFlags;
+} PALETTEENTRY;
 typedef struct LOGPALETTE {
     WORD palVersion, palNumEntries; /* version 0x300 */
     PALETTEENTRY palPalEntry[1];
 } LOGPALETTE;
 
-typedef struct RGNDATAHEADER { DWORD dwSize, iType, nCount, nRgnSize; RECT rcBound; } RGNDATAHEADER;
-typedef struct RGNDATA { RGNDATAHEADER rdh; char Buffer[1]; } RGNDATA;
+typedef struct RGNDATAHEADER {
+    DWORD dwSize, iType, nCount, nRgnSize;
+    RECT rcBound;
+} RGNDATAHEADER;
+typedef struct RGNDATA {
+    RGNDATAHEADER rdh;
+    char Buffer[1];
+} RGNDATA;
 
 /* A picture's map mode, extents and metafile. `hMF` is the handle's 32-bit value. */
-typedef struct METAFILEPICT { LONG mm, xExt, yExt; DWORD hMF; } METAFILEPICT;
+typedef struct METAFILEPICT {
+    LONG mm, xExt, yExt;
+    DWORD hMF;
+} METAFILEPICT;
 
 /* ---- device contexts ---- */
 
@@ -508,12 +540,10 @@ KB_API BOOL StretchBlt(HDC hDC, int x, int y, int width, int height, HDC hSource
  * counts from the bottom of an upright image. The caller vouches that pBits holds the image that the header tells. Gives
  * rows, 0 on failure. */
 KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSource, int ySource, int widthSource,
-                         int heightSource,
-                         const void* pBits, const BITMAPINFO* pInfo, UINT usage, DWORD rop);
+                         int heightSource, const void* pBits, const BITMAPINFO* pInfo, UINT usage, DWORD rop);
 /* `lines` rows in pBits, the first of which is row `start` from the bottom. */
 KB_API int SetDIBitsToDevice(HDC hDC, int x, int y, DWORD width, DWORD height, int xSource, int ySource, UINT start,
-                             UINT lines,
-                             const void* pBits, const BITMAPINFO* pInfo, UINT usage);
+                             UINT lines, const void* pBits, const BITMAPINFO* pInfo, UINT usage);
 
 /* ---- text (windows-1252) ---- */
 

@@ -146,8 +146,7 @@ void annInitDefaults(AnnObject& record) noexcept {
 void annMakeDialogFont(AnnObject& automation) noexcept {
     AutomationPart& part = *automation.pAutomation;
     if (part.hAutoDlgFont) DeleteObject(part.hAutoDlgFont);
-    const Text& own =
-        part.pszAutoText ? (*part.pszAutoText)[ANN_AUTOTEXT_DIALOG_FONT] : libraryState().textDialogFace;
+    const Text& own = part.pszAutoText ? (*part.pszAutoText)[ANN_AUTOTEXT_DIALOG_FONT] : libraryState().textDialogFace;
     const char* face = own ? own.c_str() : libraryState().textDialogFace.c_str();
     part.hAutoDlgFont =
         CreateFontA(static_cast<int>(part.uAutoDlgFontSize), 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET,
