@@ -38,6 +38,7 @@ fuzz:
 	    for folder in fuzz/corpus/$$name fuzz/corpus/$$target; do [ -d $$folder ] && seeds="$$seeds $$folder"; done; \
 	    for list in fuzz/$$name.dict fuzz/$$target.dict; do [ -f $$list ] && words="-dict=$$list"; done; \
 	    mkdir -p build/fuzz/corpus/$$name; echo "== $$target"; \
+	    LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 \
 	    $$program -max_total_time=$(FUZZ_SECONDS) -timeout=20 -print_final_stats=1 -artifact_prefix=build/fuzz/$$name- \
 	        $$words build/fuzz/corpus/$$name $$seeds || exit 1; \
 	done

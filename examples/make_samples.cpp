@@ -20,7 +20,6 @@
 namespace {
 
 constexpr COLORREF black = RGB(0, 0, 0);
-constexpr COLORREF white = RGB(255, 255, 255);
 
 // Numbers that look random and are the same on every machine.
 class Noise {
