@@ -120,6 +120,12 @@ KB_API int K_SaveMemory(const KernelBitmap* b, int format, const KernelSaveOptio
                         size_t* puSize);
 /* Format of data by its first bytes (16 suffice), KB_FORMAT_*. */
 KB_API int K_RecognizeFormat(const void* pData, size_t size);
+/* Fills areas of a JPEG file in memory without decoding the rest: blocks that touch an area are coded anew from their
+ * filled pixels, all others keep their coefficients. pAreas: stored pixels, cut to the image. Of the rest of the file the
+ * resolution, orientation and colour profile are taken along, nothing else. The result is a new memory block of *puSize bytes,
+ * the caller's. Codes of loading, and ERROR_FEATURE_NOT_SUPPORTED for inks (four components). */
+KB_API int K_FillJpegAreas(const void* pData, size_t size, const RECT* pAreas, uint32_t nAreas, COLORREF color,
+                           HGLOBAL* phMem, size_t* puSize);
 /* Largest image in pixels that any load makes, 2^28 unless set. Gives the old limit. */
 KB_API uint64_t K_SetPixelLimit(uint64_t pixels);
 /* Copies a TIFF and, on page n (from 1), sets or (null data) takes out one tag in place; strips and other tags stay as they

@@ -176,6 +176,13 @@ KB_API int K_PaintBitmap(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const
 /* The same, only pixels inside the record's region; without one like K_PaintBitmap. */
 KB_API int K_PaintBitmapRgn(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const RECT* pSrcClip, const RECT* pDst,
                             const RECT* pDstClip, DWORD rop);
+/* Addition: paints all of b so that its viewed corners (top left, bottom left, bottom right) fall on the three points of
+ * pCorners, in logical units of the context, as doubles: scaled, turned, mirrored and sheared in one pass over the clip,
+ * bilinear between pixels, each target pixel whose centre lies in the parallelogram written once. With a colour region and
+ * byRegion 1, pixels outside the region stay. Contexts of 24 and 32 bits over pixels; ERROR_FEATURE_NOT_SUPPORTED for others and
+ * for raster operations other than SRCCOPY, SRCAND, SRCINVERT and 0x990066: the caller then goes by work bitmaps. */
+KB_API int K_PaintBitmapTurned(HDC hDC, const KernelBitmap* b, const double* pCorners, const RECT* pDstClip, DWORD rop,
+                               int byRegion);
 KB_API uint32_t K_SetDisplayMode(uint32_t mask, uint32_t value); /* the old mode of the thread */
 /* A device context that draws on the record's pixels as viewed; null on failure. At 4, 12 and 16 bits, and in perspectives
  * other than 1 and 2, it draws on a 24-bit shadow, and the release writes back the pixels that changed. */
@@ -191,6 +198,16 @@ KB_API int K_CopyMetafile(KernelMetafile* dst, const KernelMetafile* src); /* an
 KB_API void K_FreeMetafile(KernelMetafile* m);                             /* empty afterwards */
 /* Takes over a platform metafile handle of either kind: the holder owns it. ERROR_INV_PARAMETER for a dead one. */
 KB_API int K_WrapMetafile(HANDLE handle, KernelMetafile* m);
+/* Plays the picture into a rectangle of the context (logical units; sides swapped mirror), which keeps its state. The
+ * picture's box is that of its placeable header, else the frame of an enhanced metafile, else the window that it sets.
+ * ERROR_INV_PARAMETER for an empty holder or a dead context; ERROR_FAILURE when a broken record has ended the play, what
+ * came before it is drawn. */
+KB_API int K_PlayMetafile(HDC hDC, const KernelMetafile* m, const RECT* pRect);
+/* A placeable, plain classic or enhanced metafile out of a file or memory into m, which is overwritten, not freed. Box and
+ * units of a placeable header go to the holder. Codes as those of loading images: ERROR_FILE_OPEN, ERROR_FILE_READ,
+ * ERROR_FILE_FORMAT, ERROR_NO_MEMORY; m is empty then. `own` is 1. */
+KB_API int K_LoadMetafileFile(const char* pszPath, KernelMetafile* m);
+KB_API int K_LoadMetafileMemory(const void* pData, KernelMetafile* m, size_t size, int own);
 /* The metafile's bits (classic: without placeable header). With a null buffer gives the size; else the bytes copied, at
  * most `size`. 0 or a code for an empty holder. */
 KB_API int K_MetafileToMemory(const KernelMetafile* m, void* pOut, uint32_t size);

@@ -176,6 +176,9 @@ extern "C" {
 #define TA_BOTTOM 8
 #define TA_BASELINE 24
 
+#define FLOODFILLBORDER 0
+#define FLOODFILLSURFACE 1
+
 #define ETO_OPAQUE 0x0002
 #define ETO_CLIPPED 0x0004
 
@@ -528,6 +531,10 @@ KB_API COLORREF SetPixel(HDC hDC, int x, int y, COLORREF color);
 KB_API BOOL SetPixelV(HDC hDC, int x, int y, COLORREF color);
 KB_API COLORREF GetPixel(HDC hDC, int x, int y);
 
+/* Fills with the brush from a point: up to a border of the colour (FLOODFILLBORDER), or over all that has the colour
+ * (FLOODFILLSURFACE), four-connected. FALSE when the point can't be filled. Only contexts over pixels. */
+KB_API BOOL ExtFloodFill(HDC hDC, int x, int y, COLORREF color, UINT type);
+
 /* Blits. Widths and heights below 0 go left and up from the start. Rows that lie outside the source are left alone.
  * Source and destination may overlap. From one bit to more: 0 bits take the text colour, 1 bits the background colour of
  * the destination context, unless the source is a DIB section or has a palette of its own; to one bit: the background
@@ -558,6 +565,10 @@ KB_API BOOL TextOutA(HDC hDC, int x, int y, const char* pText, int count);
  * logical units, or null. */
 KB_API BOOL ExtTextOutA(HDC hDC, int x, int y, UINT options, const RECT* pRect, const char* pText, UINT count,
                         const INT* pDx);
+/* The same for UTF-16; pairs of surrogates are one character with one advance, in the place of the first. Characters that
+ * the face lacks come from another face that has them. */
+KB_API BOOL ExtTextOutW(HDC hDC, int x, int y, UINT options, const RECT* pRect, const uint16_t* pText, UINT count,
+                        const INT* pDx);
 /* Width of the advances, and cell height, as if not turned. */
 KB_API BOOL GetTextExtentPoint32A(HDC hDC, const char* pText, int count, SIZE* pOut);
 /* As above; with pFit the number of characters that fit into maxExtent, with pDx the widths of the partial texts. */
@@ -586,6 +597,37 @@ KB_API HENHMETAFILE SetEnhMetaFileBits(UINT size, const BYTE* pData);
 KB_API UINT GetEnhMetaFileBits(HENHMETAFILE hMetafile, UINT size, BYTE* pOut);
 KB_API BOOL DeleteEnhMetaFile(HENHMETAFILE hMetafile);
 KB_API HENHMETAFILE CopyEnhMetaFileA(HENHMETAFILE hMetafile, const char* pszFile);
+
+/* ---- recorded and played pictures ---- */
+
+/* A context that records what is drawn as classic metafile records; pszFile must be null. Coordinates are kept as the
+ * calls give them, cut to 16 bits; calls that a classic metafile can't hold answer failure. It measures text with the
+ * screen's resolution; GetDeviceCaps(TECHNOLOGY) is DT_METAFILE, GetObjectType OBJ_METADC. Ended by CloseMetaFile, or
+ * thrown away by DeleteDC. */
+KB_API HDC CreateMetaFileA(const char* pszFile);
+/* Ends the recording and frees its context; the metafile is the caller's. Null, with the context freed, when memory
+ * failed at any time. */
+KB_API HMETAFILE CloseMetaFile(HDC hDC);
+/* Plays all records on a context, through the context's own mapping. The context's state is as before afterwards. FALSE
+ * when a broken record has ended the play; what came before it is drawn. */
+KB_API BOOL PlayMetaFile(HDC hDC, HMETAFILE hMetafile);
+/* Addition: plays a classic metafile so that pBox (its units: a placeable header's box, or the window that it sets; null:
+ * the window that it sets first, or else the extent of what it draws) fills pTarget (logical units of the context; a
+ * mirrored target mirrors). What a file does to its window moves its coordinates within that box, never the context's. */
+KB_API BOOL KbPlayMetaFile(HDC hDC, HMETAFILE hMetafile, const RECT* pBox, const RECT* pTarget);
+/* Plays an enhanced metafile so that its frame fills pRect, logical units of the context, right and bottom excluded. */
+KB_API BOOL PlayEnhMetaFile(HDC hDC, HENHMETAFILE hMetafile, const RECT* pRect);
+
+/* Addition: a context that draws on the pages of a PDF document. Units are pixels of the page's resolution. The bytes go
+ * to `write` in order; it gives FALSE to end the document. Pixels can't be read back. GetDeviceCaps(TECHNOLOGY) is
+ * DT_RASPRINTER. Null when memory fails. */
+typedef BOOL (*KbWriteProc)(void* pContext, const void* pBytes, size_t bytes);
+KB_API HDC KbCreatePdfDC(KbWriteProc write, void* pContext);
+/* Begins a page of that many pixels (1 to 2^20 a side) at a resolution of 1 to 32767 dots an inch; ends the one before.
+ * The context's state is as new. FALSE out of range or after a failed write. */
+KB_API BOOL KbStartPdfPage(HDC hDC, int width, int height, int dpiX, int dpiY);
+/* Writes what is left and frees the context; FALSE when any byte could not be written. DeleteDC throws it away. */
+KB_API BOOL KbClosePdfDC(HDC hDC);
 
 #ifdef __cplusplus
 }

@@ -43,6 +43,15 @@ typedef struct AnnItemChanging {
     double dAngle;        /* degrees, of a rotation alone */
 } AnnItemChanging;
 
+/* How a region is wanted: the object's space times nScalarNum / nScalarDen, shifted by the offsets; then, about the middle of
+ * the object, as it is seen in an image of that perspective. */
+typedef struct AnnRgnXForm {
+    uint32_t uViewPerspective; /* 0; 2 flipped; 4 a quarter turn; 8 three quarters */
+    int32_t nScalarNumX, nScalarDenX;
+    int32_t nScalarNumY, nScalarDenY;
+    int32_t nOffsetX, nOffsetY;
+} AnnRgnXForm;
+
 /* What stored data holds. */
 typedef struct AnnFileInfoRecord {
     uint32_t uStructSize; /* set to 24 by the caller */

@@ -1,0 +1,29 @@
+/* Sending a tree somewhere else than its window: into the pixels of an image and, for redactions, out again; to a printer. */
+#ifndef KBANN_REALIZING_H
+#define KBANN_REALIZING_H
+
+#include "contracts/raster_kernel.h"
+#include "contracts/return_codes.h"
+#include "kbann/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Draws an object and all below it on a context, scaled so that its bounds fill pRect (device pixels; null: its own
+ * bounds). No handles, no locked icons. ERROR_INV_PARAMETER: bad object. */
+KB_API int K_AnnPrint(HDC hDC, const RECT* pRect, HANNOBJECT hObject);
+/* Draws the object and all below it into the pixels. pRect: viewed pixels that the bounds of the object (of its container,
+ * for an item) are fitted to; null: 0, 0 to the stored width and height, which suits perspectives whose sides aren't
+ * swapped. bRedactOnly: redactions alone, and the pixels under each are kept in the object so that K_AnnUnrealize can put
+ * them back. ERROR_INV_PARAMETER: bad object, no pixels, 12 or 16 bit grey. ERROR_NO_MEMORY: redactions that were reached
+ * before keep their pixels. */
+KB_API int K_AnnRealize(KernelBitmap* pBitmap, const RECT* pRect, HANNOBJECT hObject, BOOL bRedactOnly);
+/* Puts the kept pixels of redactions back; the objects hold none afterwards. bSelected: of selected ones alone.
+ * ERROR_ANN_LOCKED: some are locked and stay covered, all others have been put back. */
+KB_API int K_AnnUnrealize(KernelBitmap* pBitmap, const RECT* pRect, HANNOBJECT hObject, BOOL bSelected);
+
+#ifdef __cplusplus
+}
+#endif
+#endif
