@@ -85,7 +85,9 @@ KB_API int K_LoadFile(const char* pszPath, KernelBitmap* b, int r1, int r2, cons
 KB_API int K_LoadMemory(const void* pData, KernelBitmap* b, int r1, int bits, size_t size, const KernelLoadOptions* pOptions,
                         KernelFileInfo* pInfo);
 
-KB_API int K_GetVectorResolution(int* pOut); /* dots an inch for formats 15 and 116; 0: the file's own */
+/* Dots an inch that formats 15 and 116 are drawn at; 0: the file's own, which is 96. They come at 24 bits on white; a broken
+ * record in the picture is ERROR_FILE_READ. */
+KB_API int K_GetVectorResolution(int* pOut);
 KB_API int K_SetVectorResolution(int value);
 
 /* Queues a tag for the calling thread's next TIFF save; the data is copied. Types are TIFF's. Null data takes it away. */

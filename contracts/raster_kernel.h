@@ -60,14 +60,14 @@ typedef struct KernelBitmap {
 /* Ten words. nHandle is the value of an HMETAFILE or HENHMETAFILE; an empty holder has 0 there. */
 typedef struct KernelMetafile {
     uint32_t nHandle;
-    uint32_t bEnhanced; /* kind: 0 classic, 1 enhanced */
-    int32_t nMapMode;   /* words 3 to 8: of a classic metafile its METAFILEPICT and placeable header */
-    int32_t nExtentX;
-    int32_t nExtentY;
-    int32_t nUnitsPerInch;
-    int32_t nLeft;
-    int32_t nTop;
-    int32_t nWidth; /* words 9 and 10: size of the picture in its own units */
+    uint32_t bEnhanced; /* kind: 0 classic, 1 enhanced, whose words 3 to 8 are 0 */
+    int32_t nLeft;      /* words 3 to 6: box of a classic picture in its own units, of its placeable header or else the */
+    int32_t nTop;       /* window that it sets; all 0 when neither tells */
+    int32_t nRight;     /* the box may be upside down */
+    int32_t nBottom;
+    int32_t nUnitsPerInch; /* of a placeable header, else 0 */
+    int32_t nReserved;     /* 0 */
+    int32_t nWidth;        /* size of the picture in 1/100 millimetre, never negative; 0 when nothing tells */
     int32_t nHeight;
 } KernelMetafile;
 

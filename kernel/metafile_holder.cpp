@@ -2,6 +2,7 @@
 // are made of the bits, so that two holders never share a handle.
 #include "contracts/raster_kernel.h"
 
+#include "kernel/metafile_shape.h"
 #include "platform/handle_table.h"
 
 #include <cstdint>
@@ -31,38 +32,6 @@ Bytes bitsOf(const KernelMetafile& m) {
                                       : GetMetaFileBitsEx(classicHandle(m), size, bytes.data());
     bytes.resize(copied);
     return bytes;
-}
-
-template <class T> T read(const Bytes& bytes, size_t at) {
-    T value{};
-    if (at + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + at, sizeof value);
-    return value;
-}
-
-// The window extents that a classic metafile sets first are its size; none of it knows another.
-void measureClassic(const Bytes& bits, KernelMetafile* m) {
-    constexpr uint16_t setWindowExt = 0x020C;
-    constexpr size_t headerBytes = 18, recordHeadBytes = 6;
-    for (size_t at = headerBytes; at + recordHeadBytes <= bits.size();) {
-        const size_t bytes = size_t{read<uint32_t>(bits, at)} * 2;
-        if (bytes < recordHeadBytes || bytes > bits.size() - at) return;
-        if (read<uint16_t>(bits, at + 4) == setWindowExt && bytes >= recordHeadBytes + 4) {
-            m->nHeight = read<int16_t>(bits, at + 6);
-            m->nWidth = read<int16_t>(bits, at + 8);
-            m->nExtentX = m->nWidth;
-            m->nExtentY = m->nHeight;
-            return;
-        }
-        at += bytes;
-    }
-}
-
-// The frame of an enhanced metafile, in 1/100 millimetre.
-void measureEnhanced(const Bytes& bits, KernelMetafile* m) {
-    const auto left = read<int32_t>(bits, 24), top = read<int32_t>(bits, 28);
-    const auto right = read<int32_t>(bits, 32), bottom = read<int32_t>(bits, 36);
-    m->nWidth = static_cast<int32_t>(static_cast<uint32_t>(right) - static_cast<uint32_t>(left));
-    m->nHeight = static_cast<int32_t>(static_cast<uint32_t>(bottom) - static_cast<uint32_t>(top));
 }
 
 } // namespace
@@ -108,13 +77,7 @@ int K_WrapMetafile(HANDLE handle, KernelMetafile* m) {
         if (!bitsSize(made)) return ERROR_INV_PARAMETER;
     }
     try {
-        const Bytes bits = bitsOf(made);
-        if (made.bEnhanced) {
-            measureEnhanced(bits, &made);
-        } else {
-            made.nMapMode = MM_ANISOTROPIC;
-            measureClassic(bits, &made);
-        }
+        measureMetafile(bitsOf(made), &made);
     } catch (const std::bad_alloc&) {
         return ERROR_NO_MEMORY;
     }

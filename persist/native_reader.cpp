@@ -137,7 +137,7 @@ struct ObjectReader {
         };
         if (!enhanced) {
             for (int32_t* value :
-                 {&made.nMapMode, &made.nExtentX, &made.nExtentY, &made.nUnitsPerInch, &made.nLeft, &made.nTop}) {
+                 {&made.nLeft, &made.nTop, &made.nRight, &made.nBottom, &made.nUnitsPerInch, &made.nReserved}) {
                 if (!word(*value)) return ERROR_FILE_READ;
             }
         }

@@ -78,8 +78,8 @@ struct ObjectWriter {
         out.line(field.keyword);
         out.boolean(metafile.bEnhanced != 0);
         if (!metafile.bEnhanced) {
-            for (const int32_t word : {metafile.nMapMode, metafile.nExtentX, metafile.nExtentY, metafile.nUnitsPerInch,
-                                       metafile.nLeft, metafile.nTop})
+            for (const int32_t word : {metafile.nLeft, metafile.nTop, metafile.nRight, metafile.nBottom,
+                                       metafile.nUnitsPerInch, metafile.nReserved})
                 out.number(static_cast<uint32_t>(word));
         }
         out.number(static_cast<uint32_t>(metafile.nWidth));

@@ -22,6 +22,7 @@ LoadLimits limitsOf(const KernelLoadOptions* options);
 int loadPng(ByteView data, const LoadLimits& limits, KernelBitmap* b, KernelFileInfo* info);
 int loadJpeg(ByteView data, const LoadLimits& limits, KernelBitmap* b, KernelFileInfo* info);
 int loadBmp(ByteView data, const LoadLimits& limits, KernelBitmap* b, KernelFileInfo* info);
+int loadMetafileImage(ByteView data, const LoadLimits& limits, KernelBitmap* b, KernelFileInfo* info);
 int loadTiff(ByteStream& stream, const LoadLimits& limits, KernelBitmap* b, KernelFileInfo* info);
 
 // The whole file goes to the end of `out`.

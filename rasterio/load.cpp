@@ -20,7 +20,7 @@ int readFormat(int format, ByteView data, const LoadLimits& limits, KernelBitmap
         return loadTiff(stream, limits, b, info);
     }
     case KB_FORMAT_WMF:
-    case KB_FORMAT_EMF: return ERROR_FEATURE_NOT_SUPPORTED;
+    case KB_FORMAT_EMF: return loadMetafileImage(data, limits, b, info);
     default: return ERROR_FILE_FORMAT;
     }
 }
