@@ -1,5 +1,5 @@
 // The workloads that other programs were measured on, done by the exported functions: objects in a tree, K_AnnDraw on a
-// device context over the bitmap; building the tree isn't counted. Usage: kbann_peers W1|W2|W4|W6|W7; SCENES names the
+// device context over the bitmap; building the tree isn't counted. Usage: kbann_peers W1 to W7; SCENES names the
 // folder of the scenes, OUTDIR that of what is written, RUNS the number of runs.
 #include "bench/scene.h"
 #include "kbann/kbann.h"
@@ -138,6 +138,81 @@ void highlights() {
     drawScene("W2", "highlight AND", marks, 32, double(s.objects.size()), "W2_kbann.png");
 }
 
+// A picture of three bytes a pixel, red first, behind a short header in text.
+void loadPicture(const char* name, KernelBitmap* bitmap) {
+    std::ifstream in(scene::folderFile("SCENES", "scenes", name), std::ios::binary);
+    std::string kind;
+    int width = 0, height = 0, highest = 0;
+    in >> kind >> width >> height >> highest;
+    in.get();
+    if (!in || kind != "P6") throw std::runtime_error(std::string("no picture ") + name);
+    check(K_CreateBitmap(bitmap, 1, width, height, 32, KB_ORDER_BGR, nullptr, KB_VIEW_TOP_LEFT, 0, 0), "picture");
+    for (int y = 0; y < height; ++y) {
+        uint8_t* row = K_WritableBitmapRow(bitmap, y);
+        for (int x = 0; x < width; ++x, row += 4) {
+            char pixel[3];
+            in.read(pixel, sizeof pixel);
+            for (int c = 0; c < 3; ++c) row[2 - c] = static_cast<uint8_t>(pixel[c]);
+        }
+    }
+}
+
+// Stamps of one picture at half its size, turned; and upright ones, which take the way by a scaled copy.
+void stamps() {
+    const auto s = scene::load("w3.txt");
+    KernelBitmap picture{};
+    loadPicture("stamp.ppm", &picture);
+    for (const bool turned : {true, false}) {
+        HANNOBJECT root = nullptr;
+        const AnnRect page{0, 0, double(s.width), double(s.height)};
+        check(K_AnnCreateContainer(nullptr, &page, TRUE, &root), "root");
+        for (const auto& o : s.objects) {
+            const HANNOBJECT stamp = add(root, ANN_OBJECT_STAMP);
+            const double w = picture.Width / 4.0, h = picture.Height / 4.0;
+            const AnnRect box{o.a - w, o.b - h, o.a + w, o.b + h};
+            check(K_AnnSetRect(stamp, &box), "rectangle");
+            check(K_AnnSetBitmap(stamp, &picture, 0), "picture");
+            if (turned) check(K_AnnRotate(stamp, o.c, nullptr, 0), "turn");
+        }
+        for (const int bits : {32, 24}) {
+            Page sheet(s.width, s.height, bits);
+            const std::string variant = std::string(turned ? "turned, " : "upright, ") + std::to_string(bits) + " bits";
+            scene::measure(
+                "W3", variant.c_str(), double(s.objects.size()),
+                [&] { check(K_AnnDraw(sheet.dc, nullptr, root), "K_AnnDraw"); }, [&] { sheet.clear(); });
+            if (turned && bits == 32 && std::getenv("DUMP"))
+                K_SaveFile(scene::folderFile("OUTDIR", "out", "W3_kbann.png").c_str(), &sheet.bitmap, KB_FORMAT_PNG,
+                           nullptr);
+        }
+        K_AnnDestroy(root, 0);
+    }
+    K_FreeBitmap(&picture);
+}
+
+// The topmost object under each point of a dense page.
+void hits() {
+    const auto s = scene::load("w1.txt"), questions = scene::load("w5q.txt");
+    const HANNOBJECT root = build(s);
+    const auto ask = [&] {
+        size_t found = 0;
+        for (const auto& q : questions.objects) {
+            POINT point{static_cast<LONG>(q.a), static_cast<LONG>(q.b)};
+            uint32_t result = 0;
+            HANNOBJECT object = nullptr;
+            check(K_AnnHitTest(root, &point, &result, &object), "K_AnnHitTest");
+            found += object && object != root;
+        }
+        return found;
+    };
+    const std::string note = std::to_string(ask()) + " objects hit";
+    scene::measure(
+        "W5", "topmost, index there", double(questions.objects.size()), [&] { ask(); }, [] {}, note);
+    scene::measure(
+        "W5", "topmost, index made anew", double(questions.objects.size()), [&] { ask(); },
+        [&] { K_AnnSetOffsetX(root, 0, ANN_FLAG_NOINVALIDATE); });
+    K_AnnDestroy(root, 0);
+}
+
 void longStroke() {
     const auto s = scene::load("w4.txt");
     drawScene("W4", "one stroke", s, 32, double(s.objects[0].points.size() / 2), "W4_kbann.png");
@@ -212,14 +287,18 @@ int main(int argc, char** argv) {
             mixed();
         else if (workload == "W2")
             highlights();
+        else if (workload == "W3")
+            stamps();
         else if (workload == "W4")
             longStroke();
+        else if (workload == "W5")
+            hits();
         else if (workload == "W6")
             copySaveLoad();
         else if (workload == "W7")
             page();
         else
-            return std::fprintf(stderr, "usage: kbann_peers W1|W2|W4|W6|W7\n"), 2;
+            return std::fprintf(stderr, "usage: kbann_peers W1|W2|W3|W4|W5|W6|W7\n"), 2;
     } catch (const std::exception& fault) {
         return std::fprintf(stderr, "kbann_peers: %s\n", fault.what()), 1;
     }

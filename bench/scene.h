@@ -19,7 +19,7 @@
 namespace scene {
 
 struct Object {
-    char kind = 0; // L R E P F T M
+    char kind = 0; // L R E P F T M; S a stamp, Q a question
     double a = 0, b = 0, c = 0, d = 0;
     int width = 1;
     uint32_t stroke = 0, fill = 0; // 0xRRGGBB
@@ -84,6 +84,8 @@ inline Scene load(const char* name) {
             o.stroke = color();
             in >> o.text;
             break;
+        case 'S': in >> o.a >> o.b >> o.c; break; // middle, degrees
+        case 'Q': in >> o.a >> o.b; break;
         default: throw std::runtime_error(std::string("unknown object ") + o.kind);
         }
         o.points.resize(2 * points);
