@@ -96,18 +96,27 @@ bool annPasses(const AnnObject& record, uint32_t uFlags, uint32_t checks, int nM
 
 namespace {
 
-int walkList(AnnObject* record, WalkProc callback, void* data, uint32_t uFlags, bool bSiblings, const char* pszUserList) {
+struct Walk {
+    WalkProc callback;
+    void* data;
+    uint32_t uFlags, checks;
+    int nMenuItem;
+    const char* pszUserList;
+    bool endsAtFiltered; // with an error, unless it goes down into children
+};
+
+int walkList(const Walk& walk, AnnObject* record, bool bSiblings) {
     while (record) {
         const uint32_t self = record->hSelf, next = record->pNext ? record->pNext->hSelf : 0;
-        if (annPasses(*record, uFlags, ANN_FLAG_SELECTED | ANN_FLAG_NOTCONTAINER | ANN_FLAG_USER, noMenuItem, pszUserList)) {
-            const int result = callback(*record, data);
+        if (annPasses(*record, walk.uFlags, walk.checks, walk.nMenuItem, walk.pszUserList)) {
+            const int result = walk.callback(*record, walk.data);
             if (result != SUCCESS) return result;
             record = annFromHandle(self);
-        } else if (!(uFlags & ANN_FLAG_RECURSE)) {
+        } else if (walk.endsAtFiltered && !(walk.uFlags & ANN_FLAG_RECURSE)) {
             return ERROR_FEATURE_NOT_SUPPORTED;
         }
-        if (record && uFlags & ANN_FLAG_RECURSE && record->pFirstChild) {
-            const int result = walkList(record->pFirstChild, callback, data, uFlags, true, pszUserList);
+        if (record && walk.uFlags & ANN_FLAG_RECURSE && record->pFirstChild) {
+            const int result = walkList(walk, record->pFirstChild, true);
             if (result != SUCCESS) return result;
             record = annFromHandle(self);
         }
@@ -231,8 +240,17 @@ void giveTreeValues(AnnObject& object, const AnnObject& container, uint32_t uFla
 } // namespace
 
 int annWalk(AnnObject* record, WalkProc callback, void* data, uint32_t uFlags, const char* pszUserList) {
+    const Walk walk{callback,   data,        uFlags, ANN_FLAG_SELECTED | ANN_FLAG_NOTCONTAINER | ANN_FLAG_USER,
+                    noMenuItem, pszUserList, true};
     const bool children = uFlags & ANN_FLAG_NOTTHIS;
-    return walkList(children && record ? record->pFirstChild : record, callback, data, uFlags, children, pszUserList);
+    return walkList(walk, children && record ? record->pFirstChild : record, children);
+}
+
+int annWalkPassing(AnnObject* record, WalkProc callback, void* data, uint32_t uFlags, bool bSiblings, int nMenuItem) {
+    const Walk walk{callback,  data,    uFlags, ANN_FLAG_SELECTED | ANN_FLAG_NOTCONTAINER | ANN_FLAG_CHECKMENU,
+                    nMenuItem, nullptr, false};
+    const bool children = !bSiblings && uFlags & ANN_FLAG_NOTTHIS;
+    return walkList(walk, children && record ? record->pFirstChild : record, children || bSiblings);
 }
 
 void annNotify(AnnObject* record, uint32_t nEvent, bool bWalkSiblings) {

@@ -43,6 +43,15 @@ template <class Visit> int annWalk(AnnObject* record, uint32_t uFlags, const cha
         uFlags, pszUserList);
 }
 
+// The same over the objects that pass, with ANN_FLAG_CHECKMENU by the menu item too; the others are passed over. With
+// bSiblings it begins with the object and goes on through those in front of it.
+int annWalkPassing(AnnObject* record, WalkProc callback, void* data, uint32_t uFlags, bool bSiblings, int nMenuItem);
+template <class Visit> int annWalkPassing(AnnObject* record, uint32_t uFlags, bool bSiblings, int nMenuItem, Visit&& visit) {
+    return annWalkPassing(
+        record, [](AnnObject& r, void* data) { return (*static_cast<std::remove_reference_t<Visit>*>(data))(r); }, &visit,
+        uFlags, bSiblings, nMenuItem);
+}
+
 // Tells the window of the tree, for the object, its children and (bWalkSiblings) the objects in front of it.
 void annNotify(AnnObject* record, uint32_t nEvent, bool bWalkSiblings);
 
