@@ -4,6 +4,7 @@
 #include "kbann/object_types.h"
 #include "platform/user.h"
 #include "store/handles.h"
+#include "store/measure.h"
 
 #include <algorithm>
 #include <charconv>
@@ -95,27 +96,6 @@ RECT boxOf(std::span<const AnnPoint> points, const AnnMatrix& m) {
     return box.pixels();
 }
 
-SIZE nameExtent(const AnnObject& record, const AnnMatrix& matrix) {
-    SIZE size{};
-    const HDC screen = GetDC(nullptr);
-    if (!screen) return size;
-    if (const HFONT font = annMakeFont(matrix, record, 0)) {
-        const HGDIOBJ old = SelectObject(screen, font);
-        GetTextExtentPoint32A(screen, record.pszName.c_str(), static_cast<int>(record.pszName.length()), &size);
-        SelectObject(screen, old);
-        DeleteObject(font);
-    }
-    ReleaseDC(nullptr, screen);
-    return size;
-}
-
-// How far a span must move to lie in the parent's: first to the near end, then to the far one, no further than the near.
-int32_t pushInto(int32_t low, int32_t high, int32_t parentLow, int32_t parentHigh) {
-    if (low < parentLow) return annAdd(parentLow, -int64_t{low});
-    if (high > parentHigh) return std::max(annAdd(parentHigh, -int64_t{high}), annAdd(parentLow, -int64_t{low}));
-    return 0;
-}
-
 // The value that stored data would bring back.
 double storedValue(double x) {
     char text[32];
@@ -142,12 +122,12 @@ void steadyOffset(AnnPoint& offset, const AnnObject& parent) {
 }
 
 // The offset remembers a correction. One taken back may come out a pixel short and need another.
-void placeName(AnnObject& record) {
+void placeName(AnnObject& record, TextExtents& extents) {
     record.rcName = {};
     if (!annShowsName(record)) return;
     POINT pushed{};
     for (int attempt = 0; attempt < 4; ++attempt) {
-        record.rcName = annPlaceName(record, record.xfToClient, record.rcBounds, pushed);
+        record.rcName = annPlaceName(record, record.xfToClient, record.rcBounds, extents, pushed);
         if (!pushed.x && !pushed.y) break;
         const AnnMatrix& back = record.pParent->xfFromClient;
         record.ptNameOffset.x += back.a * pushed.x + back.b * pushed.y;
@@ -156,14 +136,15 @@ void placeName(AnnObject& record) {
     }
 }
 
-void computeOne(AnnObject& record) {
+void computeOne(AnnObject& record, TextExtents& extents) {
     annBoundsOf(record, nullptr, record.annBounds);
     record.ptCenter = centerOf(record);
     record.xfToClient = toClient(record);
     record.xfFromClient = annInverse(record.xfToClient);
     if (record.nType == ANN_OBJECT_POINTER)
         record.dArrowWidth = record.dArrowLength = annArrowSize(record, record.xfToClient);
-    record.rcBounds = annShapeBounds(record, record.xfToClient);
+    record.rcBounds = hasType(typesMeasured, record.nType) ? annComputeMeasures(record, extents)
+                                                           : annShapeBounds(record, record.xfToClient);
     computeHandles(record);
     record.ptBrushOrg = {record.rcBounds.left, record.rcBounds.top};
 
@@ -172,7 +153,7 @@ void computeOne(AnnObject& record) {
     const bool lineTold = record.nLineStyle == ANN_LINE_NULL || width;
     record.rcBounds = annInflate(record.rcBounds, lineTold ? (int64_t{width} + 1) / 2 : 1);
 
-    placeName(record);
+    placeName(record, extents);
     record.rcInvalid = annIntersect(annUnion(record.rcBounds, record.rcName), clientLimit);
     if (record.pParent) record.rcInvalid = annIntersect(record.rcInvalid, record.pParent->rcInvalid);
     record.bDerived = true;
@@ -222,7 +203,7 @@ void annBoundsOf(const AnnObject& record, const AnnMatrix* matrix, AnnRect& out)
     out = box.rect();
 }
 
-RECT annShapeBounds(const AnnObject& record, const AnnMatrix& matrix) {
+RECT annShapeBounds(const AnnObject& record, const AnnMatrix& matrix, uint32_t uOptions) {
     switch (record.nType) {
     case ANN_OBJECT_AUTOMATION: return {};
     case ANN_OBJECT_POINTER: {
@@ -232,29 +213,26 @@ RECT annShapeBounds(const AnnObject& record, const AnnMatrix& matrix) {
         return box;
     }
     case ANN_OBJECT_POINT: return pointPictureRect(record, matrix);
-    case ANN_OBJECT_CROSSPRODUCT: {
-        AnnRect box{};
-        annBoundsOf(record, &matrix, box);
-        PointBox pixels;
-        pixels.add({box.left, box.top});
-        pixels.add({box.right, box.bottom});
-        return record.nPoints() < 5 ? RECT{} : pixels.pixels();
+    case ANN_OBJECT_RULER:
+    case ANN_OBJECT_CROSSPRODUCT:
+    case ANN_OBJECT_PROTRACTOR: {
+        TextExtents extents;
+        MeasureTexts places;
+        return annMeasureBounds(record, matrix, uOptions, extents, places);
     }
     case ANN_OBJECT_LINE:
     case ANN_OBJECT_FREEHAND:
     case ANN_OBJECT_POLYLINE:
     case ANN_OBJECT_POLYGON:
     case ANN_OBJECT_FREEHANDHOTSPOT:
-    case ANN_OBJECT_RULER:
-    case ANN_OBJECT_PROTRACTOR:
         return record.nPoints() < 2 ? RECT{} : boxOf({record.pPoints.data(), record.nPoints()}, matrix);
     default: return boxOf(std::array{record.quad[0], record.quad[1], record.quad[2], annFourthCorner(record.quad)}, matrix);
     }
 }
 
-RECT annPlaceName(const AnnObject& record, const AnnMatrix& matrix, const RECT& bounds, POINT& shift) {
+RECT annPlaceName(const AnnObject& record, const AnnMatrix& matrix, const RECT& bounds, TextExtents& extents, POINT& shift) {
     shift = {};
-    const SIZE extent = nameExtent(record, matrix);
+    const SIZE extent = extents.of(record, matrix, record.pszName);
     const AnnObject* parent = record.pParent;
     POINT offset{};
     if (parent) {
@@ -271,25 +249,23 @@ RECT annPlaceName(const AnnObject& record, const AnnMatrix& matrix, const RECT& 
 
     PointBox corners;
     for (const AnnPoint& p : annQuadCorners(parent->xfToClient, parent->quad).p) corners.add(p);
-    const RECT box = corners.pixels();
-    shift = {pushInto(name.left, name.right, box.left, box.right), pushInto(name.top, name.bottom, box.top, box.bottom)};
-    name = {annAdd(name.left, shift.x), annAdd(name.top, shift.y), annAdd(name.right, shift.x),
-            annAdd(name.bottom, shift.y)};
-    return annIntersect(name, box);
+    return annHoldInside(name, corners.pixels(), shift);
 }
 
-void annDeviceRect(const AnnObject& record, const AnnMatrix& matrix, RECT& out, RECT* pName, uint32_t) {
-    out = annShapeBounds(record, matrix);
+void annDeviceRect(const AnnObject& record, const AnnMatrix& matrix, RECT& out, RECT* pName, uint32_t uOptions) {
+    out = annShapeBounds(record, matrix, uOptions);
     int32_t width = annRound(annScale(record.dLineWidth, matrix));
     if (!width && record.nLineStyle != ANN_LINE_NULL) width = 1;
     out = annInflate(out, (int64_t{width} + 1) / 2);
     if (!pName) return;
+    TextExtents extents;
     POINT pushed;
-    *pName = annShowsName(record) ? annPlaceName(record, matrix, out, pushed) : RECT{};
+    *pName = annShowsName(record) ? annPlaceName(record, matrix, out, extents, pushed) : RECT{};
 }
 
 void annComputeGeometry(AnnObject& top) {
-    for (AnnObject* record = &top; record; record = annNextInTree<AnnObject>(record, &top)) computeOne(*record);
+    TextExtents extents;
+    for (AnnObject* record = &top; record; record = annNextInTree<AnnObject>(record, &top)) computeOne(*record, extents);
 }
 
 void annUpdateBefore(AnnObject& record, Repaint repaint) {

@@ -47,13 +47,18 @@ PointerOutline annPointerOutline(const AnnObject& record, const AnnMatrix& matri
 // The five points of a cross product under a transform; the second line is turned to a right angle with the first.
 void annCrossSquare(const AnnMatrix* matrix, AnnPoint (&points)[5]);
 
-// A font for the object under a matrix, turned by tenths of a degree counter-clockwise; the caller's.
+// The font of the object under a matrix, turned by tenths of a degree counter-clockwise.
+LOGFONTA annFontOf(const AnnMatrix& matrix, const AnnObject& record, int tenths);
+// The same, made; the caller's.
 HFONT annMakeFont(const AnnMatrix& matrix, const AnnObject& record, int tenths);
 
-// The shape's rectangle in pixels before any room for the line; empty for types without geometry.
-RECT annShapeBounds(const AnnObject& record, const AnnMatrix& matrix);
+class TextExtents;
+
+// The shape's rectangle in pixels before any room for the line; empty for types without geometry. Options as for
+// annDeviceRect.
+RECT annShapeBounds(const AnnObject& record, const AnnMatrix& matrix, uint32_t uOptions = 0);
 // Where the name stands, above the top left corner of `bounds`; `shift` receives how far it was pushed into the parent.
-RECT annPlaceName(const AnnObject& record, const AnnMatrix& matrix, const RECT& bounds, POINT& shift);
+RECT annPlaceName(const AnnObject& record, const AnnMatrix& matrix, const RECT& bounds, TextExtents& extents, POINT& shift);
 inline bool annShowsName(const AnnObject& record) { return record.bShowName && record.pszName; }
 
 // The rectangle under any matrix as drawing needs it: without the selection's room. The name's rectangle if asked for.

@@ -6,6 +6,7 @@
 #include "platform/user.h"
 #include "store/handles.h"
 #include "store/text.h"
+#include "store/units.h"
 
 #include <atomic>
 #include <new>
@@ -30,8 +31,8 @@ struct LibraryState {
     UINT clipboardFormats[3]{}; // the first is the one written
 
     // Texts that many records begin with.
-    Text textMillimetres = Text::immortal("mm");
-    Text textDegree = Text::immortal("\xB0");
+    Text textMillimetres = Text::immortal(lengthUnits[ANN_UNIT_MILIMETERS].abbreviation);
+    Text textDegree = Text::immortal(angleUnits[ANN_ANGLE_DEGREES].abbreviation);
     Text textArial = Text::immortal("Arial");
     Text textDialogFace = Text::immortal("MS Sans Serif");
 };

@@ -16,6 +16,10 @@ inline bool annIsIdentity(const AnnMatrix& m) {
     return m.a == 1 && m.b == 0 && m.c == 0 && m.d == 1 && m.e == 0 && m.f == 0;
 }
 
+inline bool annIsSame(const AnnMatrix& m, const AnnMatrix& n) {
+    return m.a == n.a && m.b == n.b && m.c == n.c && m.d == n.d && m.e == n.e && m.f == n.f;
+}
+
 inline AnnPoint annApply(const AnnMatrix& m, AnnPoint p) {
     return {m.a * p.x + m.b * p.y + m.e, m.c * p.x + m.d * p.y + m.f};
 }
@@ -83,6 +87,20 @@ inline RECT annUnion(const RECT& a, const RECT& b) {
 
 inline RECT annInflate(const RECT& r, int64_t by) {
     return {annAdd(r.left, -by), annAdd(r.top, -by), annAdd(r.right, by), annAdd(r.bottom, by)};
+}
+
+// How far a span must move to lie in an outer one: first to the near end, then to the far one, no further than the near.
+inline int32_t annPushInto(int32_t low, int32_t high, int32_t outerLow, int32_t outerHigh) {
+    if (low < outerLow) return annAdd(outerLow, -int64_t{low});
+    if (high <= outerHigh) return 0;
+    const int32_t toHigh = annAdd(outerHigh, -int64_t{high}), toLow = annAdd(outerLow, -int64_t{low});
+    return toHigh > toLow ? toHigh : toLow;
+}
+
+// A rectangle moved into a box, as far as it goes in, and cut to it. `by` receives how far.
+inline RECT annHoldInside(const RECT& r, const RECT& box, POINT& by) {
+    by = {annPushInto(r.left, r.right, box.left, box.right), annPushInto(r.top, r.bottom, box.top, box.bottom)};
+    return annIntersect({annAdd(r.left, by.x), annAdd(r.top, by.y), annAdd(r.right, by.x), annAdd(r.bottom, by.y)}, box);
 }
 
 // A growing box of points.

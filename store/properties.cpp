@@ -4,6 +4,7 @@
 #include "store/geometry.h"
 #include "store/library.h"
 #include "store/tree.h"
+#include "store/units.h"
 
 #include <cstring>
 
@@ -11,7 +12,6 @@ namespace kbann {
 namespace {
 
 constexpr int regionOfColor = 6;
-constexpr double defaultDpi = 150.0;
 
 // The row's field in a record whose type has it.
 template <class Field> Field& fieldOf(AnnObject& record, const PropertyMember& member) {
@@ -214,7 +214,7 @@ int annSetChecked(HANNOBJECT hObject, Property id, PropertyValue value, uint32_t
     const PropertyCheck& check = row.check;
     if (value.number > check.highest || (check.notNegative && value.real < 0)) return ERROR_INV_PARAMETER;
     if (hasType(check.refusedTypes, record->nType)) return ERROR_INV_PARAMETER;
-    if (check.resolution && !(value.real >= 1.0)) value.real = defaultDpi;
+    if (check.resolution && !(value.real >= 1.0)) value.real = defaultMeasureDpi;
     return annSetProperty(record, id, value, uFlags & 0xFF, row.menuItem, pszUserList);
 }
 

@@ -7,6 +7,7 @@
 #include "store/handles.h"
 #include "store/library.h"
 #include "store/record_pool.h"
+#include "store/units.h"
 
 #include <new>
 
@@ -14,7 +15,6 @@ namespace kbann {
 namespace {
 
 constexpr COLORREF yellow = 0x00FFFF;
-constexpr double defaultBitmapDpi = 150.0;
 constexpr COLORREF firstCustomColors[16] = {0x000000, 0x000080, 0x008000, 0x008080, 0x800000, 0x800080, 0x808000, 0x808080,
                                             0xC0C0C0, 0x0000FF, 0x00FF00, 0x00FFFF, 0xFF0000, 0xFF00FF, 0xFFFF00, 0xFFFFFF};
 
@@ -118,7 +118,7 @@ void annInitDefaults(AnnObject& record) noexcept {
     case ANN_OBJECT_CROSSPRODUCT:
         record.pMeasure->dGaugeLengthCopy = 30.0;
         record.pszFontName = library.textArial;
-        record.dBitmapDpiX = record.dBitmapDpiY = defaultBitmapDpi;
+        record.dBitmapDpiX = record.dBitmapDpiY = defaultMeasureDpi;
         break;
     case ANN_OBJECT_POINT:
         copyOwnedBitmap(record.bitmap, library.defaultPoint);

@@ -74,7 +74,7 @@ void annCrossSquare(const AnnMatrix* matrix, AnnPoint (&points)[5]) {
     points[4] = {points[2].x - b * unit.y, points[2].y + b * unit.x};
 }
 
-HFONT annMakeFont(const AnnMatrix& matrix, const AnnObject& record, int tenths) {
+LOGFONTA annFontOf(const AnnMatrix& matrix, const AnnObject& record, int tenths) {
     LOGFONTA font{};
     font.lfHeight = -std::clamp(annRound(annScale(record.dFontSize, matrix)), 1, maxFontHeight);
     font.lfEscapement = font.lfOrientation = tenths;
@@ -85,6 +85,11 @@ HFONT annMakeFont(const AnnMatrix& matrix, const AnnObject& record, int tenths) 
     font.lfCharSet = DEFAULT_CHARSET;
     const auto face = record.pszFontName.view().substr(0, LF_FACESIZE - 1);
     std::memcpy(font.lfFaceName, face.data(), face.size());
+    return font;
+}
+
+HFONT annMakeFont(const AnnMatrix& matrix, const AnnObject& record, int tenths) {
+    const LOGFONTA font = annFontOf(matrix, record, tenths);
     return CreateFontIndirectA(&font);
 }
 

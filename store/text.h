@@ -5,8 +5,10 @@
 
 #include "platform/sys.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <initializer_list>
 #include <string_view>
 #include <utility>
 
@@ -30,18 +32,27 @@ public:
         return result;
     }
 
+    // The pieces one behind the other, none of which holds a NUL. Null when they are empty or memory fails.
+    static Text joined(std::initializer_list<std::string_view> pieces) noexcept {
+        size_t length = 0;
+        for (const std::string_view piece : pieces) length += piece.size();
+        Text result;
+        result.body_ = length ? make(length) : nullptr;
+        char* to = result.body_ ? result.body_->bytes() : nullptr;
+        for (const std::string_view piece : pieces)
+            if (to) to = std::copy(piece.begin(), piece.end(), to);
+        return result;
+    }
+
     // Replaces the text by a copy, cut at its first NUL; an empty one leaves null. False when memory fails: null then,
     // the old text is gone.
     bool assign(std::string_view text) noexcept {
         text = text.substr(0, text.find('\0'));
         Body* fresh = nullptr;
         if (!text.empty()) {
-            if (text.size() < UINT32_MAX - sizeof(Body)) fresh = static_cast<Body*>(KbAlloc(sizeof(Body) + text.size() + 1));
+            fresh = make(text.size());
             if (!fresh) return clear(), false;
-            new (&fresh->uses) std::atomic<uint32_t>(1);
-            fresh->length = static_cast<uint32_t>(text.size());
             std::memcpy(fresh->bytes(), text.data(), text.size());
-            fresh->bytes()[text.size()] = 0;
         }
         release();
         body_ = fresh;
@@ -67,6 +78,16 @@ private:
         char* bytes() { return reinterpret_cast<char*>(this + 1); }
     };
     static constexpr uint32_t immortalUses = UINT32_MAX;
+
+    // Room for a text of that length, used once and ended; null when memory fails.
+    static Body* make(size_t length) noexcept {
+        auto* body = length < UINT32_MAX - sizeof(Body) ? static_cast<Body*>(KbAlloc(sizeof(Body) + length + 1)) : nullptr;
+        if (!body) return nullptr;
+        new (&body->uses) std::atomic<uint32_t>(1);
+        body->length = static_cast<uint32_t>(length);
+        body->bytes()[length] = 0;
+        return body;
+    }
 
     void retain() noexcept {
         if (body_ && body_->uses.load(std::memory_order_relaxed) != immortalUses)
