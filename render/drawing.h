@@ -57,6 +57,7 @@ bool annDrawNote(const Drawing& d);
 bool annDrawButton(const Drawing& d);
 bool annDrawPushpin(const Drawing& d);
 bool annDrawPoint(const Drawing& d);
+bool annDrawMeasurement(const Drawing& d); // ruler, cross product, protractor
 
 // Word-wrapped output from the rectangle's left and top: its right is the wrap limit, its bottom the height limit. The
 // bottom becomes the y behind the last line, `text` the rest that wasn't drawn.

@@ -99,15 +99,14 @@ bool drawByType(const Drawing& d) {
     case ANN_OBJECT_POINT: return annDrawPoint(d);
     case ANN_OBJECT_PUSHPIN: return annDrawPushpin(d);
     case ANN_OBJECT_HOTSPOT:
-    case ANN_OBJECT_FREEHANDHOTSPOT:
-        return d.record.nUserMode != ANN_USERMODE_RUN; // nothing then, not even its name
-    // Pictures that are metafiles, and measures: their names, handles and icons alone show.
+    case ANN_OBJECT_FREEHANDHOTSPOT: return d.record.nUserMode != ANN_USERMODE_RUN; // nothing then, not even its name
+    case ANN_OBJECT_RULER:
+    case ANN_OBJECT_CROSSPRODUCT:
+    case ANN_OBJECT_PROTRACTOR: return annDrawMeasurement(d);
+    // Pictures that are metafiles: their names, handles and icons alone show.
     case ANN_OBJECT_AUDIO:
     case ANN_OBJECT_VIDEO:
     case ANN_OBJECT_STAMP:
-    case ANN_OBJECT_RULER:
-    case ANN_OBJECT_CROSSPRODUCT:
-    case ANN_OBJECT_PROTRACTOR:
     case ANN_OBJECT_AUTOMATION: return true;
     }
     return false;

@@ -1,4 +1,5 @@
 // Shapes and lines: upright ones by the device's own rectangle and ellipse, turned ones as polygons.
+#include "render/device_points.h"
 #include "render/drawing.h"
 
 #include <algorithm>
@@ -10,34 +11,6 @@ namespace kbann {
 namespace {
 
 constexpr double maxEllipseVertices = 65'536;
-
-// The points of an object in pixels; those of a small one without an allocation.
-class DevicePoints {
-public:
-    bool assign(std::span<const AnnPoint> points, const AnnMatrix& matrix) {
-        POINT* to = inside_;
-        if (points.size() > std::size(inside_)) {
-            heap_.reset(static_cast<POINT*>(KbAlloc(points.size() * sizeof(POINT))));
-            if (!heap_) return false;
-            to = heap_.get();
-        }
-        std::ranges::transform(points, to, [&](AnnPoint p) { return annRound(annApply(matrix, p)); });
-        points_ = to;
-        count_ = static_cast<int>(points.size());
-        return true;
-    }
-    const POINT* data() const { return points_; }
-    int size() const { return count_; }
-
-private:
-    struct Release {
-        void operator()(POINT* p) const { KbFree(p); }
-    };
-    POINT inside_[128];
-    std::unique_ptr<POINT, Release> heap_;
-    const POINT* points_ = inside_;
-    int count_ = 0;
-};
 
 bool drawQuadPolygon(const Drawing& d) {
     const auto corners = annQuadCorners(d.matrix, d.record.quad);
