@@ -56,6 +56,10 @@ struct BlitTarget {
 struct BlitArea {
     int64_t x, y, width, height;
 };
+inline Box boxOf(const BlitArea& a) {
+    return {saturate(std::min(a.x, a.x + a.width)), saturate(std::min(a.y, a.y + a.height)),
+            saturate(std::max(a.x, a.x + a.width)), saturate(std::max(a.y, a.y + a.height))};
+}
 
 // `pattern` (or null) gives pattern pixels as a paint set for plain copying. May throw std::bad_alloc before it has
 // changed a pixel.

@@ -17,11 +17,6 @@ BlitArea deviceArea(const DeviceContext& dc, int64_t x, int64_t y, int64_t width
     return {left, top, map.deviceX(x + width) - left, map.deviceY(y + height) - top};
 }
 
-Box boxOf(const BlitArea& a) {
-    return {saturate(std::min(a.x, a.x + a.width)), saturate(std::min(a.y, a.y + a.height)),
-            saturate(std::max(a.x, a.x + a.width)), saturate(std::max(a.y, a.y + a.height))};
-}
-
 // An operation without a source.
 BOOL patternBlit(const DeviceContext& dc, const BlitArea& area, uint8_t code) {
     Paint paint;
@@ -76,11 +71,15 @@ BOOL blitBetween(HDC hDC, int x, int y, int width, int height, HDC hSource, int 
         DeviceContext* dc = findDc(hDC);
         if (!dc) return FALSE;
         const BlitArea to = deviceArea(*dc, x, y, width, height);
-        if (!rop3NeedsSource(codeOf(rop))) return patternBlit(*dc, to, codeOf(rop));
+        const BlitArea logical{x, y, width, height};
+        if (!rop3NeedsSource(codeOf(rop)))
+            return dc->output ? dc->output->pattern(*dc, logical, rop) : patternBlit(*dc, to, codeOf(rop));
         const DeviceContext* other = findDc(hSource);
-        if (!other) return FALSE;
+        if (!other || other->output) return FALSE;
         BlitArea from = deviceArea(*other, xSource, ySource, widthSource, heightSource);
         PixelReader source(other->surface);
+        if (dc->output)
+            return dc->output->image(*dc, {logical, source, from, rop, dc->state.textColor, dc->state.bkColor, true});
         std::vector<uint8_t> copy;
         const bool sameSize = to.width == from.width && to.height == from.height;
         if (other->surface.top == dc->surface.top && !sameSize) snapshot(source, from, copy);
@@ -111,12 +110,20 @@ KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSour
         DeviceContext* dc = findDc(hDC);
         if (!dc) return 0;
         const BlitArea to = deviceArea(*dc, x, y, width, height);
-        if (!rop3NeedsSource(codeOf(rop))) return patternBlit(*dc, to, codeOf(rop)) ? std::abs(heightSource) : 0;
+        const BlitArea logical{x, y, width, height};
+        if (!rop3NeedsSource(codeOf(rop))) {
+            const bool done = dc->output ? dc->output->pattern(*dc, logical, rop) : patternBlit(*dc, to, codeOf(rop));
+            return done ? std::abs(heightSource) : 0;
+        }
         PixelReader source;
         if (!readDib(pInfo, usage, pBits, source)) return 0;
         BlitArea from{xSource, ySource, widthSource, heightSource};
         if (source.stride < 0)
             from.y = static_cast<int64_t>(source.height) - ySource - heightSource; // counted from the bottom
+        if (dc->output) {
+            const ImageCall call{logical, source, from, rop, dc->state.textColor, dc->state.bkColor, true};
+            return dc->output->image(*dc, call) ? std::abs(heightSource) : 0;
+        }
         blitTo(*dc, to, source, from, rop, CLR_INVALID);
         return std::abs(heightSource);
     });
@@ -142,7 +149,12 @@ KB_API int SetDIBitsToDevice(HDC hDC, int x, int y, DWORD width, DWORD height, i
             top -= start;
         }
         source.height = static_cast<int>(lines);
-        blitTo(*dc, {corner.x, corner.y, width, height}, source, {xSource, top, width, height}, SRCCOPY, CLR_INVALID);
+        const BlitArea from{xSource, top, width, height};
+        if (dc->output) {
+            const ImageCall call{{x, y, width, height}, source, from, SRCCOPY, 0, 0, false};
+            return dc->output->image(*dc, call) ? static_cast<int>(lines) : 0;
+        }
+        blitTo(*dc, {corner.x, corner.y, width, height}, source, from, SRCCOPY, CLR_INVALID);
         return static_cast<int>(lines);
     });
 }

@@ -36,7 +36,7 @@ void setClipRegion(Clip& clip, const Region& region) {
 }
 
 int clipKind(const DeviceContext& dc) {
-    const Box box = dc.clipBox();
+    const Box box = dc.visibleBox();
     if (box.empty()) return NULLREGION;
     if (!dc.state.clip.region) return SIMPLEREGION;
     const Region visible(box);
@@ -45,16 +45,15 @@ int clipKind(const DeviceContext& dc) {
     return cut.kind();
 }
 
-namespace {
-
-// The clip as a region; without one, everything.
 void clipAsRegion(const Clip& clip, Region& out) {
     Region made(clip.bounded ? clip.box : Box{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX});
     if (clip.region && !pixman_region32_copy(&made.set, &clip.region->set)) throw std::bad_alloc();
     std::swap(made.set, out.set);
 }
 
-int combineClip(DeviceContext& dc, Region& with, int mode) {
+namespace {
+
+void combineClip(DeviceContext& dc, Region& with, int mode) {
     Region now, result;
     clipAsRegion(dc.state.clip, now);
     bool ok = true;
@@ -72,10 +71,10 @@ int combineClip(DeviceContext& dc, Region& with, int mode) {
     }
     if (!ok) throw std::bad_alloc();
     setClipRegion(dc.state.clip, result);
-    return clipKind(dc);
 }
 
-// A region in logical units spread out to the device, box by box.
+} // namespace
+
 void deviceRegion(const DeviceContext& dc, const Region& region, Region& out) {
     int count;
     const pixman_box32_t* boxes = region.boxes(&count);
@@ -93,6 +92,21 @@ void deviceRegion(const DeviceContext& dc, const Region& region, Region& out) {
     }
     std::swap(made.set, out.set);
 }
+
+// What is left when the region is cut with itself, moved by the border's size to all four sides.
+void frameRegion(const Region& region, int width, int height, Region& border) {
+    Region inner, moved;
+    if (!pixman_region32_copy(&inner.set, &region.set)) throw std::bad_alloc();
+    const POINT shifts[] = {{width, 0}, {-width, 0}, {0, height}, {0, -height}};
+    for (const POINT& shift : shifts) {
+        if (!pixman_region32_copy(&moved.set, &region.set)) throw std::bad_alloc();
+        pixman_region32_translate(&moved.set, shift.x, shift.y);
+        if (!pixman_region32_intersect(&inner.set, &inner.set, &moved.set)) throw std::bad_alloc();
+    }
+    if (!pixman_region32_subtract(&border.set, &region.set, &inner.set)) throw std::bad_alloc();
+}
+
+namespace {
 
 BOOL drawRegion(DeviceContext& dc, const Region& region, const Paint& paint) {
     const Region* device = &region;
@@ -120,6 +134,7 @@ BOOL fillRegion(HDC hDC, HRGN hRgn, const Brush* brush) {
         DeviceContext* dc = findDc(hDC);
         const Region* region = dc ? findRegion(hRgn) : nullptr;
         if (!region) return FALSE;
+        if (dc->output) return dc->output->region(*dc, {brush ? AreaVerb::fill : AreaVerb::paint, *region, brush});
         Paint paint;
         if (!brushPaint(*dc, brush ? *brush : *dc->state.brush, tableOfRop2(dc->state.rop2), paint, scratch().brushCells))
             return TRUE;
@@ -137,16 +152,16 @@ KB_API int SelectClipRgn(HDC hDC, HRGN hRgn) { return ExtSelectClipRgn(hDC, hRgn
 
 KB_API int ExtSelectClipRgn(HDC hDC, HRGN hRgn, int mode) {
     return onClip(hDC, [&](DeviceContext& dc) -> int {
-        if (mode < RGN_AND || mode > RGN_COPY) return ERROR;
-        if (!hRgn) {
-            if (mode != RGN_COPY) return ERROR;
+        if (mode < RGN_AND || mode > RGN_COPY || (!hRgn && mode != RGN_COPY)) return ERROR;
+        Region* region = hRgn ? findRegion(hRgn) : nullptr;
+        if (hRgn && !region) return ERROR;
+        if (!region)
             dc.state.clip = {};
-            return clipKind(dc);
-        }
-        Region* region = findRegion(hRgn);
-        if (!region) return ERROR;
-        if (mode != RGN_COPY) return combineClip(dc, *region, mode);
-        setClipRegion(dc.state.clip, *region);
+        else if (mode == RGN_COPY)
+            setClipRegion(dc.state.clip, *region);
+        else
+            combineClip(dc, *region, mode);
+        if (dc.output) dc.output->clipCombined(dc, region, mode);
         return clipKind(dc);
     });
 }
@@ -154,6 +169,7 @@ KB_API int ExtSelectClipRgn(HDC hDC, HRGN hRgn, int mode) {
 KB_API int IntersectClipRect(HDC hDC, int left, int top, int right, int bottom) {
     return onClip(hDC, [&](DeviceContext& dc) {
         clipToBox(dc.state.clip, deviceBox(dc, left, top, right, bottom));
+        if (dc.output) dc.output->clipCut(dc, {left, top, right, bottom}, false);
         return clipKind(dc);
     });
 }
@@ -161,7 +177,9 @@ KB_API int IntersectClipRect(HDC hDC, int left, int top, int right, int bottom) 
 KB_API int ExcludeClipRect(HDC hDC, int left, int top, int right, int bottom) {
     return onClip(hDC, [&](DeviceContext& dc) {
         Region box(deviceBox(dc, left, top, right, bottom));
-        return combineClip(dc, box, RGN_DIFF);
+        combineClip(dc, box, RGN_DIFF);
+        if (dc.output) dc.output->clipCut(dc, {left, top, right, bottom}, true);
+        return clipKind(dc);
     });
 }
 
@@ -176,6 +194,7 @@ KB_API int OffsetClipRgn(HDC hDC, int dx, int dy) {
             pixman_region32_translate(&now.set, x, y);
             setClipRegion(dc.state.clip, now);
         }
+        if (dc.output) dc.output->changed(dc, Setting::clipOffset, dx, dy);
         return clipKind(dc);
     });
 }
@@ -183,7 +202,7 @@ KB_API int OffsetClipRgn(HDC hDC, int dx, int dy) {
 KB_API int GetClipBox(HDC hDC, RECT* pOut) {
     return onClip(hDC, [&](DeviceContext& dc) -> int {
         if (!pOut) return ERROR;
-        const Box box = dc.clipBox();
+        const Box box = dc.visibleBox();
         Region visible(box);
         if (dc.state.clip.region && !pixman_region32_intersect(&visible.set, &visible.set, &dc.state.clip.region->set))
             throw std::bad_alloc();
@@ -212,7 +231,7 @@ KB_API BOOL PtVisible(HDC hDC, int x, int y) {
     const DeviceContext* dc = findDc(hDC);
     if (!dc) return FALSE;
     const POINT p = dc->state.map.device({x, y});
-    const Box b = dc->clipBox();
+    const Box b = dc->visibleBox();
     if (p.x < b.left || p.x >= b.right || p.y < b.top || p.y >= b.bottom) return FALSE;
     return !dc->state.clip.region || pixman_region32_contains_point(&dc->state.clip.region->set, p.x, p.y, nullptr);
 }
@@ -220,7 +239,7 @@ KB_API BOOL PtVisible(HDC hDC, int x, int y) {
 KB_API BOOL RectVisible(HDC hDC, const RECT* pRect) {
     const DeviceContext* dc = findDc(hDC);
     if (!dc || !pRect) return FALSE;
-    const Box b = intersect(dc->clipBox(), deviceBox(*dc, pRect->left, pRect->top, pRect->right, pRect->bottom));
+    const Box b = intersect(dc->visibleBox(), deviceBox(*dc, pRect->left, pRect->top, pRect->right, pRect->bottom));
     if (b.empty()) return FALSE;
     pixman_box32_t box{b.left, b.top, b.right, b.bottom};
     return !dc->state.clip.region ||
@@ -239,28 +258,22 @@ KB_API BOOL InvertRgn(HDC hDC, HRGN hRgn) {
         DeviceContext* dc = findDc(hDC);
         const Region* region = dc ? findRegion(hRgn) : nullptr;
         if (!region) return FALSE;
+        if (dc->output) return dc->output->region(*dc, {AreaVerb::invert, *region, nullptr});
         Paint paint;
         paint.setSolid(0, tableOfRop2(R2_NOT), dc->surface.bits);
         return drawRegion(*dc, *region, paint);
     });
 }
 
-// The border is what is left when the region is cut with itself, moved by the border's size to all four sides.
 KB_API BOOL FrameRgn(HDC hDC, HRGN hRgn, HBRUSH hBrush, int width, int height) {
     return guarded<BOOL>(FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         const Region* region = dc ? findRegion(hRgn) : nullptr;
         const Brush* brush = region ? findObject(gdiState().brushes, hBrush) : nullptr;
         if (!brush || width < 1 || height < 1) return FALSE;
-        Region inner, moved, border;
-        if (!pixman_region32_copy(&inner.set, &region->set)) throw std::bad_alloc();
-        const POINT shifts[] = {{width, 0}, {-width, 0}, {0, height}, {0, -height}};
-        for (const POINT& shift : shifts) {
-            if (!pixman_region32_copy(&moved.set, &region->set)) throw std::bad_alloc();
-            pixman_region32_translate(&moved.set, shift.x, shift.y);
-            if (!pixman_region32_intersect(&inner.set, &inner.set, &moved.set)) throw std::bad_alloc();
-        }
-        if (!pixman_region32_subtract(&border.set, &region->set, &inner.set)) throw std::bad_alloc();
+        if (dc->output) return dc->output->region(*dc, {AreaVerb::frame, *region, brush, width, height});
+        Region border;
+        frameRegion(*region, width, height, border);
         Paint paint;
         if (!brushPaint(*dc, *brush, tableOfRop2(dc->state.rop2), paint, scratch().brushCells)) return TRUE;
         return drawRegion(*dc, border, paint);

@@ -12,14 +12,6 @@ using namespace kb::gdi;
 
 namespace {
 
-// Middle and half-axes of the curve through the outermost pixels of a box.
-struct Axes {
-    double cx, cy, a, b;
-    explicit Axes(const Box& box)
-        : cx((static_cast<double>(box.left) + box.right - 1) / 2), cy((static_cast<double>(box.top) + box.bottom - 1) / 2),
-          a((static_cast<double>(box.right) - 1 - box.left) / 2), b((static_cast<double>(box.bottom) - 1 - box.top) / 2) {}
-};
-
 void roundPath(const Box& box, double cornerA, double cornerB, std::vector<FPoint>& path) {
     const Axes axes(box);
     path.clear();
@@ -62,16 +54,13 @@ template <class Sink> void widePath(const PenState& pen, const Box& clip, Stroke
     }
 }
 
-Box insideFrame(const PenState& pen, const Box& b) {
-    if (!pen.insideFrame || pen.form != PenForm::wide) return b;
-    const int64_t inset = pen.width / 2, rest = (pen.width - 1) / 2;
-    return {saturate(b.left + inset), saturate(b.top + inset), saturate(b.right - rest), saturate(b.bottom - rest)};
-}
-
 BOOL roundShape(HDC hDC, int left, int top, int right, int bottom, bool ellipse, int width, int height) {
     return guarded<BOOL>(FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         if (!dc) return FALSE;
+        if (dc->output)
+            return dc->output->shape(
+                *dc, {ellipse ? ShapeForm::ellipse : ShapeForm::roundRect, {left, top, right, bottom}, {width, height}});
         PenState pen;
         loadPen(*dc, pen);
         Box b = deviceBox(*dc, left, top, right, bottom);
@@ -114,12 +103,11 @@ BOOL roundShape(HDC hDC, int left, int top, int right, int bottom, bool ellipse,
     });
 }
 
-enum class ArcForm { arc, chord, pie };
-
-BOOL arcShape(HDC hDC, ArcForm form, const RECT& r, POINT start, POINT end) {
+BOOL arcShape(HDC hDC, ShapeForm form, const RECT& r, POINT start, POINT end) {
     return guarded<BOOL>(FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         if (!dc) return FALSE;
+        if (dc->output) return dc->output->shape(*dc, {form, r, start, end});
         PenState pen;
         loadPen(*dc, pen);
         Box b = deviceBox(*dc, r.left, r.top, r.right, r.bottom);
@@ -127,19 +115,12 @@ BOOL arcShape(HDC hDC, ArcForm form, const RECT& r, POINT start, POINT end) {
         b = insideFrame(pen, b);
         if (b.empty()) return TRUE;
         const Axes axes(b);
-        const POINT from = dc->state.map.device(start), to = dc->state.map.device(end);
-        const auto angle = [&](POINT p) {
-            return std::atan2((p.y - axes.cy) * std::max(axes.a, 0.5), (p.x - axes.cx) * std::max(axes.b, 0.5));
-        };
-        // Counter-clockwise on a surface whose y points down: angles fall.
-        const double first = angle(from);
-        double sweep = angle(to) - first;
-        while (sweep >= -1e-12) sweep -= 2 * std::numbers::pi;
+        const ArcSpan span = axes.span(dc->state.map.device(start), dc->state.map.device(end));
         std::vector<FPoint>& path = scratch().path;
         path.clear();
-        flattenArc(axes.cx, axes.cy, axes.a, axes.b, first, sweep, path);
-        if (form == ArcForm::pie) path.push_back({axes.cx, axes.cy});
-        const bool closed = form != ArcForm::arc;
+        flattenArc(axes.cx, axes.cy, axes.a, axes.b, span.first, span.sweep, path);
+        if (form == ShapeForm::pie) path.push_back({axes.cx, axes.cy});
+        const bool closed = form != ShapeForm::arc;
         const Brush* brush = closed && dc->state.brush->style != BS_NULL ? dc->state.brush.get() : nullptr;
         std::vector<POINT>& points = scratch().flat;
         roundPoints(path, points);
@@ -173,11 +154,11 @@ KB_API BOOL RoundRect(HDC hDC, int left, int top, int right, int bottom, int wid
 }
 
 KB_API BOOL Arc(HDC hDC, int left, int top, int right, int bottom, int xStart, int yStart, int xEnd, int yEnd) {
-    return arcShape(hDC, ArcForm::arc, {left, top, right, bottom}, {xStart, yStart}, {xEnd, yEnd});
+    return arcShape(hDC, ShapeForm::arc, {left, top, right, bottom}, {xStart, yStart}, {xEnd, yEnd});
 }
 KB_API BOOL Chord(HDC hDC, int left, int top, int right, int bottom, int xStart, int yStart, int xEnd, int yEnd) {
-    return arcShape(hDC, ArcForm::chord, {left, top, right, bottom}, {xStart, yStart}, {xEnd, yEnd});
+    return arcShape(hDC, ShapeForm::chord, {left, top, right, bottom}, {xStart, yStart}, {xEnd, yEnd});
 }
 KB_API BOOL Pie(HDC hDC, int left, int top, int right, int bottom, int xStart, int yStart, int xEnd, int yEnd) {
-    return arcShape(hDC, ArcForm::pie, {left, top, right, bottom}, {xStart, yStart}, {xEnd, yEnd});
+    return arcShape(hDC, ShapeForm::pie, {left, top, right, bottom}, {xStart, yStart}, {xEnd, yEnd});
 }

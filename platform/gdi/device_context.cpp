@@ -28,7 +28,15 @@ Box deviceBox(const DeviceContext& dc, int64_t left, int64_t top, int64_t right,
     return b;
 }
 
-namespace {
+void resetState(DeviceContext& dc) {
+    const GdiState& gdi = gdiState();
+    dc.saved.clear();
+    dc.state = {};
+    dc.state.pen = Ref<Pen>(gdi.blackPen);
+    dc.state.brush = Ref<Brush>(gdi.whiteBrush);
+    dc.state.font = Ref<Font>(gdi.systemFont);
+    dc.state.palette = Ref<Palette>(gdi.defaultPalette);
+}
 
 DeviceContext* makeContext(DcKind kind, const DeviceContext* like) {
     GdiState& gdi = gdiState();
@@ -36,10 +44,7 @@ DeviceContext* makeContext(DcKind kind, const DeviceContext* like) {
     dc->kind = kind;
     dc->dpiX = like ? like->dpiX : gdi.dpiX.load();
     dc->dpiY = like ? like->dpiY : gdi.dpiY.load();
-    dc->state.pen = Ref<Pen>(gdi.blackPen);
-    dc->state.brush = Ref<Brush>(gdi.whiteBrush);
-    dc->state.font = Ref<Font>(gdi.systemFont);
-    dc->state.palette = Ref<Palette>(gdi.defaultPalette);
+    resetState(*dc);
     return dc;
 }
 
@@ -60,10 +65,12 @@ void freeContext(DeviceContext* dc) {
     Pool<DeviceContext>::recycle(dc);
 }
 
+namespace {
+
 // Swaps a selected object for the one behind a handle.
-template <class T> HGDIOBJ select(const HandleTable<T>& table, HGDIOBJ hObject, Ref<T>& slot) {
+template <class T> HGDIOBJ select(DeviceContext& dc, const HandleTable<T>& table, HGDIOBJ hObject, Ref<T>& slot) {
     T* object = findObject(table, hObject);
-    if (!object) return nullptr;
+    if (!object || (dc.output && !dc.output->select(dc, *object))) return nullptr;
     const uint32_t old = slot->handle;
     if (object != slot.get()) slot = Ref<T>(object);
     return toHandle<HGDIOBJ>(old);
@@ -80,10 +87,12 @@ HGDIOBJ selectBitmap(DeviceContext& dc, HGDIOBJ hObject) {
 
 // Sets a mode that must lie in a range; gives the former one or `failure`.
 template <class Value>
-Value setMode(HDC hDC, Value DcState::*member, Value value, Value lowest, Value highest, Value failure) {
+Value setMode(HDC hDC, Setting setting, Value DcState::*member, Value value, Value lowest, Value highest, Value failure) {
     DeviceContext* dc = findDc(hDC);
     if (!dc || value < lowest || value > highest) return failure;
-    return std::exchange(dc->state.*member, value);
+    const Value old = std::exchange(dc->state.*member, value);
+    if (dc->output) dc->output->changed(*dc, setting, static_cast<int32_t>(value), 0);
+    return old;
 }
 
 template <class Value> Value getMode(HDC hDC, Value DcState::*member, Value failure) {
@@ -126,7 +135,7 @@ KB_API HDC KbCreateSurfaceDC(void* pPixels, int width, int height, int stride, i
 
 KB_API BOOL KbSetSurfaceDpi(HDC hDC, int x, int y) {
     DeviceContext* dc = findDc(hDC);
-    if (!dc || x < 1 || x > 32767 || y < 1 || y > 32767) return FALSE;
+    if (!dc || dc->kind == DcKind::pages || x < 1 || x > 32767 || y < 1 || y > 32767) return FALSE;
     dc->dpiX = x;
     dc->dpiY = y;
     return TRUE;
@@ -155,6 +164,7 @@ KB_API int SaveDC(HDC hDC) {
         DeviceContext* dc = findDc(hDC);
         if (!dc) return 0;
         dc->saved.push_back(dc->state);
+        if (dc->output) dc->output->changed(*dc, Setting::saved, 0, 0);
         return static_cast<int>(dc->saved.size());
     });
 }
@@ -172,17 +182,20 @@ KB_API BOOL RestoreDC(HDC hDC, int level) {
         if (state.bitmap) dc->useBitmap(state.bitmap);
         dc->state = std::move(state);
     }
+    if (dc->output) dc->output->changed(*dc, Setting::restored, static_cast<int32_t>(depth - target), 0);
     return TRUE;
 }
 
 KB_API int GetDeviceCaps(HDC hDC, int index) {
     const DeviceContext* dc = findDc(hDC);
     if (!dc) return 0;
-    const bool screen = dc->kind == DcKind::screen;
+    const bool screen = dc->kind == DcKind::screen || dc->kind == DcKind::recording;
     const int width = screen ? 1920 : dc->surface.width, height = screen ? 1080 : dc->surface.height;
     switch (index) {
     case DRIVERVERSION: return 0x0400;
-    case TECHNOLOGY: return DT_RASDISPLAY;
+    case TECHNOLOGY:
+        if (dc->kind == DcKind::recording) return DT_METAFILE;
+        return dc->kind == DcKind::pages ? DT_RASPRINTER : DT_RASDISPLAY;
     case HORZSIZE: return MulDiv(width, 254, dc->dpiX * 10);
     case VERTSIZE: return MulDiv(height, 254, dc->dpiY * 10);
     case HORZRES: return width;
@@ -214,9 +227,9 @@ KB_API HGDIOBJ SelectObject(HDC hDC, HGDIOBJ hObject) {
         if (!dc) return nullptr;
         GdiState& gdi = gdiState();
         switch (handleKind(handleValue(hObject))) {
-        case HandleKind::pen: return select(gdi.pens, hObject, dc->state.pen);
-        case HandleKind::brush: return select(gdi.brushes, hObject, dc->state.brush);
-        case HandleKind::font: return select(gdi.fonts, hObject, dc->state.font);
+        case HandleKind::pen: return select(*dc, gdi.pens, hObject, dc->state.pen);
+        case HandleKind::brush: return select(*dc, gdi.brushes, hObject, dc->state.brush);
+        case HandleKind::font: return select(*dc, gdi.fonts, hObject, dc->state.font);
         case HandleKind::bitmap: return selectBitmap(*dc, hObject);
         case HandleKind::region: {
             const int kind = SelectClipRgn(hDC, static_cast<HRGN>(hObject));
@@ -242,23 +255,29 @@ KB_API HGDIOBJ GetCurrentObject(HDC hDC, UINT type) {
 }
 
 KB_API COLORREF SetTextColor(HDC hDC, COLORREF color) {
-    return setMode(hDC, &DcState::textColor, color & 0xFFFFFF, 0u, 0xFFFFFFu, CLR_INVALID);
+    return setMode(hDC, Setting::textColor, &DcState::textColor, color & 0xFFFFFF, 0u, 0xFFFFFFu, CLR_INVALID);
 }
 KB_API COLORREF GetTextColor(HDC hDC) { return getMode(hDC, &DcState::textColor, CLR_INVALID); }
 KB_API COLORREF SetBkColor(HDC hDC, COLORREF color) {
-    return setMode(hDC, &DcState::bkColor, color & 0xFFFFFF, 0u, 0xFFFFFFu, CLR_INVALID);
+    return setMode(hDC, Setting::bkColor, &DcState::bkColor, color & 0xFFFFFF, 0u, 0xFFFFFFu, CLR_INVALID);
 }
 KB_API COLORREF GetBkColor(HDC hDC) { return getMode(hDC, &DcState::bkColor, CLR_INVALID); }
-KB_API int SetBkMode(HDC hDC, int mode) { return setMode(hDC, &DcState::bkMode, mode, TRANSPARENT, OPAQUE, 0); }
+KB_API int SetBkMode(HDC hDC, int mode) {
+    return setMode(hDC, Setting::bkMode, &DcState::bkMode, mode, TRANSPARENT, OPAQUE, 0);
+}
 KB_API int GetBkMode(HDC hDC) { return getMode(hDC, &DcState::bkMode, 0); }
-KB_API int SetROP2(HDC hDC, int mode) { return setMode(hDC, &DcState::rop2, mode, R2_BLACK, R2_WHITE, 0); }
+KB_API int SetROP2(HDC hDC, int mode) { return setMode(hDC, Setting::rop2, &DcState::rop2, mode, R2_BLACK, R2_WHITE, 0); }
 KB_API int GetROP2(HDC hDC) { return getMode(hDC, &DcState::rop2, 0); }
-KB_API int SetPolyFillMode(HDC hDC, int mode) { return setMode(hDC, &DcState::polyFillMode, mode, ALTERNATE, WINDING, 0); }
+KB_API int SetPolyFillMode(HDC hDC, int mode) {
+    return setMode(hDC, Setting::polyFillMode, &DcState::polyFillMode, mode, ALTERNATE, WINDING, 0);
+}
 KB_API int GetPolyFillMode(HDC hDC) { return getMode(hDC, &DcState::polyFillMode, 0); }
-KB_API UINT SetTextAlign(HDC hDC, UINT mode) { return setMode(hDC, &DcState::textAlign, mode, 0u, 0x1FFu, GDI_ERROR); }
+KB_API UINT SetTextAlign(HDC hDC, UINT mode) {
+    return setMode(hDC, Setting::textAlign, &DcState::textAlign, mode, 0u, 0x1FFu, GDI_ERROR);
+}
 KB_API UINT GetTextAlign(HDC hDC) { return getMode(hDC, &DcState::textAlign, GDI_ERROR); }
 KB_API int SetStretchBltMode(HDC hDC, int mode) {
-    return setMode(hDC, &DcState::stretchMode, mode, BLACKONWHITE, HALFTONE, 0);
+    return setMode(hDC, Setting::stretchMode, &DcState::stretchMode, mode, BLACKONWHITE, HALFTONE, 0);
 }
 KB_API int GetStretchBltMode(HDC hDC) { return getMode(hDC, &DcState::stretchMode, 0); }
 

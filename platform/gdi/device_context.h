@@ -5,6 +5,7 @@
 
 #include "platform/gdi/map_mode.h"
 #include "platform/gdi/objects.h"
+#include "platform/gdi/output.h"
 #include "platform/gdi/painter.h"
 
 #include <memory>
@@ -32,7 +33,7 @@ struct DcState {
     Clip clip;
 };
 
-enum class DcKind : uint8_t { screen, memory, borrowed };
+enum class DcKind : uint8_t { screen, memory, borrowed, recording, pages };
 
 struct DeviceContext {
     DcKind kind = DcKind::memory;
@@ -42,11 +43,17 @@ struct DeviceContext {
     std::unique_ptr<ColorTable> ownColors; // of a borrowed surface
     DcState state;
     std::vector<DcState> saved;
+    std::unique_ptr<Output> output; // null: drawing goes into the surface; else the surface has no pixels
 
-    // What can be drawn on.
+    // What of the pixels can be drawn on; nothing when there are none.
     Box clipBox() const {
         const Box all = surface.bounds();
         return state.clip.bounded ? intersect(all, state.clip.box) : all;
+    }
+    // Where drawing shows, in pixels or elsewhere.
+    Box visibleBox() const {
+        if (!output) return clipBox();
+        return state.clip.bounded ? intersect(output->bounds(), state.clip.box) : output->bounds();
     }
     Painter painter(const Paint& paint) const { return {surface, paint, clipBox(), state.clip.region.get()}; }
     void useBitmap(Ref<Bitmap> bitmap);
@@ -56,6 +63,12 @@ struct DeviceContext {
 void clipToBox(Clip& clip, const Box& box);
 void setClipRegion(Clip& clip, const Region& region);
 int clipKind(const DeviceContext& dc);
+// The clip as a region; without one, everything.
+void clipAsRegion(const Clip& clip, Region& out);
+// A region in logical units spread out to the device, box by box.
+void deviceRegion(const DeviceContext& dc, const Region& region, Region& out);
+// What of a region lies within `width` and `height` of its border.
+void frameRegion(const Region& region, int width, int height, Region& border);
 
 // The paint of the selected pen or of a brush. `cells` is where a hatch or pattern is spread out; it must live as long as
 // the paint.
@@ -65,5 +78,13 @@ bool brushPaint(const DeviceContext& dc, const Brush& brush, uint32_t table, Pai
 
 // Box of logical corners in device pixels, corners put in order.
 Box deviceBox(const DeviceContext& dc, int64_t left, int64_t top, int64_t right, int64_t bottom);
+
+// A new context with the screen's resolution, or that of `like`, and the stock objects in force; publishContext gives it its
+// handle, or null and the context is gone.
+DeviceContext* makeContext(DcKind kind, const DeviceContext* like);
+HDC publishContext(DeviceContext* dc);
+void freeContext(DeviceContext* dc);
+// Puts everything in the state of a new context; saved states are dropped.
+void resetState(DeviceContext& dc);
 
 } // namespace kb::gdi

@@ -75,4 +75,12 @@ void flattenArc(double cx, double cy, double a, double b, double from, double sw
     }
 }
 
+ArcSpan Axes::span(POINT from, POINT to) const {
+    const auto angle = [&](POINT p) { return std::atan2((p.y - cy) * std::max(a, 0.5), (p.x - cx) * std::max(b, 0.5)); };
+    ArcSpan span{angle(from), 0};
+    span.sweep = angle(to) - span.first;
+    while (span.sweep >= -1e-12) span.sweep -= 2 * std::numbers::pi;
+    return span;
+}
+
 } // namespace kb::gdi

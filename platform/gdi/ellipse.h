@@ -65,6 +65,21 @@ private:
     mutable int64_t lastD_ = -1, lastK_ = 0; // rows come in pairs and threes
 };
 
+// The part of an ellipse between two rays: parameter of the ellipse in radians, y down.
+struct ArcSpan {
+    double first, sweep;
+};
+
+// Middle and half-axes of the curve through the outermost pixels of a box.
+struct Axes {
+    double cx, cy, a, b;
+    explicit Axes(const Box& box)
+        : cx((static_cast<double>(box.left) + box.right - 1) / 2), cy((static_cast<double>(box.top) + box.bottom - 1) / 2),
+          a((static_cast<double>(box.right) - 1 - box.left) / 2), b((static_cast<double>(box.bottom) - 1 - box.top) / 2) {}
+    // Counter-clockwise on a surface whose y points down: angles fall. Equal rays give the whole ellipse.
+    ArcSpan span(POINT from, POINT to) const;
+};
+
 // The part of an ellipse from angle `from` (radians, parameter of the ellipse, y down) through `sweep`; points lie within a
 // tenth of a pixel of the curve, at most 65,536 of them.
 void flattenArc(double cx, double cy, double a, double b, double from, double sweep, std::vector<FPoint>& out);

@@ -23,6 +23,12 @@ struct PenState {
 
 // What the selected pen does on the context.
 void loadPen(const DeviceContext& dc, PenState& pen);
+// The box of pixels through whose middles the outline runs: moved inside under PS_INSIDEFRAME.
+inline Box insideFrame(const PenState& pen, const Box& b) {
+    if (!pen.insideFrame || pen.form != PenForm::wide) return b;
+    const int64_t inset = pen.width / 2, rest = (pen.width - 1) / 2;
+    return {saturate(b.left + inset), saturate(b.top + inset), saturate(b.right - rest), saturate(b.bottom - rest)};
+}
 // Whether the outline can be drawn as it comes.
 inline bool strokesDirectly(const PenState& pen, bool filled) {
     return pen.on.idempotent && !pen.paintsGaps && (!filled || (pen.on.overwrites && !pen.dash));

@@ -30,6 +30,13 @@ char32_t unicodeOf(uint8_t c) {
     return c >= 0x80 && c < 0xA0 ? high[c - 0x80] : c;
 }
 
+uint8_t byteOf(char32_t code) {
+    if (code < 0x80 || (code >= 0xA0 && code < 0x100)) return static_cast<uint8_t>(code);
+    for (unsigned c = 0x80; c < 0xA0; ++c)
+        if (unicodeOf(static_cast<uint8_t>(c)) == code) return static_cast<uint8_t>(c);
+    return '?';
+}
+
 class FaceFile {
 public:
     explicit FaceFile(FT_Face f) : face(f) {}

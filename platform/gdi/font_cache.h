@@ -13,6 +13,11 @@ namespace kb::gdi {
 
 class FaceFile; // a face of a font file
 
+// Unicode of a windows-1252 character.
+char32_t unicodeOf(uint8_t c);
+// The other way; '?' for what has no place there.
+uint8_t byteOf(char32_t code);
+
 class RealisedFont {
 public:
     RealisedFont(const LOGFONTA& device, bool builtIn);
@@ -23,6 +28,7 @@ public:
     const TEXTMETRICA& metrics() const { return metrics_; }
     const std::string& faceName() const { return faceName_; }
     int advance(uint8_t c) const { return advances_[c]; }
+    int advance(char32_t c) const { return advances_[byteOf(c)]; }
     bool turned() const { return turned_; }
     double cosine() const { return cosine_; }
     double sine() const { return sine_; }
@@ -58,8 +64,5 @@ RealisedFont& realisedFont(const DeviceContext& dc);
 
 inline constexpr int largestEm = 8191;    // pixels; greater heights are drawn at this one
 inline constexpr int largestKeptEm = 256; // above it characters are drawn from their outlines each time
-
-// Unicode of a windows-1252 character.
-char32_t unicodeOf(uint8_t c);
 
 } // namespace kb::gdi

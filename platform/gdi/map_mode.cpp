@@ -59,12 +59,19 @@ void keepRatio(const DeviceContext& dc, Mapping& map) {
         shrink(map.viewportExtent.cy, sx / sy);
 }
 
+int32_t first(POINT p) { return p.x; }
+int32_t second(POINT p) { return p.y; }
+int32_t first(SIZE s) { return s.cx; }
+int32_t second(SIZE s) { return s.cy; }
+
 template <class Value, class Change>
-BOOL change(HDC hDC, Value Mapping::*member, Value value, Value* pOld, Change&& allowed) {
+BOOL change(HDC hDC, Setting setting, Value Mapping::*member, Value value, Value* pOld, Change&& allowed) {
     DeviceContext* dc = findDc(hDC);
     if (!dc) return FALSE;
     Mapping& map = dc->state.map;
     if (pOld) *pOld = map.*member;
+    // A recording keeps extents in every mode: whoever plays it into a frame takes them for the picture's size.
+    if (dc->output) dc->output->changed(*dc, setting, first(value), second(value));
     if (!allowed(map)) return TRUE;
     map.*member = value;
     keepRatio(*dc, map);
@@ -102,6 +109,7 @@ KB_API int SetMapMode(HDC hDC, int mode) {
         map.viewportExtent = {dc->dpiX, -dc->dpiY};
     }
     map.update();
+    if (dc->output) dc->output->changed(*dc, Setting::mapMode, mode, 0);
     return old;
 }
 
@@ -111,19 +119,19 @@ KB_API int GetMapMode(HDC hDC) {
 }
 
 KB_API BOOL SetWindowOrgEx(HDC hDC, int x, int y, POINT* pOld) {
-    return change<POINT>(hDC, &Mapping::windowOrigin, {x, y}, pOld, always);
+    return change<POINT>(hDC, Setting::windowOrigin, &Mapping::windowOrigin, {x, y}, pOld, always);
 }
 KB_API BOOL GetWindowOrgEx(HDC hDC, POINT* pOut) { return read(hDC, &Mapping::windowOrigin, pOut); }
 KB_API BOOL SetViewportOrgEx(HDC hDC, int x, int y, POINT* pOld) {
-    return change<POINT>(hDC, &Mapping::viewportOrigin, {x, y}, pOld, always);
+    return change<POINT>(hDC, Setting::viewportOrigin, &Mapping::viewportOrigin, {x, y}, pOld, always);
 }
 KB_API BOOL GetViewportOrgEx(HDC hDC, POINT* pOut) { return read(hDC, &Mapping::viewportOrigin, pOut); }
 KB_API BOOL SetWindowExtEx(HDC hDC, int x, int y, SIZE* pOld) {
-    return x && y ? change<SIZE>(hDC, &Mapping::windowExtent, {x, y}, pOld, ownExtents) : FALSE;
+    return x && y ? change<SIZE>(hDC, Setting::windowExtent, &Mapping::windowExtent, {x, y}, pOld, ownExtents) : FALSE;
 }
 KB_API BOOL GetWindowExtEx(HDC hDC, SIZE* pOut) { return read(hDC, &Mapping::windowExtent, pOut); }
 KB_API BOOL SetViewportExtEx(HDC hDC, int x, int y, SIZE* pOld) {
-    return x && y ? change<SIZE>(hDC, &Mapping::viewportExtent, {x, y}, pOld, ownExtents) : FALSE;
+    return x && y ? change<SIZE>(hDC, Setting::viewportExtent, &Mapping::viewportExtent, {x, y}, pOld, ownExtents) : FALSE;
 }
 KB_API BOOL GetViewportExtEx(HDC hDC, SIZE* pOut) { return read(hDC, &Mapping::viewportExtent, pOut); }
 

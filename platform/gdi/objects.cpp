@@ -184,6 +184,7 @@ KB_API DWORD GetObjectType(HGDIOBJ hObject) {
     case HandleKind::deviceContext: {
         const DeviceContext* dc = gdi.contexts.find(handle);
         if (!dc) return 0;
+        if (dc->kind == DcKind::recording) return OBJ_METADC;
         return dc->kind == DcKind::memory ? OBJ_MEMDC : OBJ_DC;
     }
     default: return 0;

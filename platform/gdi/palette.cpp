@@ -28,13 +28,18 @@ KB_API UINT GetPaletteEntries(HPALETTE hPalette, UINT start, UINT count, PALETTE
 KB_API HPALETTE SelectPalette(HDC hDC, HPALETTE hPalette, BOOL) {
     DeviceContext* dc = findDc(hDC);
     Palette* palette = dc ? findObject(gdiState().palettes, hPalette) : nullptr;
-    if (!palette) return nullptr;
+    if (!palette || (dc->output && !dc->output->select(*dc, *palette))) return nullptr;
     const uint32_t old = dc->state.palette->handle;
     dc->state.palette = Ref<Palette>(palette);
     return toHandle<HPALETTE>(old);
 }
 
-KB_API UINT RealizePalette(HDC hDC) { return findDc(hDC) ? 0 : GDI_ERROR; }
+KB_API UINT RealizePalette(HDC hDC) {
+    DeviceContext* dc = findDc(hDC);
+    if (!dc) return GDI_ERROR;
+    if (dc->output) dc->output->changed(*dc, Setting::paletteRealized, 0, 0);
+    return 0;
+}
 
 KB_API COLORREF GetNearestColor(HDC hDC, COLORREF color) {
     const DeviceContext* dc = findDc(hDC);

@@ -16,7 +16,8 @@ const POINT* devicePoints(const DeviceContext& dc, const POINT* points, size_t c
     return copy.data();
 }
 
-BOOL openLines(const DeviceContext& dc, const POINT* points, const size_t* counts, size_t contours, size_t total) {
+BOOL openLines(DeviceContext& dc, const POINT* points, const size_t* counts, size_t contours, size_t total) {
+    if (dc.output) return dc.output->lines(dc, points, counts, contours);
     PenState pen;
     loadPen(dc, pen);
     if (pen.form == PenForm::none) return TRUE;
@@ -63,6 +64,7 @@ KB_API BOOL MoveToEx(HDC hDC, int x, int y, POINT* pOld) {
     DeviceContext* dc = findDc(hDC);
     if (!dc) return FALSE;
     const POINT old = std::exchange(dc->state.position, POINT{x, y});
+    if (dc->output) dc->output->changed(*dc, Setting::position, x, y);
     if (pOld) *pOld = old;
     return TRUE;
 }
@@ -78,7 +80,7 @@ KB_API BOOL LineTo(HDC hDC, int x, int y) {
     return onContext(hDC, [&](DeviceContext& dc) {
         const POINT points[2] = {dc.state.position, {x, y}};
         const size_t count = 2;
-        openLines(dc, points, &count, 1, count);
+        if (!(dc.output ? dc.output->linesTo(dc, points + 1, 1) : openLines(dc, points, &count, 1, count))) return FALSE;
         dc.state.position = points[1];
         return TRUE;
     });
@@ -98,7 +100,7 @@ KB_API BOOL PolylineTo(HDC hDC, const POINT* pPoints, DWORD count) {
         std::vector<POINT> all{dc.state.position};
         all.insert(all.end(), pPoints, pPoints + count);
         const size_t n = all.size();
-        openLines(dc, all.data(), &n, 1, n);
+        if (!(dc.output ? dc.output->linesTo(dc, pPoints, count) : openLines(dc, all.data(), &n, 1, n))) return FALSE;
         dc.state.position = all.back();
         return TRUE;
     });
@@ -120,6 +122,7 @@ KB_API BOOL PolyPolygon(HDC hDC, const POINT* pPoints, const INT* pCounts, int p
     return onContext(hDC, [&](DeviceContext& dc) -> BOOL {
         size_t total;
         if (!readCounts(pCounts, static_cast<size_t>(polygons), 2, total)) return FALSE;
+        if (dc.output) return dc.output->polygons(dc, pPoints, scratch().counts.data(), static_cast<size_t>(polygons));
         PenState pen;
         loadPen(dc, pen);
         const Brush* brush = dc.state.brush->style == BS_NULL ? nullptr : dc.state.brush.get();
@@ -131,6 +134,7 @@ KB_API BOOL PolyPolygon(HDC hDC, const POINT* pPoints, const INT* pCounts, int p
 
 KB_API BOOL Rectangle(HDC hDC, int left, int top, int right, int bottom) {
     return onContext(hDC, [&](DeviceContext& dc) {
+        if (dc.output) return BOOL{dc.output->shape(dc, {ShapeForm::rectangle, {left, top, right, bottom}})};
         Box b = deviceBox(dc, left, top, right, bottom);
         if (b.empty()) return TRUE;
         PenState pen;
@@ -145,11 +149,8 @@ KB_API BOOL Rectangle(HDC hDC, int left, int top, int right, int bottom) {
             thinRectangle(dc, pen, b);
             return TRUE;
         }
-        if (pen.insideFrame && pen.form == PenForm::wide) {
-            const int64_t inset = pen.width / 2, rest = (pen.width - 1) / 2;
-            b = {saturate(b.left + inset), saturate(b.top + inset), saturate(b.right - rest), saturate(b.bottom - rest)};
-            if (b.empty()) return TRUE;
-        }
+        b = insideFrame(pen, b);
+        if (b.empty()) return TRUE;
         const POINT corners[4] = {
             {b.left, b.top}, {b.right - 1, b.top}, {b.right - 1, b.bottom - 1}, {b.left, b.bottom - 1}};
         const size_t count = 4;
@@ -166,9 +167,10 @@ int fillBox(HDC hDC, const RECT* pRect, HBRUSH hBrush, bool frame) {
         DeviceContext* dc = findDc(hDC);
         const Brush* brush = dc && pRect ? findObject(gdiState().brushes, hBrush) : nullptr;
         if (!brush) return 0;
+        if (pRect->left >= pRect->right || pRect->top >= pRect->bottom) return 1;
+        if (dc->output) return int{dc->output->box(*dc, {frame ? AreaVerb::frame : AreaVerb::fill, *pRect, brush})};
         Paint paint;
         if (!brushPaint(*dc, *brush, tableOfRop2(R2_COPYPEN), paint, scratch().brushCells)) return 1;
-        if (pRect->left >= pRect->right || pRect->top >= pRect->bottom) return 1;
         const Box b = deviceBox(*dc, pRect->left, pRect->top, pRect->right, pRect->bottom);
         Painter painter = dc->painter(paint);
         if (!frame) {
@@ -193,10 +195,11 @@ KB_API int FrameRect(HDC hDC, const RECT* pRect, HBRUSH hBrush) { return fillBox
 KB_API BOOL InvertRect(HDC hDC, const RECT* pRect) {
     return onContext(hDC, [&](DeviceContext& dc) -> BOOL {
         if (!pRect) return FALSE;
+        if (pRect->left >= pRect->right || pRect->top >= pRect->bottom) return TRUE;
+        if (dc.output) return dc.output->box(dc, {AreaVerb::invert, *pRect, nullptr});
         Paint paint;
         paint.setSolid(0, tableOfRop2(R2_NOT), dc.surface.bits);
-        if (pRect->left < pRect->right && pRect->top < pRect->bottom)
-            dc.painter(paint).rect(deviceBox(dc, pRect->left, pRect->top, pRect->right, pRect->bottom));
+        dc.painter(paint).rect(deviceBox(dc, pRect->left, pRect->top, pRect->right, pRect->bottom));
         return TRUE;
     });
 }
@@ -204,6 +207,10 @@ KB_API BOOL InvertRect(HDC hDC, const RECT* pRect) {
 KB_API COLORREF SetPixel(HDC hDC, int x, int y, COLORREF color) {
     DeviceContext* dc = findDc(hDC);
     if (!dc || !PtVisible(hDC, x, y)) return CLR_INVALID;
+    if (dc->output) {
+        color &= 0xFFFFFF;
+        return guarded(CLR_INVALID, [&] { return dc->output->pixel(*dc, {x, y}, color) ? color : CLR_INVALID; });
+    }
     const POINT p = dc->state.map.device({x, y});
     Paint paint;
     paint.setSolid(dc->surface.pixelFor(color), tableOfRop2(R2_COPYPEN), dc->surface.bits);
@@ -215,7 +222,7 @@ KB_API BOOL SetPixelV(HDC hDC, int x, int y, COLORREF color) { return SetPixel(h
 
 KB_API COLORREF GetPixel(HDC hDC, int x, int y) {
     const DeviceContext* dc = findDc(hDC);
-    if (!dc || !PtVisible(hDC, x, y)) return CLR_INVALID;
+    if (!dc || dc->output || !PtVisible(hDC, x, y)) return CLR_INVALID;
     const POINT p = dc->state.map.device({x, y});
     return dc->surface.colorOf(dc->surface.get(p.x, p.y));
 }

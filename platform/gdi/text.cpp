@@ -1,7 +1,7 @@
 // Text calls: layout by whole-pixel advances, alignment, background, turned lines. Widths don't depend on depth or angle.
-#include "platform/gdi/font_cache.h"
 #include "platform/gdi/gdi_state.h"
 #include "platform/gdi/scratch.h"
+#include "platform/gdi/text_layout.h"
 
 #include <cmath>
 #include <cstring>
@@ -10,18 +10,6 @@ using namespace kb;
 using namespace kb::gdi;
 
 namespace {
-
-// A line of text on its way out: where its pen starts, and how the text's own axes lie on the surface.
-struct TextLine {
-    double x, y;         // pen on the base line, device
-    double cosine, sine; // of the escapement
-    int64_t width;       // of all advances, device
-
-    // Device point of an offset along (u) and across (v, down) the line.
-    POINT at(double u, double v) const {
-        return {saturate(floorInt(x + u * cosine + v * sine + 0.5)), saturate(floorInt(y - u * sine + v * cosine + 0.5))};
-    }
-};
 
 // The box u0..u1, v0..v1 of the line in one colour, without raster operation.
 void fillBlock(const DeviceContext& dc, const Box& clip, const TextLine& line, bool turned, double u0, double v0, double u1,
@@ -40,13 +28,6 @@ void fillBlock(const DeviceContext& dc, const Box& clip, const TextLine& line, b
     filler.fill(WINDING, [&](int64_t y, int64_t x0, int64_t x1) { painter.span(y, x0, x1); });
 }
 
-int64_t advanceOf(const DeviceContext& dc, const RealisedFont& font, const uint8_t* text, const INT* dx, size_t i) {
-    if (!dx) return font.advance(text[i]);
-    if (dc.state.map.identity) return dx[i];
-    const int64_t length = dc.state.map.deviceWidth(dx[i]);
-    return dx[i] < 0 ? -length : length;
-}
-
 void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const uint8_t* text, size_t count,
               const INT* dx) {
     Box clip = dc.clipBox();
@@ -62,30 +43,7 @@ void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const
     if (!count) return;
     RealisedFont& font = realisedFont(dc);
     const TEXTMETRICA& metrics = font.metrics();
-    TextLine line{0, 0, font.cosine(), font.sine(), 0};
-    for (size_t i = 0; i < count; ++i) line.width += advanceOf(dc, font, text, dx, i);
-
-    const UINT align = dc.state.textAlign;
-    const bool moves = align & TA_UPDATECP;
-    const POINT start = dc.state.map.device(moves ? dc.state.position : at);
-    int64_t u = 0, v = metrics.tmAscent;
-    if ((align & TA_CENTER) == TA_CENTER)
-        u = -(line.width / 2);
-    else if (align & TA_RIGHT)
-        u = -line.width;
-    if ((align & TA_BASELINE) == TA_BASELINE)
-        v = 0;
-    else if (align & TA_BOTTOM)
-        v = -metrics.tmDescent;
-    line.x = start.x + static_cast<double>(u) * line.cosine + static_cast<double>(v) * line.sine;
-    line.y = start.y - static_cast<double>(u) * line.sine + static_cast<double>(v) * line.cosine;
-
-    if (moves && (align & TA_CENTER) != TA_CENTER) {
-        const double sign = align & TA_RIGHT ? -1 : 1;
-        const POINT end{saturate(floorInt(start.x + sign * static_cast<double>(line.width) * line.cosine + 0.5)),
-                        saturate(floorInt(start.y - sign * static_cast<double>(line.width) * line.sine + 0.5))};
-        dc.state.position = {dc.state.map.logicalX(end.x), dc.state.map.logicalY(end.y)};
-    }
+    const TextLine line = placeText(dc, font, at, text, count, dx);
     if (clip.empty()) return;
     const auto width = static_cast<double>(line.width);
     if (dc.state.bkMode == OPAQUE)
@@ -136,6 +94,11 @@ KB_API BOOL ExtTextOutA(HDC hDC, int x, int y, UINT options, const RECT* pRect, 
     return guarded<BOOL>(FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         if (!dc || (count && !pText) || count > INT32_MAX) return FALSE;
+        if (dc->output) {
+            std::vector<char32_t> text(count);
+            for (UINT i = 0; i < count; ++i) text[i] = unicodeOf(bytesOf(pText)[i]);
+            return dc->output->text(*dc, {{x, y}, options, pRect, text.data(), count, pDx});
+        }
         drawText(*dc, {x, y}, options, pRect, bytesOf(pText), count, pDx);
         return TRUE;
     });

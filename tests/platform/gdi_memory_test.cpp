@@ -147,4 +147,51 @@ TEST(GdiMemory, EveryRefusedAllocationIsSurvived) {
     EXPECT_GT(refusals, 100);
 }
 
+// A recording is whole or it is none: bytes of the metafile, empty when there is none.
+std::vector<uint8_t> record(int n, bool& refused) {
+    std::vector<uint8_t> bytes;
+    std::thread([&] {
+        wasRefused = false;
+        countdown = n;
+        const HDC dc = CreateMetaFileA(nullptr);
+        if (dc) {
+            const HPEN pen = CreatePen(PS_SOLID, 3, 5);
+            SelectObject(dc, pen);
+            SetROP2(dc, R2_XORPEN);
+            SaveDC(dc);
+            const HRGN region = CreatePolygonRgn(star, 5, WINDING);
+            ExtSelectClipRgn(dc, region, RGN_AND);
+            Polygon(dc, star, 5);
+            PaintRgn(dc, region);
+            RestoreDC(dc, -1);
+            DeleteObject(region), DeleteObject(pen);
+            TextOutA(dc, 3, 3, "Ag8", 3);
+        }
+        const HMETAFILE metafile = dc ? CloseMetaFile(dc) : nullptr;
+        countdown = 0;
+        refused = wasRefused;
+        bytes.resize(metafile ? GetMetaFileBitsEx(metafile, 0, nullptr) : 0);
+        if (metafile) GetMetaFileBitsEx(metafile, static_cast<UINT>(bytes.size()), bytes.data());
+        DeleteMetaFile(metafile);
+        EXPECT_EQ(GetObjectType(dc), 0u) << "the context is gone in any case";
+    }).join();
+    return bytes;
+}
+
+TEST(GdiMemory, ARecordingThatLostARecordIsRefused) {
+    bool refused = false;
+    const std::vector<uint8_t> whole = record(0, refused);
+    ASSERT_FALSE(whole.empty());
+    int lost = 0;
+    for (int n = 1;; ++n) {
+        ASSERT_LT(n, 2000);
+        const std::vector<uint8_t> bytes = record(n, refused);
+        if (!refused) break;
+        lost += bytes.empty();
+        // An object that the caller didn't get was never selected; that leaves a whole recording without it.
+        EXPECT_TRUE(bytes.empty() || bytes.size() <= whole.size()) << "allocation " << n;
+    }
+    EXPECT_GT(lost, 10);
+}
+
 } // namespace
