@@ -477,6 +477,8 @@ KB_API DWORD GetRegionData(HRGN hRgn, DWORD size, RGNDATA* pOut);
 KB_API HRGN ExtCreateRegion(const void* pTransform, DWORD size, const RGNDATA* pData);
 /* Number of pixels. */
 KB_API uint64_t KbRegionArea(HRGN hRgn);
+/* Whether CreateEllipticRgnIndirect would give a region with that pixel; FALSE for null. */
+KB_API BOOL KbPointInEllipse(const RECT* pRect, int x, int y);
 /* Fills with a brush, in the map mode's units of the context, by its raster operation. */
 KB_API BOOL FillRgn(HDC hDC, HRGN hRgn, HBRUSH hBrush);
 KB_API BOOL PaintRgn(HDC hDC, HRGN hRgn);

@@ -256,3 +256,13 @@ KB_API uint64_t KbRegionArea(HRGN hRgn) {
                 static_cast<uint64_t>(static_cast<int64_t>(boxes[i].y2) - boxes[i].y1);
     return area;
 }
+
+KB_API BOOL KbPointInEllipse(const RECT* pRect, int x, int y) {
+    if (!pRect) return FALSE;
+    const Box box = ordered(pRect->left, pRect->top, pRect->right, pRect->bottom);
+    const auto holds = [x, y](const Box& b) { return x >= b.left && x < b.right && y >= b.top && y < b.bottom; };
+    if (!holds(box) || !holds(reachBox)) return FALSE;
+    const int64_t width = static_cast<int64_t>(box.right) - box.left, height = static_cast<int64_t>(box.bottom) - box.top;
+    const RoundRows::Row row = RoundRows(box, width, height).row(y);
+    return x >= row.x0 && x < row.x1;
+}
