@@ -72,15 +72,6 @@ void drawName(const Drawing& d) {
     TextOutA(d.hDC, name.left, name.top, record.pszName.c_str(), static_cast<int>(record.pszName.length()));
 }
 
-// Geometry that isn't finite is drawn nowhere.
-bool isDrawable(const AnnObject& record, const AnnMatrix& m) {
-    const double sum = m.a + m.b + m.c + m.d + m.e + m.f;
-    if (!std::isfinite(sum)) return false;
-    if (record.nType == ANN_OBJECT_POINTER) return annIsFinite(record.ptPointerTip) && annIsFinite(record.ptPointerTail);
-    if (hasType(typesQuad, record.nType)) return std::ranges::all_of(record.quad, annIsFinite);
-    return std::ranges::all_of(record.pPoints, annIsFinite);
-}
-
 bool drawByType(const Drawing& d) {
     switch (d.record.nType) {
     case ANN_OBJECT_CONTAINER:
@@ -113,7 +104,7 @@ bool drawByType(const Drawing& d) {
 }
 
 void drawWithAttachments(HDC hDC, const RECT& clip, AnnObject& record) {
-    if (!isDrawable(record, record.xfToClient)) return;
+    if (!annIsDrawable(record, record.xfToClient)) return;
     const Drawing d{hDC, clip, record, record.xfToClient};
     annDrawObject(d);
     if (record.bSelected && record.nUserMode == ANN_USERMODE_DESIGN) drawHandles(hDC, clip, record);

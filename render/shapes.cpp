@@ -4,38 +4,15 @@
 
 #include <algorithm>
 #include <new>
-#include <numbers>
-#include <vector>
 
 namespace kbann {
 namespace {
-
-constexpr double maxEllipseVertices = 65'536;
 
 bool drawQuadPolygon(const Drawing& d) {
     const auto corners = annQuadCorners(d.matrix, d.record.quad);
     POINT points[4];
     std::ranges::transform(corners.p, points, [](AnnPoint p) { return annRound(p); });
     return Polygon(d.hDC, points, 4);
-}
-
-// An ellipse of a turned quad, a vertex a pixel of its longer way round.
-std::vector<POINT> ellipsePolygon(const Drawing& d) {
-    const auto [p] = annQuadCorners(d.matrix, d.record.quad);
-    const AnnPoint first{(p[2].x - p[1].x) / 2, (p[2].y - p[1].y) / 2}, second{(p[0].x - p[1].x) / 2, (p[0].y - p[1].y) / 2};
-    const AnnPoint center{(p[0].x + p[2].x) / 2, (p[0].y + p[2].y) / 2};
-    const double length = std::clamp(std::hypot(first.x - second.x, first.y - second.y), 1.0, maxEllipseVertices / 4);
-    const double step = std::numbers::pi / 2 / length;
-    std::vector<POINT> points;
-    points.reserve(static_cast<size_t>(4 * length) + 2);
-    for (int i = 0;; ++i) {
-        const double angle = i * step;
-        if (angle >= 2 * std::numbers::pi) break;
-        const double c = std::cos(angle), s = std::sin(angle);
-        const POINT at{annRound(center.x + c * first.x + s * second.x), annRound(center.y + c * first.y + s * second.y)};
-        if (points.empty() || at.x != points.back().x || at.y != points.back().y) points.push_back(at);
-    }
-    return points;
 }
 
 } // namespace
@@ -52,7 +29,7 @@ bool annDrawEllipse(const Drawing& d) {
     RECT r;
     if (annQuadRect(d.matrix, d.record.quad, r)) return Ellipse(d.hDC, r.left, r.top, r.right, r.bottom);
     try {
-        const auto points = ellipsePolygon(d);
+        const auto points = annEllipsePolygon(d.matrix, d.record.quad);
         return Polygon(d.hDC, points.data(), static_cast<int>(points.size()));
     } catch (const std::bad_alloc&) {
         return false;

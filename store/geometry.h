@@ -7,6 +7,7 @@
 #include "store/record.h"
 
 #include <span>
+#include <vector>
 
 namespace kbann {
 
@@ -36,6 +37,11 @@ QuadCorners annQuadCorners(const AnnMatrix& matrix, const AnnPoint (&quad)[3]);
 bool annQuadRect(const AnnMatrix& matrix, const AnnPoint (&quad)[3], RECT& out);
 // Region of a quad, the caller's; null on failure.
 HRGN annQuadRegion(const AnnMatrix& matrix, const AnnPoint (&quad)[3]);
+
+// The ellipse of a turned quad in pixels, a vertex a pixel of its longer way round. Throws std::bad_alloc.
+std::vector<POINT> annEllipsePolygon(const AnnMatrix& matrix, const AnnPoint (&quad)[3]);
+// Geometry that isn't finite is drawn nowhere and never hit.
+bool annIsDrawable(const AnnObject& record, const AnnMatrix& matrix);
 
 // Head and shaft of a pointer in client pixels: tip, wing 1, notch, tail, notch, wing 2.
 struct PointerOutline {

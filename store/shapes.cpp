@@ -1,8 +1,10 @@
 // Shapes that drawing, bounds and hit testing share: quads, pointer outlines, the right angle of a cross product, fonts.
+#include "kbann/object_types.h"
 #include "store/geometry.h"
 
 #include <algorithm>
 #include <cstring>
+#include <numbers>
 
 namespace kbann {
 namespace {
@@ -10,6 +12,7 @@ namespace {
 constexpr double uprightTolerance = 0.9;
 constexpr int32_t rectLimit = 32'000;
 constexpr int32_t maxFontHeight = 32'000;
+constexpr double maxEllipseVertices = 65'536;
 
 bool near(double a, double b) { return std::fabs(a - b) <= uprightTolerance; }
 
@@ -41,6 +44,32 @@ HRGN annQuadRegion(const AnnMatrix& matrix, const AnnPoint (&quad)[3]) {
     POINT points[4];
     std::ranges::transform(corners.p, points, [](AnnPoint p) { return annRound(p); });
     return CreatePolygonRgn(points, 4, WINDING);
+}
+
+std::vector<POINT> annEllipsePolygon(const AnnMatrix& matrix, const AnnPoint (&quad)[3]) {
+    const auto [p] = annQuadCorners(matrix, quad);
+    const AnnPoint first{(p[2].x - p[1].x) / 2, (p[2].y - p[1].y) / 2}, second{(p[0].x - p[1].x) / 2, (p[0].y - p[1].y) / 2};
+    const AnnPoint center{(p[0].x + p[2].x) / 2, (p[0].y + p[2].y) / 2};
+    const double length = std::clamp(std::hypot(first.x - second.x, first.y - second.y), 1.0, maxEllipseVertices / 4);
+    const double step = std::numbers::pi / 2 / length;
+    std::vector<POINT> points;
+    points.reserve(static_cast<size_t>(4 * length) + 2);
+    for (int i = 0;; ++i) {
+        const double angle = i * step;
+        if (angle >= 2 * std::numbers::pi) break;
+        const double c = std::cos(angle), s = std::sin(angle);
+        const POINT at{annRound(center.x + c * first.x + s * second.x), annRound(center.y + c * first.y + s * second.y)};
+        if (points.empty() || at.x != points.back().x || at.y != points.back().y) points.push_back(at);
+    }
+    return points;
+}
+
+bool annIsDrawable(const AnnObject& record, const AnnMatrix& m) {
+    const double sum = m.a + m.b + m.c + m.d + m.e + m.f;
+    if (!std::isfinite(sum)) return false;
+    if (record.nType == ANN_OBJECT_POINTER) return annIsFinite(record.ptPointerTip) && annIsFinite(record.ptPointerTail);
+    if (hasType(typesQuad, record.nType)) return std::ranges::all_of(record.quad, annIsFinite);
+    return std::ranges::all_of(record.pPoints, annIsFinite);
 }
 
 double annArrowSize(const AnnObject& record, const AnnMatrix& matrix) {
