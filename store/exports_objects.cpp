@@ -77,7 +77,7 @@ int moveToEnd(HANNOBJECT hObject, End end) {
         } else {
             record->pNext = parent.pFirstChild;
             parent.pFirstChild->pPrev = record;
-            parent.pFirstChild = record;
+            parent.pFirstChild = record; // annUnlink has let the tree's boxes be forgotten
         }
         annUpdate(*record, Repaint::object);
     }

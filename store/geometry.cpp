@@ -4,6 +4,7 @@
 #include "kbann/object_types.h"
 #include "platform/user.h"
 #include "store/handles.h"
+#include "store/hit_index.h"
 #include "store/measure.h"
 
 #include <algorithm>
@@ -265,7 +266,13 @@ void annDeviceRect(const AnnObject& record, const AnnMatrix& matrix, RECT& out, 
 
 void annComputeGeometry(AnnObject& top) {
     TextExtents extents;
-    for (AnnObject* record = &top; record; record = annNextInTree<AnnObject>(record, &top)) computeOne(*record, extents);
+    bool moved = false;
+    for (AnnObject* record = &top; record; record = annNextInTree<AnnObject>(record, &top)) {
+        const RECT bounds = record->rcBounds, name = record->rcName;
+        computeOne(*record, extents);
+        moved |= !annSame(bounds, record->rcBounds) || !annSame(name, record->rcName);
+    }
+    if (moved) annForgetBoxes(top);
 }
 
 void annUpdateBefore(AnnObject& record, Repaint repaint) {

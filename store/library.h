@@ -27,6 +27,7 @@ struct LibraryState {
     KernelMetafile audioGlyph[2]{}, videoGlyph[2]{}; // inactive, active
     KernelMetafile stamps[stampSlotCount]{};
     KernelMetafile hotspotDefault{}, hotspotUser{};
+    KernelBitmap audioMask{}, videoMask{}; // black where a glyph is hit
     ATOM propertyAtom = 0;
     UINT clipboardFormats[3]{}; // the first is the one written
 

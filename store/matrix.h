@@ -72,6 +72,13 @@ inline int32_t annAdd(int32_t a, int64_t b) {
 
 inline bool annIsEmpty(const RECT& r) { return r.left >= r.right || r.top >= r.bottom; }
 
+inline bool annSame(const RECT& a, const RECT& b) {
+    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
+
+// Left and top are in, right and bottom out.
+inline bool annHolds(const RECT& r, POINT p) { return p.x >= r.left && p.x < r.right && p.y >= r.top && p.y < r.bottom; }
+
 inline RECT annIntersect(const RECT& a, const RECT& b) {
     const RECT r{a.left > b.left ? a.left : b.left, a.top > b.top ? a.top : b.top, a.right < b.right ? a.right : b.right,
                  a.bottom < b.bottom ? a.bottom : b.bottom};

@@ -49,7 +49,7 @@ void adjustDependents(AnnObject& record, Property id, uint32_t value) {
 enum class Stored : uint8_t { yes, skipped };
 
 Stored storeFlag(AnnObject& record, const PropertyRow& row, uint32_t value, const char* pszUserList) {
-    if (row.id == Property::selected && (record.pszLockKey || !record.bVisible)) return Stored::skipped;
+    if (row.id == Property::selected && !annMaySelect(record)) return Stored::skipped;
     if (row.id == Property::visible && value && record.pszUser && !annUserInList(record.pszUser, pszUserList))
         return Stored::skipped;
     fieldOf<int32_t>(record, row.member) = static_cast<int32_t>(value);
@@ -191,6 +191,8 @@ int replaceUserList(AnnObject* record, std::string_view from, const char* to, ui
 }
 
 } // namespace
+
+bool annMaySelect(const AnnObject& record) { return record.bVisible && !record.pszLockKey; }
 
 int annReplaceUser(AnnObject& record, const char* pszOldUser, const char* pszNewUser, uint32_t uFlags) {
     const bool children = uFlags & ANN_FLAG_NOTTHIS;

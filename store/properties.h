@@ -101,6 +101,8 @@ struct PropertyValue {
 // be repainted, and which properties depend on each other.
 int annSetProperty(AnnObject* record, Property id, PropertyValue value, uint32_t uFlags, int nMenuItem,
                    const char* pszUserList);
+// Whether the rules let an object be selected: it must be visible and without a lock.
+bool annMaySelect(const AnnObject& record);
 // With the row's own check and menu item.
 int annSetChecked(HANNOBJECT hObject, Property id, PropertyValue value, uint32_t uFlags, const char* pszUserList = nullptr);
 

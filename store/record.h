@@ -95,7 +95,6 @@ struct AnnValues {
     Text pszText;
 
     POINT ptBrushOrg{};  // derived
-    RECT rcBounds{};     // derived, client pixels with room for the line
     RECT rcInvalid{};    // derived, what must be repainted
     AnnRect annBounds{}; // derived, the untransformed geometry
     AnnPoint quad[3]{};  // A left top, B left bottom, C right bottom
@@ -136,31 +135,41 @@ struct AnnValues {
     int32_t bShowName = 1;
     int32_t bNameAutoAdjust = 1;
     Text pszName;
-    RECT rcName{}; // derived
     AnnPoint ptNameOffset{};
     Text pszUser;
     COLORREF crTransparent = 0xFFFFFF;
     int32_t bGrouping = 0;
+
+    // What walks over a whole tree look at ends the values and begins the links: one cache line of a pooled record.
+    RECT rcName{};   // derived
+    RECT rcBounds{}; // derived, client pixels with room for the line
+};
+
+// Boxes of all objects below a root, for hit testing (store/hit_index.h).
+class HitIndex;
+struct HitIndexDelete {
+    void operator()(HitIndex* index) const noexcept;
 };
 
 struct AnnObject : AnnValues {
+    AnnObject* pFirstChild = nullptr; // back of the z-order
+    AnnObject* pNext = nullptr;
+    AnnObject* pParent = nullptr;
+    AnnObject* pLastChild = nullptr; // front; makes appending O(1)
+    AnnObject* pPrev = nullptr;
     uint32_t hSelf = 0;    // its own handle
     uint32_t nHandles = 0; // derived
-    AnnObject* pParent = nullptr;
-    AnnObject* pFirstChild = nullptr; // back of the z-order
-    AnnObject* pLastChild = nullptr;  // front; makes appending O(1)
-    AnnObject* pPrev = nullptr;
-    AnnObject* pNext = nullptr;
 
     KernelBitmap bitmap{};
     KernelMetafile metafile{};
     SmallArray<AnnPoint, 2> pPoints;
     SmallArray<POINT, 5> pHandles; // derived positions
 
-    std::unique_ptr<PushpinPart> pPushpin;       // pushpins
-    std::unique_ptr<MeasurePart> pMeasure;       // rulers, cross products, protractors
-    std::unique_ptr<AutomationPart> pAutomation; // automations
-    std::unique_ptr<ItemMenuPart> pItemMenu;     // objects with menu bits of their own
+    std::unique_ptr<PushpinPart> pPushpin;               // pushpins
+    std::unique_ptr<MeasurePart> pMeasure;               // rulers, cross products, protractors
+    std::unique_ptr<AutomationPart> pAutomation;         // automations
+    std::unique_ptr<ItemMenuPart> pItemMenu;             // objects with menu bits of their own
+    std::unique_ptr<HitIndex, HitIndexDelete> pHitIndex; // roots that were often hit
 
     uint32_t nPoints() const { return pPoints.size(); }
     bool isContainer() const { return nType == ANN_OBJECT_CONTAINER; }

@@ -4,6 +4,7 @@
 #include "kbann/auto_text.h"
 #include "platform/user.h"
 #include "store/geometry.h"
+#include "store/hit_index.h"
 #include "store/library.h"
 #include "store/properties.h"
 
@@ -49,10 +50,13 @@ void annLinkLast(AnnObject& container, AnnObject& record) {
     record.pNext = nullptr;
     (record.pPrev ? record.pPrev->pNext : container.pFirstChild) = &record;
     container.pLastChild = &record;
+    record.pHitIndex.reset();
+    annForgetBoxes(container);
 }
 
 void annUnlink(AnnObject& record) {
     AnnObject* parent = record.pParent;
+    annForgetBoxes(record);
     if (record.pPrev)
         record.pPrev->pNext = record.pNext;
     else if (parent && parent->pFirstChild == &record)
@@ -303,6 +307,7 @@ int annInsert(HANNOBJECT hContainer, HANNOBJECT hObject, uint32_t uFlags, int nM
         moveFiltered(move, childList ? object->pFirstChild : object, childList);
     } else if (childList) {
         AnnObject* chain = object->pFirstChild;
+        annForgetBoxes(*object);
         object->pFirstChild = object->pLastChild = nullptr;
         for (AnnObject* next; chain; chain = next) {
             next = chain->pNext;
