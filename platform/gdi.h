@@ -603,8 +603,10 @@ KB_API HENHMETAFILE CopyEnhMetaFileA(HENHMETAFILE hMetafile, const char* pszFile
 /* ---- recorded and played pictures ---- */
 
 /* A context that records what is drawn as classic metafile records; pszFile must be null. Coordinates are kept as the
- * calls give them, cut to 16 bits; calls that a classic metafile can't hold answer failure. It measures text with the
- * screen's resolution; GetDeviceCaps(TECHNOLOGY) is DT_METAFILE, GetObjectType OBJ_METADC. Ended by CloseMetaFile, or
+ * calls give them, held to 16 bits; calls that a classic metafile can't hold answer failure: polygons and texts above
+ * 32,767 points or characters, characters outside windows-1252, image parts beyond 16 bits, regions of more than 32,767
+ * bands, flood fills, everything that reads pixels. An image through a clip region becomes two blits, AND and OR, because
+ * players scale images and not regions. It measures text with the screen's resolution; GetDeviceCaps(TECHNOLOGY) is DT_METAFILE, GetObjectType OBJ_METADC. Ended by CloseMetaFile, or
  * thrown away by DeleteDC. */
 KB_API HDC CreateMetaFileA(const char* pszFile);
 /* Ends the recording and frees its context; the metafile is the caller's. Null, with the context freed, when memory
@@ -621,14 +623,19 @@ KB_API BOOL KbPlayMetaFile(HDC hDC, HMETAFILE hMetafile, const RECT* pBox, const
 KB_API BOOL PlayEnhMetaFile(HDC hDC, HENHMETAFILE hMetafile, const RECT* pRect);
 
 /* Addition: a context that draws on the pages of a PDF document. Units are pixels of the page's resolution. The bytes go
- * to `write` in order; it gives FALSE to end the document. Pixels can't be read back. GetDeviceCaps(TECHNOLOGY) is
- * DT_RASPRINTER. Null when memory fails. */
+ * to `write` in order; it gives FALSE to end the document. The same drawing on the same pages gives the same bytes. Pixels
+ * can't be read back: GetPixel gives CLR_INVALID, blits from the context and flood fills fail, and raster operations are
+ * blend modes of the document (multiply for AND, screen for OR, difference for XOR), exact where all colours are black or
+ * white. Images are embedded once, however often they are painted. GetDeviceCaps(TECHNOLOGY) is DT_RASPRINTER. Null when
+ * memory fails. */
 typedef BOOL (*KbWriteProc)(void* pContext, const void* pBytes, size_t bytes);
 KB_API HDC KbCreatePdfDC(KbWriteProc write, void* pContext);
-/* Begins a page of that many pixels (1 to 2^20 a side) at a resolution of 1 to 32767 dots an inch; ends the one before.
- * The context's state is as new. FALSE out of range or after a failed write. */
+/* Begins a white page of that many pixels (1 to 2^20 a side) at a resolution of 1 to 32767 dots an inch, at most 29,000
+ * inches a side; ends the one before. The context's state is as new. FALSE out of range or after a failed write. Until the
+ * first page all drawing fails. */
 KB_API BOOL KbStartPdfPage(HDC hDC, int width, int height, int dpiX, int dpiY);
-/* Writes what is left and frees the context; FALSE when any byte could not be written. DeleteDC throws it away. */
+/* Writes what is left and frees the context; FALSE when any byte could not be written, or when no page was begun and so
+ * nothing was. DeleteDC throws it away: nothing more is written. */
 KB_API BOOL KbClosePdfDC(HDC hDC);
 
 #ifdef __cplusplus

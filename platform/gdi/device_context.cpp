@@ -190,7 +190,12 @@ KB_API int GetDeviceCaps(HDC hDC, int index) {
     const DeviceContext* dc = findDc(hDC);
     if (!dc) return 0;
     const bool screen = dc->kind == DcKind::screen || dc->kind == DcKind::recording;
-    const int width = screen ? 1920 : dc->surface.width, height = screen ? 1080 : dc->surface.height;
+    int width = screen ? 1920 : dc->surface.width, height = screen ? 1080 : dc->surface.height;
+    if (dc->kind == DcKind::pages) {
+        const Box page = dc->output->bounds();
+        width = page.right;
+        height = page.bottom;
+    }
     switch (index) {
     case DRIVERVERSION: return 0x0400;
     case TECHNOLOGY:

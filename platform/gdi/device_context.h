@@ -76,6 +76,9 @@ void penPaint(const DeviceContext& dc, COLORREF color, Paint& paint);
 // False when the brush is hollow. `table` as in Paint::setSolid.
 bool brushPaint(const DeviceContext& dc, const Brush& brush, uint32_t table, Paint& paint, Cells& cells);
 
+// Whether the line of a hatch covers a pixel of its 8 by 8 cell.
+bool hatchCovers(int hatch, int x, int y);
+
 // Box of logical corners in device pixels, corners put in order.
 Box deviceBox(const DeviceContext& dc, int64_t left, int64_t top, int64_t right, int64_t bottom);
 

@@ -39,10 +39,12 @@ uint8_t byteOf(char32_t code) {
 
 class FaceFile {
 public:
-    explicit FaceFile(FT_Face f) : face(f) {}
+    FaceFile(FT_Face f, std::string filePath, int faceIndex) : face(f), path(std::move(filePath)), index(faceIndex) {}
     FaceFile(const FaceFile&) = delete;
     FaceFile& operator=(const FaceFile&) = delete;
     FT_Face face;
+    std::string path;
+    int index;
 };
 
 namespace {
@@ -154,7 +156,7 @@ struct FontEngine {
             FT_Done_Face(f);
             return nullptr;
         }
-        return faces.emplace(key, std::make_unique<FaceFile>(f)).first->second.get();
+        return faces.emplace(key, std::make_unique<FaceFile>(f, file.path, file.index)).first->second.get();
     }
 };
 
@@ -226,6 +228,7 @@ void RealisedFont::measureFace() {
     double emX = em_;
     if (font_.lfWidth)
         emX = std::clamp(std::abs(static_cast<double>(font_.lfWidth)) * upem / average, 1.0, double{largestEm});
+    emX_ = emX;
     FT_Size size;
     if (FT_New_Size(f, &size) == 0) size_ = size;
     FT_Activate_Size(size_ ? size : f->size);
@@ -312,6 +315,21 @@ template <class Line> void placeStrokes(uint8_t c, double unit, bool slanted, do
 }
 
 } // namespace
+
+RealisedFont::Outlines RealisedFont::outlines() const {
+    if (!face_) return {};
+    return {face_->path.c_str(), face_->index, emX_, static_cast<double>(em_), slanted_, embolden_};
+}
+
+double RealisedFont::strokes(uint8_t c, std::vector<StrokeLine>& out) const {
+    out.clear();
+    if (c >= 0x20)
+        placeStrokes(c, static_cast<double>(em_) / strokeUnits, font_.lfItalic != 0, cosine_, sine_,
+                     [&](FPoint from, FPoint to) {
+                         out.push_back({from, to});
+                     });
+    return std::max(em_ / (font_.lfWeight >= 600 ? 7.0 : 12.0), 1.0);
+}
 
 std::unique_ptr<GlyphBitmap> RealisedFont::render(uint8_t c, bool grey) {
     auto glyph = std::make_unique<GlyphBitmap>();

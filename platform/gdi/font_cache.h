@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/gdi/glyph.h"
+#include "platform/gdi/stroke_font.h"
 
 #include <array>
 #include <memory>
@@ -36,6 +37,17 @@ public:
     int strikeOutTop() const { return strikeOutTop_; }
     int lineWidth() const { return lineWidth_; }
 
+    // The face's file and how characters are made of it; no file: the built-in strokes.
+    struct Outlines {
+        const char* file;
+        int index;
+        double emX, emY; // pixels
+        bool slanted, embolden;
+    };
+    Outlines outlines() const;
+    // The built-in strokes of a character in pixels around the pen's place, slanted and turned, and their width.
+    double strokes(uint8_t c, std::vector<StrokeLine>& out) const;
+
     // Lays a character over the pixels, its pen place at x, y. Large characters are never kept as pictures.
     void draw(uint8_t c, GlyphPainter& painter, int64_t x, int64_t y, bool grey);
 
@@ -50,6 +62,7 @@ private:
     FaceFile* face_ = nullptr; // null: the built-in strokes
     void* size_ = nullptr;     // the font library's size object
     int em_ = 0;               // character height in pixels
+    double emX_ = 0;           // the same sideways, for widths
     bool turned_ = false, slanted_ = false, embolden_ = false;
     double cosine_ = 1, sine_ = 0;
     int underlineTop_ = 1, strikeOutTop_ = 0, lineWidth_ = 1;

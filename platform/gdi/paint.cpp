@@ -17,6 +17,8 @@ constexpr uint8_t hatchRows[6][8] = {
 
 } // namespace
 
+bool hatchCovers(int hatch, int x, int y) { return hatchRows[hatch][y] >> (7 - x) & 1; }
+
 void penPaint(const DeviceContext& dc, COLORREF color, Paint& paint) {
     paint.setSolid(dc.surface.pixelFor(color), tableOfRop2(dc.state.rop2), dc.surface.bits);
 }
@@ -44,7 +46,7 @@ bool brushPaint(const DeviceContext& dc, const Brush& brush, uint32_t table, Pai
         cells.andBits.resize(64);
         cells.xorBits.resize(64);
         for (size_t i = 0; i < 64; ++i) {
-            const bool on = hatchRows[brush.hatch][i / 8] >> (7 - i % 8) & 1;
+            const bool on = hatchCovers(static_cast<int>(brush.hatch), static_cast<int>(i % 8), static_cast<int>(i / 8));
             cells.andBits[i] = on ? lineAnd : gapAnd;
             cells.xorBits[i] = on ? lineXor : gapXor;
         }
