@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 namespace kbann {
@@ -16,9 +17,8 @@ inline bool annIsIdentity(const AnnMatrix& m) {
     return m.a == 1 && m.b == 0 && m.c == 0 && m.d == 1 && m.e == 0 && m.f == 0;
 }
 
-inline bool annIsSame(const AnnMatrix& m, const AnnMatrix& n) {
-    return m.a == n.a && m.b == n.b && m.c == n.c && m.d == n.d && m.e == n.e && m.f == n.f;
-}
+// The very same numbers, what isn't a number too.
+inline bool annIsSame(const AnnMatrix& m, const AnnMatrix& n) { return !std::memcmp(&m, &n, sizeof m); }
 
 inline AnnPoint annApply(const AnnMatrix& m, AnnPoint p) {
     return {m.a * p.x + m.b * p.y + m.e, m.c * p.x + m.d * p.y + m.f};

@@ -15,9 +15,10 @@ class FixedNumber {
 public:
     FixedNumber(double value, uint32_t precision) {
         const auto digits = static_cast<int>(std::min(precision, maxMeasurePrecision)); // stored ones have any value
-        const double plain = std::isnan(value) ? std::fabs(value) : value;
-        size_ = static_cast<size_t>(std::to_chars(text_, text_ + sizeof text_, plain, std::chars_format::fixed, digits).ptr -
-                                    text_);
+        const char* end = std::isnan(value)
+                              ? std::copy_n("nan", 3, text_)
+                              : std::to_chars(text_, text_ + sizeof text_, value, std::chars_format::fixed, digits).ptr;
+        size_ = static_cast<size_t>(end - text_);
     }
     std::string_view view() const { return {text_, size_}; }
 

@@ -117,13 +117,16 @@ RECT arcBox(const AnnObject& record, const POINT (&points)[3], double radius) {
     const AnnPoint vertex = pointAt(1);
     PointBox box;
     box.add(vertex);
-    const auto directionOf = [&](int i) {
-        const AnnPoint end = pointAt(i);
-        return end.x == vertex.x && end.y == vertex.y ? 0.0 : annDirection(vertex, end);
+    // An end of the arc, a radius along its arm (to the right for an arm without length), and its direction.
+    const auto endOn = [&](int i) {
+        const AnnPoint arm{pointAt(i).x - vertex.x, pointAt(i).y - vertex.y};
+        const double length = std::hypot(arm.x, arm.y);
+        const AnnPoint unit = length < 0.1 ? AnnPoint{1, 0} : AnnPoint{arm.x / length, arm.y / length};
+        box.add({vertex.x + radius * unit.x, vertex.y + radius * unit.y});
+        return std::atan2(unit.y, unit.x);
     };
     const auto turnBack = [](double turn) { return turn < 0 ? turn + 2 * std::numbers::pi : turn; };
-    const double from = directionOf(whole ? 0 : side), to = directionOf(whole ? 2 : 2 - side);
-    for (const double end : {from, to}) box.add({vertex.x + radius * std::cos(end), vertex.y + radius * std::sin(end)});
+    const double from = endOn(whole ? 0 : side), to = endOn(whole ? 2 : 2 - side);
     const double sweep = turnBack(from - to);
     constexpr double quarter = std::numbers::pi / 2;
     constexpr struct {
