@@ -3,6 +3,7 @@
 #include "tests/store/exported_calls.h"
 
 #include "platform/gdi.h"
+#include "store/geometry.h"
 
 #include <cstdlib>
 #include <new>
@@ -50,7 +51,8 @@ struct Scene {
     Tree tree;
     HANNOBJECT note = makeItem(tree.root, ANN_OBJECT_NOTE), box = makeItem(tree.root, ANN_OBJECT_CONTAINER),
                stamp = makeItem(box, ANN_OBJECT_STAMP), polygon = makeItem(tree.root, ANN_OBJECT_POLYGON),
-               loose = make(ANN_OBJECT_PUSHPIN);
+               loose = make(ANN_OBJECT_PUSHPIN), ruler = makeItem(tree.root, ANN_OBJECT_RULER),
+               protractor = makeItem(tree.root, ANN_OBJECT_PROTRACTOR);
     KernelBitmap picture{};
     HGLOBAL saved = nullptr;
     uint32_t savedSize = 0;
@@ -61,6 +63,9 @@ struct Scene {
         K_AnnSetText(note, "a text of a note", 0);
         K_AnnSetName(note, TRUE, "name", nullptr, -1, 0);
         K_AnnSetPoints(polygon, points.data(), 50);
+        constexpr AnnPoint arms[] = {{5, 5}, {15, 15}, {15, 5}};
+        K_AnnSetPoints(ruler, arms, 2);
+        K_AnnSetPoints(protractor, arms, 3);
         K_CreateBitmap(&picture, 1, 20, 20, 24, KB_ORDER_BGR, nullptr, 1, 0, 0);
         K_AnnSetBitmap(stamp, &picture, 0);
         K_AnnSaveMemory(tree.root, ANN_FMT_NATIVE, FALSE, &saved, &savedSize, nullptr);
@@ -107,6 +112,12 @@ const Call calls[] = {
     {"points", [](Scene& s) { return K_AnnSetPoints(s.polygon, s.points.data(), 40); }},
     {"rect", [](Scene& s) { return K_AnnSetRect(s.note, &record(s.box).annBounds); }},
     {"rotate", [](Scene& s) { return K_AnnRotate(s.tree.root, 30, nullptr, ANN_FLAG_RECURSE); }},
+    {"unit", [](Scene& s) { return K_AnnSetUnit(s.tree.root, ANN_UNIT_INCHES, "Zoll", 200, ANN_FLAG_RECURSE); }},
+    {"protractor",
+     [](Scene& s) {
+         return K_AnnSetProtractorOptions(s.tree.root, FALSE, ANN_ANGLE_RADIANS, "r", 200, 10, ANN_FLAG_RECURSE);
+     }},
+    {"lock", [](Scene& s) { return K_AnnLock(s.tree.root, "a key", ANN_FLAG_RECURSE); }},
     {"save", [](Scene& s) { return K_AnnSaveMemory(s.tree.root, ANN_FMT_NATIVE, FALSE, &s.saved, &s.savedSize, nullptr); }},
     {"load",
      [](Scene& s) {
@@ -197,8 +208,8 @@ TEST(FailingMemory, EveryExportedFunction) {
             return code;
         });
     for (const Action& row : actions)
-        for (const uint32_t type :
-             {ANN_OBJECT_CONTAINER, ANN_OBJECT_NOTE, ANN_OBJECT_POLYGON, ANN_OBJECT_PUSHPIN, ANN_OBJECT_AUTOMATION})
+        for (const uint32_t type : {ANN_OBJECT_CONTAINER, ANN_OBJECT_NOTE, ANN_OBJECT_POLYGON, ANN_OBJECT_PUSHPIN,
+                                    ANN_OBJECT_AUTOMATION, ANN_OBJECT_PROTRACTOR})
             refuseEach(row.name, type, [&](HANNOBJECT object) { return row.run(object); });
     KbSetAllocationHook(nullptr, nullptr);
 }
@@ -223,6 +234,29 @@ TEST(FailingMemory, ToldLosses) {
         EXPECT_EQ(code, ERROR_NO_MEMORY);
         EXPECT_TRUE(row.lost(s));
     }
+    KbSetAllocationHook(nullptr, nullptr);
+}
+
+// A key that can't be copied locks nothing, and nobody is told; a measure that can't be written keeps number and text.
+TEST(FailingMemory, LocksAndMeasures) {
+    KbSetAllocationHook(hook, nullptr);
+    Scene s;
+    allocationsLeft = 0;
+    EXPECT_EQ(K_AnnLock(s.note, "key", ANN_FLAG_NOINVALIDATE), SUCCESS);
+    allocationsLeft = -1;
+    EXPECT_FALSE(record(s.note).pszLockKey);
+
+    const MeasurePart& part = *record(s.ruler).pMeasure;
+    const double distance = part.dDistance;
+    const std::string before(part.pszDistance.view());
+    record(s.ruler).pPoints[1] = {900, 900};
+    allocationsLeft = 0;
+    annUpdate(record(s.ruler), Repaint::none);
+    allocationsLeft = -1;
+    EXPECT_EQ(part.dDistance, distance);
+    EXPECT_EQ(part.pszDistance.view(), before);
+    annUpdate(record(s.ruler), Repaint::none);
+    EXPECT_NE(part.dDistance, distance);
     KbSetAllocationHook(nullptr, nullptr);
 }
 
