@@ -18,6 +18,7 @@ check "platform" "platform"
 check "contracts" "contracts platform"
 check "kernel" "kernel contracts platform"
 check "rasterio" "rasterio kernel contracts platform" # of kernel/ only inline code: it isn't exported
+check "resources" "resources platform"
 check "include" "kbann contracts platform"
 check "store render persist" "store render persist resources kbann contracts platform"
 check "apps/kann" "apps/kann kbann contracts platform CLI nlohmann nettle"
