@@ -3,7 +3,6 @@
 // a little generous, at an eighth of the glyph's size, for they become bitmaps.
 #include "resources/tools/glyphs.h"
 
-#include <algorithm>
 #include <cmath>
 #include <initializer_list>
 #include <numbers>
@@ -34,13 +33,12 @@ void addSpeaker(std::vector<Layer>& layers) {
 }
 
 void addWaves(std::vector<Layer>& layers) {
-    constexpr double middleX = 4600, middleY = audioHeight / 2.0, spread = 0.82, halfWidth = 430;
+    constexpr double middleX = 5600, middleY = audioHeight / 2.0, spread = 0.5, halfWidth = 430;
     Outline waves;
-    for (const double radius : {4300.0, 6800.0, 9300.0}) {
+    for (const double radius : {3900.0, 6150.0, 8400.0}) {
         std::vector<Corner> arc;
-        const double reach = std::min(spread, std::asin((middleY - 650) / radius));
         for (int i = -12; i <= 12; ++i) {
-            const double angle = reach * i / 12;
+            const double angle = spread * i / 12;
             arc.push_back({middleX + radius * std::cos(angle), middleY + radius * std::sin(angle)});
         }
         addStroke(waves, arc, halfWidth, Ends::butt);

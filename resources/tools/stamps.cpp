@@ -261,8 +261,9 @@ Picture makeStamp(const Stamp& stamp) {
         remap(layer.outline, [&](Point p) { return Point{p.x * c - p.y * s, p.x * s + p.y * c}; });
     const Bounds made = boundsOf(picture.layers);
     for (Layer& layer : picture.layers) {
-        remap(layer.outline,
-              [&](Point p) { return Point{p.x - made.left + stamp.place.x, p.y - made.top + stamp.place.y}; });
+        remap(layer.outline, [&](Point p) {
+            return Point{p.x - made.left + stamp.place.x, p.y - made.top + stamp.place.y};
+        });
     }
     picture.box = wholeBox(boundsOf(picture.layers));
     return picture;
