@@ -349,6 +349,14 @@ KB_API HDC KbCreateSurfaceDC(void* pPixels, int width, int height, int stride, i
                              UINT colors);
 /* Resolution of one context in dots an inch, 1 to 32767. */
 KB_API BOOL KbSetSurfaceDpi(HDC hDC, int x, int y);
+/* The pixels that a context draws on, borrowed until it is deleted or gets another bitmap; members as the arguments of
+ * KbCreateSurfaceDC. FALSE for a context without pixels. */
+typedef struct KbSurface {
+    uint8_t* pPixels;
+    intptr_t nStride;
+    int32_t nWidth, nHeight, nBits;
+} KbSurface;
+KB_API BOOL KbGetSurface(HDC hDC, KbSurface* pOut);
 
 /* Puts a pen, brush, font or bitmap in force and gives the one before; null when refused. A bitmap fits only a memory
  * context and one context at a time. A region is copied to be the clip region; the result is then that of SelectClipRgn. */
@@ -592,7 +600,7 @@ KB_API HMETAFILE SetMetaFileBitsEx(UINT size, const BYTE* pData);
 /* Bytes copied, or with null the bytes there are; 0 when `size` is too small. */
 KB_API UINT GetMetaFileBitsEx(HMETAFILE hMetafile, UINT size, void* pOut);
 KB_API BOOL DeleteMetaFile(HMETAFILE hMetafile);
-/* pszFile must be null. Null on failure. */
+/* A handle of its own on the same bytes, which go with the last handle. pszFile must be null. Null on failure. */
 KB_API HMETAFILE CopyMetaFileA(HMETAFILE hMetafile, const char* pszFile);
 /* The same for enhanced metafiles: first record of type 1, signature " EMF", its size field within `size`. */
 KB_API HENHMETAFILE SetEnhMetaFileBits(UINT size, const BYTE* pData);

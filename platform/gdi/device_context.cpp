@@ -141,6 +141,13 @@ KB_API BOOL KbSetSurfaceDpi(HDC hDC, int x, int y) {
     return TRUE;
 }
 
+KB_API BOOL KbGetSurface(HDC hDC, KbSurface* pOut) {
+    const DeviceContext* dc = findDc(hDC);
+    if (!dc || !pOut || !dc->surface.top) return FALSE;
+    *pOut = {dc->surface.top, dc->surface.stride, dc->surface.width, dc->surface.height, dc->surface.bits};
+    return TRUE;
+}
+
 KB_API BOOL DeleteDC(HDC hDC) {
     DeviceContext* dc = findDc(hDC);
     if (!dc || dc->kind == DcKind::screen) return FALSE;

@@ -1,5 +1,6 @@
 // Metafile handles: blocks of bytes whose outer shape has been checked, so that a player may walk the records without
 // looking over its shoulder at every step: every record up to the end record lies within the size that the header tells.
+// Blocks are counted by their handles: copies share one.
 #include "platform/gdi/gdi_state.h"
 
 #include <cstring>
@@ -83,9 +84,19 @@ template <class Handle> BOOL freeMetafile(Handle hMetafile, bool enhanced) {
     return TRUE;
 }
 
+// The bytes never change, so a copy is another handle on the same block. `handle` stays that of the first: publish would
+// write it, and copies may be made by several threads.
 template <class Handle> Handle copyMetafile(Handle hMetafile, bool enhanced, const char* file) {
-    const Metafile* metafile = file ? nullptr : findMetafile(hMetafile, enhanced);
-    return metafile ? makeMetafile<Handle>(metafile->bytes.data(), metafile->bytes.size(), enhanced) : nullptr;
+    Metafile* metafile = file ? nullptr : findMetafile(hMetafile, enhanced);
+    if (!metafile) return nullptr;
+    Ref<Metafile> shared(metafile);
+    const uint32_t handle = gdiState().metafiles.add(metafile);
+    if (!handle) {
+        SetLastError(ERROR_OUT_OF_MEMORY);
+        return nullptr;
+    }
+    shared.detach(); // the handle owns it
+    return toHandle<Handle>(handle);
 }
 
 } // namespace
