@@ -83,6 +83,9 @@ KB_API int K_CreateBitmap(KernelBitmap* b, int type, int width, int height, int 
 KB_API int K_CopyBitmap(KernelBitmap* dst, const KernelBitmap* src);
 /* A copy of a part in stored pixels, cut to the image; ERROR_INV_PARAMETER when nothing is left. */
 KB_API int K_CopyBitmapRect(KernelBitmap* dst, const KernelBitmap* src, int x, int y, int w, int h);
+/* Addition, the way back: src's stored pixels go over dst's from a stored column and row on, bit for bit; what would lie
+ * outside of dst is left out. ERROR_INV_PARAMETER unless depth, order and palette are the same. */
+KB_API int K_PasteBitmapRect(KernelBitmap* dst, const KernelBitmap* src, int x, int y);
 /* Frees pixels and region and zeroes the record. Null is allowed. */
 KB_API void K_FreeBitmap(KernelBitmap* b);
 /* Follows a create or copy whose record will be kept: makes sure that nothing in it is borrowed. `keep` is 1. */
@@ -176,11 +179,13 @@ KB_API int K_PaintBitmap(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const
 /* The same, only pixels inside the record's region; without one like K_PaintBitmap. */
 KB_API int K_PaintBitmapRgn(HDC hDC, const KernelBitmap* b, const RECT* pSrc, const RECT* pSrcClip, const RECT* pDst,
                             const RECT* pDstClip, DWORD rop);
-/* Addition: paints all of b so that its viewed corners (top left, bottom left, bottom right) fall on the three points of
- * pCorners, in logical units of the context, as doubles: scaled, turned, mirrored and sheared in one pass over the clip,
- * bilinear between pixels, each target pixel whose centre lies in the parallelogram written once. With a colour region and
- * byRegion 1, pixels outside the region stay. Contexts of 24 and 32 bits over pixels; ERROR_FEATURE_NOT_SUPPORTED for others and
- * for raster operations other than SRCCOPY, SRCAND, SRCINVERT and 0x990066: the caller then goes by work bitmaps. */
+/* Addition: paints all of b so that its viewed corners (top left, bottom left, bottom right: x, y each) fall on the three
+ * points of pCorners, in logical units of the context: scaled, turned, mirrored and sheared in one pass over the clip.
+ * Each target pixel whose centre lies in the parallelogram is written once, with the mixture of the four source pixels
+ * around it (weights of 1/256). byRegion 1 with a colour region: pixels whose nearest source pixel lies outside the region
+ * stay. ERROR_FEATURE_NOT_SUPPORTED, and nothing is painted: contexts without pixels of 24 or 32 bits; raster operations
+ * other than SRCCOPY, SRCAND, SRCINVERT and 0x990066; images above 2^24 pixels that aren't 24 or 32 bits, blue first.
+ * ERROR_INV_PARAMETER for corners that aren't finite; a parallelogram without area paints nothing. */
 KB_API int K_PaintBitmapTurned(HDC hDC, const KernelBitmap* b, const double* pCorners, const RECT* pDstClip, DWORD rop,
                                int byRegion);
 KB_API uint32_t K_SetDisplayMode(uint32_t mask, uint32_t value); /* the old mode of the thread */
@@ -194,7 +199,7 @@ KB_API void K_SetConversionSetting(uint32_t first, uint32_t second);
 
 /* --- Metafile holders --------------------------------------------------------------------------------------------------- */
 
-KB_API int K_CopyMetafile(KernelMetafile* dst, const KernelMetafile* src); /* an own copy of the bits; empty copies empty */
+KB_API int K_CopyMetafile(KernelMetafile* dst, const KernelMetafile* src); /* a handle of its own, bits shared; empty copies empty */
 KB_API void K_FreeMetafile(KernelMetafile* m);                             /* empty afterwards */
 /* Takes over a platform metafile handle of either kind: the holder owns it. ERROR_INV_PARAMETER for a dead one. */
 KB_API int K_WrapMetafile(HANDLE handle, KernelMetafile* m);

@@ -82,7 +82,44 @@ KernelPixels* clonePixels(const KernelPixels& from) noexcept {
     return own;
 }
 
+// Pixels below 16 bits follow each other from the high bits down, so a stretch of a row is a run of bits.
+void copyBits(uint8_t* to, size_t toBit, const uint8_t* from, size_t fromBit, size_t bits) {
+    const auto copyOne = [&] {
+        PixelAccess<1>::put(to, static_cast<int32_t>(toBit), PixelAccess<1>::get(from, static_cast<int32_t>(fromBit)));
+        ++toBit;
+        ++fromBit;
+        --bits;
+    };
+    to += toBit / 8;
+    toBit %= 8;
+    from += fromBit / 8;
+    fromBit %= 8;
+    while (toBit % 8 && bits) copyOne();
+    const size_t bytes = bits / 8, shift = fromBit % 8;
+    uint8_t* out = to + toBit / 8;
+    const uint8_t* in = from + fromBit / 8;
+    if (!shift) {
+        std::memcpy(out, in, bytes);
+    } else {
+        for (size_t i = 0; i < bytes; ++i) out[i] = static_cast<uint8_t>(in[i] << shift | in[i + 1] >> (8 - shift));
+    }
+    to = out + bytes;
+    from = in + bytes;
+    toBit = 0;
+    fromBit = shift;
+    bits %= 8;
+    while (bits) copyOne();
+}
+
 } // namespace
+
+bool haveSameValues(const KernelBitmap& a, const KernelBitmap& b) noexcept {
+    if (a.BitsPerPixel != b.BitsPerPixel || colorLayout(a) != colorLayout(b) || a.nColors != b.nColors) return false;
+    for (uint32_t i = 0; i < a.nColors; ++i) {
+        if (fromQuad(a.pPalette[i]) != fromQuad(b.pPalette[i])) return false;
+    }
+    return true;
+}
 
 int unshare(KernelBitmap* b) noexcept {
     // Contexts that draw on the record own its pixels too, but on its behalf. An acquire load: the former owner's reads must
@@ -168,26 +205,12 @@ int K_CopyBitmapRect(KernelBitmap* dst, const KernelBitmap* src, int x, int y, i
     OwnedBitmap part;
     int result = makeImageLike(&part.record, *src, static_cast<int32_t>(width), static_cast<int32_t>(height));
     if (result != SUCCESS) return result;
-    const int bits = src->BitsPerPixel;
-    // 12-bit pixels begin on a byte at even columns only, smaller ones at multiples of 8 or 2.
-    const bool onBytes = int64_t{left} * bits % 8 == 0 && (bits != 12 || left % 2 == 0);
-    withPixels(bits, [&](auto pixel) {
-        for (int32_t row = 0; row < part.record.Height; ++row) {
-            const uint8_t* from = rowOf(*src, top + row);
-            uint8_t* to = ownRowOf(part.record, row);
-            if (onBytes) {
-                const size_t offset = static_cast<size_t>(int64_t{left} * bits / 8);
-                const size_t rest = static_cast<size_t>(src->BytesPerLine) - offset;
-                const size_t bytes = std::min(static_cast<size_t>(part.record.BytesPerLine), rest);
-                std::memcpy(to, from + offset, bytes);
-                clearPadding(part.record, to);
-            } else {
-                std::memset(to, 0, static_cast<size_t>(part.record.BytesPerLine));
-                for (int32_t column = 0; column < part.record.Width; ++column)
-                    pixel.put(to, column, pixel.get(from, left + column));
-            }
-        }
-    });
+    const auto bits = static_cast<size_t>(src->BitsPerPixel);
+    for (int32_t row = 0; row < part.record.Height; ++row) {
+        uint8_t* to = ownRowOf(part.record, row);
+        copyBits(to, 0, rowOf(*src, top + row), static_cast<size_t>(left) * bits, static_cast<size_t>(width) * bits);
+        clearPadding(part.record, to);
+    }
     if (src->hRegion) {
         part.record.hRegion = CreateRectRgn(left, top, left + part.record.Width, top + part.record.Height);
         if (!part.record.hRegion ||
@@ -197,6 +220,24 @@ int K_CopyBitmapRect(KernelBitmap* dst, const KernelBitmap* src, int x, int y, i
         }
     }
     part.moveTo(dst);
+    return SUCCESS;
+}
+
+int K_PasteBitmapRect(KernelBitmap* dst, const KernelBitmap* src, int x, int y) {
+    if (const int result = checkOwnImage(dst); result != SUCCESS) return result;
+    if (const int result = checkImage(src); result != SUCCESS) return result;
+    if (dst == src || !haveSameValues(*dst, *src)) return ERROR_INV_PARAMETER;
+    const auto left = static_cast<int32_t>(std::max<int64_t>(x, 0)), top = static_cast<int32_t>(std::max<int64_t>(y, 0));
+    const int64_t right = std::min<int64_t>(int64_t{x} + src->Width, dst->Width);
+    const int64_t bottom = std::min<int64_t>(int64_t{y} + src->Height, dst->Height);
+    if (left >= right || top >= bottom) return SUCCESS;
+    if (const int result = unshare(dst); result != SUCCESS) return result;
+    const auto bits = static_cast<size_t>(dst->BitsPerPixel);
+    const size_t toBit = static_cast<size_t>(left) * bits, fromBit = static_cast<size_t>(int64_t{left} - x) * bits;
+    for (int32_t row = top; row < bottom; ++row) {
+        const uint8_t* from = rowOf(*src, static_cast<int32_t>(int64_t{row} - y));
+        copyBits(ownRowOf(*dst, row), toBit, from, fromBit, static_cast<size_t>(right - left) * bits);
+    }
     return SUCCESS;
 }
 

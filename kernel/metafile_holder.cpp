@@ -1,5 +1,5 @@
 // Holders of metafiles: ten plain words of the caller with one handle of the graphics layer, which the holder owns. Copies
-// are made of the bits, so that two holders never share a handle.
+// have a handle of their own on the same bits.
 #include "contracts/raster_kernel.h"
 
 #include "kernel/metafile_shape.h"
@@ -44,19 +44,13 @@ int K_CopyMetafile(KernelMetafile* dst, const KernelMetafile* src) {
         *dst = {};
         return SUCCESS;
     }
-    try {
-        const Bytes bits = bitsOf(*src);
-        if (bits.empty()) return ERROR_INV_PARAMETER;
-        const auto size = static_cast<UINT>(bits.size());
-        const uint32_t handle = src->bEnhanced ? handleValue(SetEnhMetaFileBits(size, bits.data()))
-                                               : handleValue(SetMetaFileBitsEx(size, bits.data()));
-        if (!handle) return ERROR_NO_MEMORY;
-        *dst = *src;
-        dst->nHandle = handle;
-        return SUCCESS;
-    } catch (const std::bad_alloc&) {
-        return ERROR_NO_MEMORY;
-    }
+    if (!bitsSize(*src)) return ERROR_INV_PARAMETER;
+    const uint32_t handle = src->bEnhanced ? handleValue(CopyEnhMetaFileA(enhancedHandle(*src), nullptr))
+                                           : handleValue(CopyMetaFileA(classicHandle(*src), nullptr));
+    if (!handle) return ERROR_NO_MEMORY;
+    *dst = *src;
+    dst->nHandle = handle;
+    return SUCCESS;
 }
 
 void K_FreeMetafile(KernelMetafile* m) {

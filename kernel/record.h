@@ -61,6 +61,8 @@ struct ImageShape {
 int makeImage(KernelBitmap* b, const ImageShape& shape) noexcept;
 // An image of like's depth, order, palette, perspective, resolution and alpha, without a region and with rows that aren't set.
 int makeImageLike(KernelBitmap* b, const KernelBitmap& like, int32_t width, int32_t height) noexcept;
+// Whether a raw value means the same colour in both.
+bool haveSameValues(const KernelBitmap& a, const KernelBitmap& b) noexcept;
 // Makes b the only owner of its pixels.
 int unshare(KernelBitmap* b) noexcept;
 

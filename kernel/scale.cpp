@@ -47,18 +47,6 @@ using namespace kb;
 
 namespace {
 
-bool samePalette(const KernelBitmap& a, const KernelBitmap& b) {
-    if (a.nColors != b.nColors) return false;
-    for (uint32_t i = 0; i < a.nColors; ++i) {
-        if (fromQuad(a.pPalette[i]) != fromQuad(b.pPalette[i])) return false;
-    }
-    return true;
-}
-
-bool sameValues(const KernelBitmap& a, const KernelBitmap& b) {
-    return a.BitsPerPixel == b.BitsPerPixel && colorLayout(a) == colorLayout(b) && samePalette(a, b);
-}
-
 // Rows of one layout in another, by colour; `from` and `to` have the same size.
 void convertValues(const KernelBitmap& from, KernelBitmap& to) {
     const ColorReader reader(from);
@@ -118,7 +106,7 @@ extern "C" int K_ScaleBitmapInto(const KernelBitmap* src, KernelBitmap* dst) {
     }
     OwnedBitmap made;
     if (const int result = makeImageLike(&made.record, *dst, dst->Width, dst->Height); result != SUCCESS) return result;
-    if (sameValues(*source, *dst)) {
+    if (haveSameValues(*source, *dst)) {
         scaleStored(*source, made.record);
     } else {
         OwnedBitmap scaled;
