@@ -2,9 +2,9 @@
 #include "store/hit_test.h"
 #include "store/hit_index.h"
 #include "store/hit_shapes.h"
-#include "store/library.h"
 #include "store/measure.h"
 #include "store/regions.h"
+#include "store/shared_pictures.h"
 
 #include <algorithm>
 #include <new>
@@ -37,7 +37,7 @@ bool onFrame(const AnnObject& record, POINT point) {
 bool hitAudio(const AnnObject& record, POINT point) {
     RECT r = record.rcInvalid;
     r.right = r.left + MulDiv(r.right - r.left, audioGlyphWidth, audioWidth);
-    return annHitMask(r, libraryState().audioMask, point);
+    return annHitMask(r, annGlyphMask(HitMask::audio), point);
 }
 
 bool hitPolygon(const AnnObject& record, POINT point) {
@@ -93,7 +93,7 @@ bool hitByType(const AnnObject& record, POINT point) {
     case ANN_OBJECT_CONTAINER: return !record.pParent && annHolds(record.rcInvalid, point);
     case ANN_OBJECT_POINTER: return annHitPointer(record, point);
     case ANN_OBJECT_AUDIO: return hitAudio(record, point);
-    case ANN_OBJECT_VIDEO: return annHitMask(record.rcInvalid, libraryState().videoMask, point);
+    case ANN_OBJECT_VIDEO: return annHitMask(record.rcInvalid, annGlyphMask(HitMask::video), point);
     case ANN_OBJECT_BUTTON:
     case ANN_OBJECT_HOTSPOT:
     case ANN_OBJECT_NOTE: return annHolds(record.rcInvalid, point);

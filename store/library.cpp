@@ -1,8 +1,9 @@
-// Start and end of the library: attach of process and threads, the shared pictures, registrations, screen resolution.
+// Start and end of the library: attach of process and threads, the shared bitmaps, registrations, screen resolution.
 // Nothing here fails for want of a picture: what can't be loaded stays a 1 x 1 bitmap or an empty holder.
 #include "store/library.h"
 #include "kbann/library.h"
 #include "resources/resource_table.h"
+#include "store/shared_pictures.h"
 #include "store/spin_lock.h"
 #include "store/thread_slots.h"
 
@@ -42,7 +43,8 @@ struct BitmapResource {
 constexpr BitmapResource bitmapResources[] = {{26105, &LibraryState::lockedIcon, true},
                                               {26106, &LibraryState::defaultPoint, false},
                                               {26101, &LibraryState::defaultPushpin, true},
-                                              {26102, &LibraryState::defaultPushpin2, true}};
+                                              {26102, &LibraryState::defaultPushpin2, true},
+                                              {26104, &LibraryState::toolBarStrip, false}};
 
 constexpr const char* clipboardFormatNames[] = {"KITEBENCH 11.0 Annotation", "KITEBENCH 10.0 Annotation",
                                                 "KITEBENCH 9.0 Annotation"};
@@ -70,7 +72,7 @@ void loadSharedPictures(LibraryState& state) {
         if (row.toTrueColor) K_ChangeBitmapDepth(&bitmap, &bitmap, 24, 0, 0, 0, 0, 0, 0);
         K_SetBitmapRgnColor(&bitmap, white, regionOfColor);
     }
-    K_FreeMetafile(&state.hotspotUser);
+    annOpenSharedPictures();
     state.propertyAtom = AddAtomA("KBANN11NOBJECT");
     for (size_t i = 0; i < std::size(clipboardFormatNames); ++i)
         state.clipboardFormats[i] = RegisterClipboardFormatA(clipboardFormatNames[i]);
@@ -151,9 +153,5 @@ void K_AnnTermLibrary(void) {
     for (const auto& row : bitmapResources) K_FreeBitmap(&(state.*row.field));
     DeleteAtom(state.propertyAtom);
     state.propertyAtom = 0;
-    for (auto* group : {state.audioGlyph, state.videoGlyph})
-        for (int i = 0; i < 2; ++i) K_FreeMetafile(&group[i]);
-    for (auto& stamp : state.stamps) K_FreeMetafile(&stamp);
-    K_FreeMetafile(&state.hotspotDefault);
-    K_FreeMetafile(&state.hotspotUser);
+    annCloseSharedPictures();
 }

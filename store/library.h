@@ -13,8 +13,6 @@
 
 namespace kbann {
 
-inline constexpr uint32_t stampSlotCount = 26;
-
 struct LibraryState {
     HMODULE hLibraryModule = nullptr; // not null: initialised
     HMODULE hEntryModule = nullptr;   // from process attach
@@ -23,11 +21,8 @@ struct LibraryState {
     std::atomic<uint32_t> uSerialCounter{0};
     uint32_t nLibraryUsers = 0;
 
-    KernelBitmap lockedIcon{}, defaultPoint{}, defaultPushpin{}, defaultPushpin2{};
-    KernelMetafile audioGlyph[2]{}, videoGlyph[2]{}; // inactive, active
-    KernelMetafile stamps[stampSlotCount]{};
-    KernelMetafile hotspotDefault{}, hotspotUser{};
-    KernelBitmap audioMask{}, videoMask{}; // black where a glyph is hit
+    KernelBitmap lockedIcon{}, defaultPoint{}, defaultPushpin{}, defaultPushpin2{}, toolBarStrip{};
+    KernelMetafile hotspotDefault{}; // the other pictures: store/shared_pictures.h
     ATOM propertyAtom = 0;
     UINT clipboardFormats[3]{}; // the first is the one written
 
