@@ -8,31 +8,38 @@ namespace {
 constexpr int regionOfColor = 6;
 constexpr DWORD sourceXorInverted = 0x00990066;
 
-DWORD rasterOperation(uint32_t nROP2, bool bInvertXor) {
+} // namespace
+
+PaintSettings::PaintSettings(HDC hDC, const KernelBitmap& bitmap)
+    : hDC_(hDC), earlier_(K_SetDisplayMode(0x85, 0x81)), palette_(K_CreatePaintPalette(hDC, &bitmap)),
+      oldPalette_(palette_ ? SelectPalette(hDC, palette_, TRUE) : nullptr) {
+    if (palette_) RealizePalette(hDC);
+}
+
+PaintSettings::~PaintSettings() {
+    if (palette_) {
+        SelectPalette(hDC_, oldPalette_, TRUE);
+        DeleteObject(palette_);
+    }
+    K_SetDisplayMode(UINT32_MAX, earlier_);
+}
+
+DWORD annRasterOperation(uint32_t nROP2, bool bInvertXor) {
     if (nROP2 == ANN_ROP2_AND) return SRCAND;
     if (nROP2 == ANN_ROP2_XOR) return bInvertXor ? sourceXorInverted : SRCINVERT;
     return SRCCOPY;
 }
 
-} // namespace
+void annFindTransparency(const AnnObject& record, KernelBitmap& bitmap) {
+    if (record.bTransparent && !K_BitmapHasRgn(&bitmap)) K_SetBitmapRgnColor(&bitmap, record.crTransparent, regionOfColor);
+}
 
 void annPaintBitmap(HDC hDC, const AnnObject& record, KernelBitmap& bitmap, const RECT* pSource, const RECT& target,
                     const RECT* pClip, bool bInvertXor) {
-    const uint32_t earlier = K_SetDisplayMode(0x85, 0x81);
-    const HPALETTE palette = K_CreatePaintPalette(hDC, &bitmap);
-    const HPALETTE oldPalette = palette ? SelectPalette(hDC, palette, TRUE) : nullptr;
-    if (palette) RealizePalette(hDC);
-
-    if (record.bTransparent && !K_BitmapHasRgn(&bitmap)) K_SetBitmapRgnColor(&bitmap, record.crTransparent, regionOfColor);
-    const DWORD rop = rasterOperation(record.nROP2, bInvertXor);
+    const PaintSettings settings(hDC, bitmap);
+    annFindTransparency(record, bitmap);
     const auto paint = record.bTransparent ? K_PaintBitmapRgn : K_PaintBitmap;
-    paint(hDC, &bitmap, pSource, nullptr, &target, pClip, rop);
-
-    if (palette) {
-        SelectPalette(hDC, oldPalette, TRUE);
-        DeleteObject(palette);
-    }
-    K_SetDisplayMode(UINT32_MAX, earlier);
+    paint(hDC, &bitmap, pSource, nullptr, &target, pClip, annRasterOperation(record.nROP2, bInvertXor));
 }
 
 bool annDrawPoint(const Drawing& d) {

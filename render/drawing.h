@@ -6,6 +6,7 @@
 #include "platform/gdi.h"
 #include "store/geometry.h"
 
+#include <span>
 #include <string_view>
 
 namespace kbann {
@@ -42,7 +43,7 @@ struct Drawing {
     AnnMatrix matrix;
 };
 
-// One object without its children, and its name on top.
+// One object without its children, and its name on top. Geometry that isn't finite is drawn nowhere.
 bool annDrawObject(const Drawing& d);
 // The object, the ones in front of it in its list, and all that is below them.
 int annDrawList(HDC hDC, const RECT* pRect, AnnObject* first);
@@ -58,11 +59,55 @@ bool annDrawButton(const Drawing& d);
 bool annDrawPushpin(const Drawing& d);
 bool annDrawPoint(const Drawing& d);
 bool annDrawMeasurement(const Drawing& d); // ruler, cross product, protractor
+bool annDrawStamp(const Drawing& d);
+// An image in a stamp by work bitmaps, scaled, sheared and turned one after the other: for devices whose pixels can't be
+// reached, and the measure of the quick way.
+bool annDrawStampStepwise(const Drawing& d);
+bool annDrawAudio(const Drawing& d);
+bool annDrawVideo(const Drawing& d);
+bool annDrawHotspot(const Drawing& d);
+bool annDrawFreehandHotspot(const Drawing& d);
+
+// A quad on the device as text and pictures see it: mirrored ones are turned round, so that B to C is the direction of
+// reading. All angles in radians, clockwise on the screen.
+struct TurnedQuad {
+    AnnPoint a, b, c;
+    double theta;    // direction of B to C
+    double firstPhi; // direction of B to A before turning round
+    double delta;    // theta - phi, 0 to 2 pi, before turning round
+    bool mirrored;
+};
+TurnedQuad annTurnQuad(const AnnMatrix& matrix, const AnnPoint (&quad)[3]);
+double annDirection(AnnPoint from, AnnPoint to);
+// An angle as fonts count it: tenths of a degree, counter-clockwise.
+int annTextAngle(double theta);
+
+// Narrows the clip to the object's quad or to a polygon; not on devices that record, which can't hold it.
+void annClipToQuad(const Drawing& d);
+void annClipToPolygon(const Drawing& d, std::span<const AnnPoint> points);
 
 // Word-wrapped output from the rectangle's left and top: its right is the wrap limit, its bottom the height limit. The
 // bottom becomes the y behind the last line, `text` the rest that wasn't drawn.
 void annWrapText(HDC hDC, HFONT hFont, std::string_view& text, RECT& rect);
 
+// The kernel's settings for painting a bitmap while it lives.
+class PaintSettings {
+public:
+    PaintSettings(HDC hDC, const KernelBitmap& bitmap);
+    ~PaintSettings();
+    PaintSettings(const PaintSettings&) = delete;
+    PaintSettings& operator=(const PaintSettings&) = delete;
+
+private:
+    HDC hDC_;
+    uint32_t earlier_;
+    HPALETTE palette_, oldPalette_;
+};
+
+// The ternary raster operation of ANN_ROP2_*.
+DWORD annRasterOperation(uint32_t nROP2, bool bInvertXor);
+// A transparent object's image gets the region of what isn't transparent, unless it has one.
+void annFindTransparency(const AnnObject& record, KernelBitmap& bitmap);
 // Paints a bitmap as the object's transparency and raster mode ask for.
 void annPaintBitmap(HDC hDC, const AnnObject& record, KernelBitmap& bitmap, const RECT* pSource, const RECT& target,
                     const RECT* pClip, bool bInvertXor);

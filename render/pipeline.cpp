@@ -89,15 +89,14 @@ bool drawByType(const Drawing& d) {
     case ANN_OBJECT_TEXT: return annDrawText(d);
     case ANN_OBJECT_POINT: return annDrawPoint(d);
     case ANN_OBJECT_PUSHPIN: return annDrawPushpin(d);
-    case ANN_OBJECT_HOTSPOT:
-    case ANN_OBJECT_FREEHANDHOTSPOT: return d.record.nUserMode != ANN_USERMODE_RUN; // nothing then, not even its name
+    case ANN_OBJECT_STAMP: return annDrawStamp(d);
+    case ANN_OBJECT_AUDIO: return annDrawAudio(d);
+    case ANN_OBJECT_VIDEO: return annDrawVideo(d);
+    case ANN_OBJECT_HOTSPOT: return annDrawHotspot(d);
+    case ANN_OBJECT_FREEHANDHOTSPOT: return annDrawFreehandHotspot(d);
     case ANN_OBJECT_RULER:
     case ANN_OBJECT_CROSSPRODUCT:
     case ANN_OBJECT_PROTRACTOR: return annDrawMeasurement(d);
-    // Pictures that are metafiles: their names, handles and icons alone show.
-    case ANN_OBJECT_AUDIO:
-    case ANN_OBJECT_VIDEO:
-    case ANN_OBJECT_STAMP:
     case ANN_OBJECT_AUTOMATION: return true;
     }
     return false;
@@ -135,7 +134,7 @@ void annEndDraw(HDC hDC, const DrawTools& tools) {
 }
 
 bool annDrawObject(const Drawing& d) {
-    if (!drawByType(d)) return false;
+    if (!annIsDrawable(d.record, d.matrix) || !drawByType(d)) return false;
     if (annShowsName(d.record)) drawName(d);
     return true;
 }

@@ -105,33 +105,6 @@ int lineHeight(HDC hDC) {
     return std::max<int>(metrics.tmHeight + metrics.tmExternalLeading, 1);
 }
 
-// Narrows the clip to the quad. Regions count in device units, so a scaling context's own mapping is applied too.
-void clipToQuad(const Drawing& d) {
-    if (GetDeviceCaps(d.hDC, TECHNOLOGY) == DT_METAFILE) return;
-    AnnMatrix matrix = d.matrix;
-    const int mode = GetMapMode(d.hDC);
-    if (mode == MM_ISOTROPIC || mode == MM_ANISOTROPIC) {
-        POINT window{}, viewport{};
-        SIZE windowSize{1, 1}, viewportSize{1, 1};
-        GetWindowOrgEx(d.hDC, &window);
-        GetViewportOrgEx(d.hDC, &viewport);
-        GetWindowExtEx(d.hDC, &windowSize);
-        GetViewportExtEx(d.hDC, &viewportSize);
-        const double sx = windowSize.cx ? double(viewportSize.cx) / windowSize.cx : 1.0;
-        const double sy = windowSize.cy ? double(viewportSize.cy) / windowSize.cy : 1.0;
-        matrix = annMul(matrix, {sx, 0, 0, sy, viewport.x - window.x * sx, viewport.y - window.y * sy});
-    } else if (RECT r; annQuadRect(matrix, d.record.quad, r)) {
-        IntersectClipRect(d.hDC, r.left, r.top, r.right, r.bottom);
-        return;
-    }
-    if (const HRGN region = annQuadRegion(matrix, d.record.quad)) {
-        ExtSelectClipRgn(d.hDC, region, RGN_AND);
-        DeleteObject(region);
-    }
-}
-
-double direction(AnnPoint from, AnnPoint to) { return std::atan2(to.y - from.y, to.x - from.x); }
-
 } // namespace
 
 void annWrapText(HDC hDC, HFONT hFont, std::string_view& text, RECT& rect) {
@@ -150,22 +123,12 @@ void annWrapText(HDC hDC, HFONT hFont, std::string_view& text, RECT& rect) {
 bool annDrawText(const Drawing& d) {
     if (!d.record.pszText) return true;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
-    clipToQuad(d);
-    const auto [corner] = annQuadCorners(d.matrix, d.record.quad);
-    AnnPoint a = corner[0], b = corner[1], c = corner[2];
-    double theta = direction(b, c);
-    double delta = theta - direction(b, a);
-    while (delta < 0) delta += 2 * pi;
-    while (delta >= 2 * pi) delta -= 2 * pi;
-    if (delta > pi) { // mirrored: the text still reads along the turned axes
-        theta -= pi;
-        a = {a.x + c.x - b.x, a.y + c.y - b.y};
-        std::swap(b, c);
-    }
-    const FontSelection font(d.hDC, annMakeFont(d.matrix, d.record, annRound(theta * -572.9577951308238)));
+    annClipToQuad(d);
+    const auto [a, b, c, theta, ignored, delta, mirrored] = annTurnQuad(d.matrix, d.record.quad);
+    const FontSelection font(d.hDC, annMakeFont(d.matrix, d.record, annTextAngle(theta)));
     if (!font) return false;
     const CharWidths widths = charWidths(d.hDC, font.font());
-    const double height = lineHeight(d.hDC), phi = direction(b, a);
+    const double height = lineHeight(d.hDC), phi = annDirection(b, a);
     const AnnPoint step{-height * std::cos(phi), -height * std::sin(phi)};
     AnnPoint at = a;
     if ((delta > pi / 2 && delta < pi) || delta > 3 * pi / 2) { // skewed
