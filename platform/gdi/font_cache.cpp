@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fontconfig/fontconfig.h>
 #include <ft2build.h>
+#include FT_ADVANCES_H
 #include FT_FREETYPE_H
 #include FT_MODULE_H
 #include FT_OUTLINE_H
@@ -45,6 +46,20 @@ public:
     FT_Face face;
     std::string path;
     int index;
+    // Advances of the 256 characters in the face's own units: reading them again for every size would take longer than
+    // drawing the text.
+    const std::array<FT_Fixed, 256>& advances() {
+        if (!measured_)
+            for (unsigned c = 0x20; c < 256; ++c)
+                FT_Get_Advance(face, FT_Get_Char_Index(face, unicodeOf(static_cast<uint8_t>(c))), FT_LOAD_NO_SCALE,
+                               &advances_[c]);
+        measured_ = true;
+        return advances_;
+    }
+
+private:
+    std::array<FT_Fixed, 256> advances_{};
+    bool measured_ = false;
 };
 
 namespace {
@@ -65,6 +80,7 @@ constexpr Substitute substitutes[] = {
     {"MS Shell Dlg", fallbackFamily},   {"System", fallbackFamily},       {"Times New Roman", "Liberation Serif"},
     {"Times", "Liberation Serif"},      {"MS Serif", "Liberation Serif"}, {"Tms Rmn", "Liberation Serif"},
     {"Courier New", "Liberation Mono"}, {"Courier", "Liberation Mono"},   {"Fixedsys", "Liberation Mono"},
+    {"Symbol", "Liberation Serif"},
 };
 
 // One look into the font list; with `exact` only a face of that very family counts.
@@ -113,6 +129,49 @@ FontFile findFile(const std::string& name, bool bold, bool italic) {
         if (!matchFamily(fallbackFamily, bold, italic, true, file)) matchFamily("sans", bold, italic, false, file);
     if (known->size() >= 4096) known->clear(); // names come from files
     return known->emplace(key, file).first->second;
+}
+
+// A file of a face that has a character; an empty path when there is none. The list of the machine's faces, nearest first,
+// is made once for each style.
+FontFile findFileWith(char32_t c, bool bold, bool italic) {
+    struct Candidate {
+        FontFile file;
+        FcCharSet* characters;
+    };
+    static std::mutex mutex;
+    static std::map<std::pair<bool, bool>, std::vector<Candidate>>* const known =
+        new std::map<std::pair<bool, bool>, std::vector<Candidate>>; // outlives threads that end late
+    const std::lock_guard lock(mutex);
+    const auto [it, fresh] = known->try_emplace({bold, italic});
+    if (fresh) {
+        FcPattern* pattern = FcPatternCreate();
+        FcPatternAddString(pattern, FC_FAMILY, reinterpret_cast<const FcChar8*>(fallbackFamily));
+        FcPatternAddInteger(pattern, FC_WEIGHT, bold ? FC_WEIGHT_BOLD : FC_WEIGHT_REGULAR);
+        FcPatternAddInteger(pattern, FC_SLANT, italic ? FC_SLANT_ITALIC : FC_SLANT_ROMAN);
+        FcConfigSubstitute(nullptr, pattern, FcMatchPattern);
+        FcDefaultSubstitute(pattern);
+        FcResult result;
+        FcFontSet* set = FcFontSort(nullptr, pattern, FcTrue, nullptr, &result);
+        for (int i = 0; set && i < set->nfont; ++i) {
+            FcPattern* font = set->fonts[i];
+            Candidate row{};
+            FcChar8* path = nullptr;
+            FcBool scalable = FcFalse;
+            FcPatternGetBool(font, FC_SCALABLE, 0, &scalable);
+            if (!scalable || FcPatternGetString(font, FC_FILE, 0, &path) != FcResultMatch) continue;
+            FcCharSet* characters = nullptr;
+            if (FcPatternGetCharSet(font, FC_CHARSET, 0, &characters) != FcResultMatch) continue;
+            row.file.path = reinterpret_cast<const char*>(path);
+            FcPatternGetInteger(font, FC_INDEX, 0, &row.file.index);
+            row.characters = FcCharSetCopy(characters);
+            it->second.push_back(std::move(row));
+        }
+        if (set) FcFontSetDestroy(set);
+        FcPatternDestroy(pattern);
+    }
+    for (const Candidate& row : it->second)
+        if (FcCharSetHasChar(row.characters, c)) return row.file;
+    return {};
 }
 
 struct KeyLess {
@@ -169,6 +228,11 @@ int roundInt(double v) { return static_cast<int>(std::floor(v + 0.5)); }
 
 constexpr size_t fontsKept = 64;
 
+// An advance in the face's units, scaled as the font library does it for a glyph.
+int advancePixels(FT_Fixed units, FT_Fixed scale) {
+    return static_cast<int>((FT_MulDiv(units, scale, 64) + 0x8000) >> 16);
+}
+
 } // namespace
 
 RealisedFont::RealisedFont(const LOGFONTA& device, bool builtIn) : font_(device) {
@@ -184,6 +248,7 @@ RealisedFont::RealisedFont(const LOGFONTA& device, bool builtIn) : font_(device)
         face_ = fontEngine().face(file);
         embolden_ = bold && !file.bold;
         slanted_ = italic && !file.italic;
+        symbols_ = symbolSetOf(font_.lfFaceName);
     }
     if (face_)
         measureFace();
@@ -203,7 +268,24 @@ RealisedFont::RealisedFont(const LOGFONTA& device, bool builtIn) : font_(device)
 }
 
 RealisedFont::~RealisedFont() {
-    if (size_) FT_Done_Size(static_cast<FT_Size>(size_));
+    for (const auto& [face, size] : sizes_) FT_Done_Size(static_cast<FT_Size>(size));
+}
+
+// Makes this font's size the one in force of a face.
+void RealisedFont::setSize(FaceFile& face) {
+    for (const auto& [known, size] : sizes_)
+        if (known == &face) {
+            FT_Activate_Size(static_cast<FT_Size>(size));
+            return;
+        }
+    FT_Size size;
+    if (FT_New_Size(face.face, &size)) {
+        FT_Activate_Size(face.face->size); // as it is, rather than none
+        return;
+    }
+    sizes_.emplace_back(&face, size);
+    FT_Activate_Size(size);
+    FT_Set_Char_Size(face.face, emX_, em_ * 64, 72, 72);
 }
 
 void RealisedFont::measureFace() {
@@ -228,11 +310,8 @@ void RealisedFont::measureFace() {
     double emX = em_;
     if (font_.lfWidth)
         emX = std::clamp(std::abs(static_cast<double>(font_.lfWidth)) * upem / average, 1.0, double{largestEm});
-    emX_ = emX;
-    FT_Size size;
-    if (FT_New_Size(f, &size) == 0) size_ = size;
-    FT_Activate_Size(size_ ? size : f->size);
-    FT_Set_Char_Size(f, static_cast<FT_F26Dot6>(emX * 64 + 0.5), em_ * 64, 72, 72);
+    emX_ = static_cast<int>(emX * 64 + 0.5);
+    setSize(*face_);
     const double scale = em_ / upem;
     metrics_.tmAscent = std::max(roundInt(ascent * scale), 1);
     metrics_.tmDescent = std::max(roundInt(descent * scale), 0);
@@ -249,14 +328,68 @@ void RealisedFont::measureFace() {
     lineWidth_ = std::max(roundInt(f->underline_thickness * scale), 1);
     underlineTop_ = std::max(roundInt(-f->underline_position * scale - lineWidth_ / 2.0), 1);
     strikeOutTop_ = -roundInt(strike * scale);
-    for (unsigned c = 0; c < 256; ++c) {
-        // Unhinted advances: text measures the same at every depth.
-        FT_Fixed advance = 0;
-        const FT_UInt glyph = FT_Get_Char_Index(f, unicodeOf(static_cast<uint8_t>(c)));
-        if (c >= 0x20 && FT_Load_Glyph(f, glyph, FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP) == 0)
-            advance = f->glyph->linearHoriAdvance;
-        advances_[c] = static_cast<int>((advance + 0x8000) >> 16);
+    // Unhinted advances: text measures the same at every depth.
+    const FT_Fixed across = f->size->metrics.x_scale;
+    for (unsigned c = 0x20; c < 256; ++c)
+        advances_[c] = symbols_ == SymbolSet::none ? advancePixels(face_->advances()[c], across)
+                                                   : advanceOf(sourceOf(static_cast<uint8_t>(c)));
+}
+
+int RealisedFont::advanceOf(const Source& source) {
+    if (!source.face) return static_cast<int>(metrics_.tmAveCharWidth);
+    setSize(*source.face);
+    FT_Fixed units = 0;
+    if (FT_Get_Advance(source.face->face, source.glyph, FT_LOAD_NO_SCALE, &units)) return 0;
+    return advancePixels(units, source.face->face->size->metrics.x_scale);
+}
+
+int RealisedFont::placeOf(char32_t c) const {
+    if (symbols_ != SymbolSet::none) {
+        if ((c & 0xFFFFFF00) == 0xF000) c &= 0xFF; // where such fonts keep their letters
+        return c < 0x100 ? static_cast<int>(c) : -1;
     }
+    if (c < 0x80 || (c >= 0xA0 && c < 0x100)) return static_cast<int>(c);
+    for (int i = 0x80; i < 0xA0; ++i)
+        if (unicodeOf(static_cast<uint8_t>(i)) == c) return i;
+    return -1;
+}
+
+RealisedFont::Source RealisedFont::sourceOf(uint8_t c) {
+    if (symbols_ == SymbolSet::none || !face_)
+        return {face_, face_ ? FT_Get_Char_Index(face_->face, unicodeOf(c)) : 0, c};
+    // A font that is really there has its own order.
+    const FT_CharMap map = face_->face->charmap;
+    if (map && map->encoding == FT_ENCODING_MS_SYMBOL) return {face_, FT_Get_Char_Index(face_->face, 0xF000u | c), c};
+    return sourceOf(symbolUnicode(symbols_, c));
+}
+
+RealisedFont::Source RealisedFont::sourceOf(char32_t c) {
+    const uint8_t stroke = c >= 0x20 && c < 0x7F ? static_cast<uint8_t>(c) : '?';
+    if (!face_) return {nullptr, 0, stroke};
+    if (const FT_UInt glyph = FT_Get_Char_Index(face_->face, c)) return {face_, glyph, stroke};
+    if (c >= 0x20)
+        if (FaceFile* other = fontEngine().face(findFileWith(c, font_.lfWeight >= 600, font_.lfItalic != 0)))
+            if (const FT_UInt glyph = FT_Get_Char_Index(other->face, c)) return {other, glyph, stroke};
+    return {face_, 0, stroke};
+}
+
+RealisedFont::Letter& RealisedFont::letter(char32_t c) {
+    constexpr size_t mostLetters = 4096, mostBytes = size_t{4} << 20;
+    const auto it = letters_.find(c);
+    if (it != letters_.end()) return it->second;
+    if (letters_.size() >= mostLetters || letterBytes_ > mostBytes) { // texts come from files
+        letters_.clear();
+        letterBytes_ = 0;
+    }
+    Letter made;
+    made.source = sourceOf(c);
+    made.advance = c < 0x20 ? 0 : advanceOf(made.source);
+    return letters_.emplace(c, std::move(made)).first->second;
+}
+
+int RealisedFont::advance(char32_t c) {
+    const int place = placeOf(c);
+    return place >= 0 ? advances_[static_cast<size_t>(place)] : letter(c).advance;
 }
 
 void RealisedFont::measureStrokes() {
@@ -274,16 +407,15 @@ void RealisedFont::measureStrokes() {
     advances_.fill(static_cast<int>(metrics_.tmAveCharWidth));
 }
 
-bool RealisedFont::loadOutline(uint8_t c, bool grey) {
-    const FT_Face f = face_->face;
-    FT_Activate_Size(size_ ? static_cast<FT_Size>(size_) : f->size);
+bool RealisedFont::loadOutline(const Source& source, bool grey) {
+    const FT_Face f = source.face->face;
+    setSize(*source.face);
     FT_Int32 flags = FT_LOAD_NO_BITMAP;
     if (turned_ || em_ > largestKeptEm)
         flags |= FT_LOAD_NO_HINTING;
     else
         flags |= grey ? FT_LOAD_TARGET_LIGHT : FT_LOAD_TARGET_MONO;
-    if (FT_Load_Glyph(f, FT_Get_Char_Index(f, unicodeOf(c)), flags) || f->glyph->format != FT_GLYPH_FORMAT_OUTLINE)
-        return false;
+    if (FT_Load_Glyph(f, source.glyph, flags) || f->glyph->format != FT_GLYPH_FORMAT_OUTLINE) return false;
     if (embolden_) FT_GlyphSlot_Embolden(f->glyph);
     if (slanted_) FT_GlyphSlot_Oblique(f->glyph);
     if (turned_) {
@@ -296,7 +428,7 @@ bool RealisedFont::loadOutline(uint8_t c, bool grey) {
 
 namespace {
 
-void setSize(GlyphBitmap& glyph, int width, int height) {
+void setPictureSize(GlyphBitmap& glyph, int width, int height) {
     glyph.width = width;
     glyph.height = height;
     glyph.stride = (width + 7) / 8 * 8;
@@ -318,7 +450,7 @@ template <class Line> void placeStrokes(uint8_t c, double unit, bool slanted, do
 
 RealisedFont::Outlines RealisedFont::outlines() const {
     if (!face_) return {};
-    return {face_->path.c_str(), face_->index, emX_, static_cast<double>(em_), slanted_, embolden_};
+    return {face_->path.c_str(), face_->index, emX_ / 64.0, static_cast<double>(em_), slanted_, embolden_};
 }
 
 double RealisedFont::strokes(uint8_t c, std::vector<StrokeLine>& out) const {
@@ -331,15 +463,15 @@ double RealisedFont::strokes(uint8_t c, std::vector<StrokeLine>& out) const {
     return std::max(em_ / (font_.lfWeight >= 600 ? 7.0 : 12.0), 1.0);
 }
 
-std::unique_ptr<GlyphBitmap> RealisedFont::render(uint8_t c, bool grey) {
+std::unique_ptr<GlyphBitmap> RealisedFont::render(const Source& source, bool grey) {
     auto glyph = std::make_unique<GlyphBitmap>();
-    if (c < 0x20) return glyph;
-    if (face_) {
-        if (!loadOutline(c, grey)) return glyph;
-        const FT_GlyphSlot slot = face_->face->glyph;
+    if (source.stroke < 0x20) return glyph;
+    if (source.face) {
+        if (!loadOutline(source, grey)) return glyph;
+        const FT_GlyphSlot slot = source.face->face->glyph;
         if (FT_Render_Glyph(slot, grey ? FT_RENDER_MODE_NORMAL : FT_RENDER_MODE_MONO)) return glyph;
         const FT_Bitmap& b = slot->bitmap;
-        setSize(*glyph, static_cast<int>(b.width), static_cast<int>(b.rows));
+        setPictureSize(*glyph, static_cast<int>(b.width), static_cast<int>(b.rows));
         glyph->left = slot->bitmap_left;
         glyph->top = -slot->bitmap_top;
         for (int y = 0; y < glyph->height; ++y) {
@@ -356,14 +488,14 @@ std::unique_ptr<GlyphBitmap> RealisedFont::render(uint8_t c, bool grey) {
     std::vector<uint8_t> fine(static_cast<size_t>(side * samples) * static_cast<size_t>(side * samples));
     const Box all{0, 0, side * samples, side * samples};
     const RoundPen pen(std::max(em_ * samples / (font_.lfWeight >= 600 ? 7 : 12), samples), all);
-    placeStrokes(c, static_cast<double>(em_) / strokeUnits, font_.lfItalic != 0, cosine_, sine_, [&](FPoint a, FPoint b) {
+    placeStrokes(source.stroke, static_cast<double>(em_) / strokeUnits, font_.lfItalic != 0, cosine_, sine_, [&](FPoint a, FPoint b) {
         const auto at = [&](FPoint p) { return FPoint{(p.x + reach) * samples, (p.y + reach) * samples}; };
         pen.capsule(at(a), at(b), [&](int64_t y, int64_t x0, int64_t x1) {
             uint8_t* row = &fine[static_cast<size_t>(y) * static_cast<size_t>(all.right)];
             for (int64_t x = std::max<int64_t>(x0, 0); x < std::min<int64_t>(x1, all.right); ++x) row[x] = 1;
         });
     });
-    setSize(*glyph, side, side);
+    setPictureSize(*glyph, side, side);
     glyph->left = glyph->top = -reach;
     for (int y = 0; y < side * samples; ++y)
         for (int x = 0; x < side * samples; ++x) {
@@ -376,28 +508,28 @@ std::unique_ptr<GlyphBitmap> RealisedFont::render(uint8_t c, bool grey) {
     return glyph;
 }
 
-void RealisedFont::drawLarge(uint8_t c, GlyphPainter& painter, int64_t x, int64_t y) {
+void RealisedFont::drawLarge(const Source& source, GlyphPainter& painter, int64_t x, int64_t y) {
     const Box clip = painter.clip();
     // Nothing of a character lies farther from its place than this.
     const int64_t far = int64_t{4} * em_ + 64;
-    if (c < 0x20 || x + far < clip.left || x - far > clip.right || y + far < clip.top || y - far > clip.bottom) return;
-    if (!face_) {
+    if (source.stroke < 0x20 || x + far < clip.left || x - far > clip.right || y + far < clip.top || y - far > clip.bottom) return;
+    if (!source.face) {
         const RoundPen pen(std::max(em_ / (font_.lfWeight >= 600 ? 7 : 12), 2), clip);
         const auto px = static_cast<double>(x), py = static_cast<double>(y);
-        placeStrokes(c, static_cast<double>(em_) / strokeUnits, font_.lfItalic != 0, cosine_, sine_,
+        placeStrokes(source.stroke, static_cast<double>(em_) / strokeUnits, font_.lfItalic != 0, cosine_, sine_,
                      [&](FPoint a, FPoint b) {
                          pen.capsule({a.x + px, a.y + py}, {b.x + px, b.y + py},
                                      [&](int64_t row, int64_t x0, int64_t x1) { painter.run(row, x0, x1, 255); });
                      });
         return;
     }
-    if (!loadOutline(c, true)) return;
+    if (!loadOutline(source, true)) return;
     // Coordinates from the clip's corner, so that they fit the rasteriser however far out the surface reaches.
     struct Sink {
         GlyphPainter* painter;
         int64_t left, top;
     } sink{&painter, clip.left, clip.top};
-    FT_Outline& outline = face_->face->glyph->outline;
+    FT_Outline& outline = source.face->face->glyph->outline;
     FT_Outline_Translate(&outline, static_cast<FT_Pos>((x - clip.left) * 64), static_cast<FT_Pos>(-(y - clip.top) * 64));
     FT_Raster_Params params{};
     params.flags = FT_RASTER_FLAG_AA | FT_RASTER_FLAG_DIRECT | FT_RASTER_FLAG_CLIP;
@@ -416,11 +548,29 @@ void RealisedFont::drawLarge(uint8_t c, GlyphPainter& painter, int64_t x, int64_
 
 void RealisedFont::draw(uint8_t c, GlyphPainter& painter, int64_t x, int64_t y, bool grey) {
     if (em_ > largestKeptEm) {
-        drawLarge(c, painter, x, y);
+        drawLarge(sourceOf(c), painter, x, y);
         return;
     }
     auto& slot = (grey ? greyGlyphs_ : plainGlyphs_)[c];
-    if (!slot) slot = render(c, grey);
+    if (!slot) slot = render(sourceOf(c), grey);
+    painter.draw(*slot, x, y);
+}
+
+void RealisedFont::draw(char32_t c, GlyphPainter& painter, int64_t x, int64_t y, bool grey) {
+    if (const int place = placeOf(c); place >= 0) {
+        draw(static_cast<uint8_t>(place), painter, x, y, grey);
+        return;
+    }
+    Letter& found = letter(c);
+    if (em_ > largestKeptEm) {
+        drawLarge(found.source, painter, x, y);
+        return;
+    }
+    auto& slot = grey ? found.grey : found.plain;
+    if (!slot) {
+        slot = render(found.source, grey);
+        letterBytes_ += slot->coverage.size();
+    }
     painter.draw(*slot, x, y);
 }
 

@@ -28,8 +28,9 @@ void fillBlock(const DeviceContext& dc, const Box& clip, const TextLine& line, b
     filler.fill(WINDING, [&](int64_t y, int64_t x0, int64_t x1) { painter.span(y, x0, x1); });
 }
 
-void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const uint8_t* text, size_t count,
-              const INT* dx) {
+// Char: uint8_t for windows-1252, char32_t for Unicode.
+template <class Char>
+void drawText(DeviceContext& dc, POINT at, UINT options, const RECT* rect, const Char* text, size_t count, const INT* dx) {
     Box clip = dc.clipBox();
     if (rect && options & (ETO_OPAQUE | ETO_CLIPPED)) {
         const Box box = deviceBox(dc, rect->left, rect->top, rect->right, rect->bottom);
@@ -81,6 +82,13 @@ template <class Body> BOOL withFont(HDC hDC, Body&& body) {
     });
 }
 
+// The character at unit `i`, which is left on its last unit. Half a pair stands for itself.
+char32_t nextCode(const uint16_t* text, UINT count, UINT& i) {
+    const char32_t unit = text[i];
+    if ((unit & 0xFC00) != 0xD800 || i + 1 >= count || (text[i + 1] & 0xFC00) != 0xDC00) return unit;
+    return 0x10000 + ((unit & 0x3FF) << 10) + (text[++i] & 0x3FFu);
+}
+
 const uint8_t* bytesOf(const char* text) { return reinterpret_cast<const uint8_t*>(text); }
 
 } // namespace
@@ -100,6 +108,37 @@ KB_API BOOL ExtTextOutA(HDC hDC, int x, int y, UINT options, const RECT* pRect, 
             return dc->output->text(*dc, {{x, y}, options, pRect, text.data(), count, pDx});
         }
         drawText(*dc, {x, y}, options, pRect, bytesOf(pText), count, pDx);
+        return TRUE;
+    });
+}
+
+KB_API BOOL ExtTextOutW(HDC hDC, int x, int y, UINT options, const RECT* pRect, const uint16_t* pText, UINT count,
+                        const INT* pDx) {
+    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+        DeviceContext* dc = findDc(hDC);
+        if (!dc || (count && !pText) || count > INT32_MAX) return FALSE;
+        std::vector<char32_t> codes;
+        std::vector<INT> advances;
+        for (UINT i = 0; i < count; ++i) {
+            if (pDx) advances.push_back(pDx[i]);
+            codes.push_back(nextCode(pText, count, i));
+        }
+        const INT* dx = pDx ? advances.data() : nullptr;
+        if (dc->output) return dc->output->text(*dc, {{x, y}, options, pRect, codes.data(), codes.size(), dx});
+        drawText(*dc, {x, y}, options, pRect, codes.data(), codes.size(), dx);
+        return TRUE;
+    });
+}
+
+void kb::gdi::textExtentsWide(HDC hDC, const uint16_t* text, UINT count, INT* ends) {
+    std::fill(ends, ends + count, 0);
+    withFont(hDC, [&](DeviceContext& dc, RealisedFont& font) {
+        int64_t width = 0;
+        for (UINT i = 0; i < count; ++i) {
+            const UINT first = i;
+            width += font.advance(nextCode(text, count, i));
+            for (UINT k = first; k <= i; ++k) ends[k] = dc.state.map.logicalWidth(width);
+        }
         return TRUE;
     });
 }

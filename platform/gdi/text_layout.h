@@ -21,7 +21,7 @@ struct TextLine {
 };
 
 template <class Char>
-int64_t advanceOf(const DeviceContext& dc, const RealisedFont& font, const Char* text, const INT* dx, size_t i) {
+int64_t advanceOf(const DeviceContext& dc, RealisedFont& font, const Char* text, const INT* dx, size_t i) {
     if (!dx) return font.advance(text[i]);
     if (dc.state.map.identity) return dx[i];
     const int64_t length = dc.state.map.deviceWidth(dx[i]);
@@ -30,7 +30,7 @@ int64_t advanceOf(const DeviceContext& dc, const RealisedFont& font, const Char*
 
 // Lays a line out by the context's alignment, and moves the current position when that asks for it.
 template <class Char>
-TextLine placeText(DeviceContext& dc, const RealisedFont& font, POINT at, const Char* text, size_t count, const INT* dx) {
+TextLine placeText(DeviceContext& dc, RealisedFont& font, POINT at, const Char* text, size_t count, const INT* dx) {
     TextLine line{0, 0, font.cosine(), font.sine(), 0};
     for (size_t i = 0; i < count; ++i) line.width += advanceOf(dc, font, text, dx, i);
     const TEXTMETRICA& metrics = font.metrics();

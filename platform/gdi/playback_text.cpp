@@ -1,0 +1,280 @@
+// Text of a file: its font at the scale and angle that the mapping gives, its advances in the destination's units, the
+// current position that moves along. Letters are never mirrored; where the picture is, a line stands in the mirrored place
+// and can still be read.
+#include "platform/gdi/playback.h"
+
+#include "platform/gdi/font_cache.h"
+#include "platform/gdi/playback_applied.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iconv.h>
+#include <numbers>
+
+namespace kb::gdi {
+
+namespace {
+
+struct CharsetRow {
+    int charset;
+    const char* encoding;
+};
+constexpr CharsetRow charsets[] = {
+    {128, "CP932"},  {129, "CP949"},  {130, "JOHAB"},  {134, "GBK"},    {136, "BIG5"},   {161, "CP1253"}, {162, "CP1254"},
+    {163, "CP1258"}, {177, "CP1255"}, {178, "CP1256"}, {186, "CP1257"}, {204, "CP1251"}, {222, "CP874"},  {238, "CP1250"}, {255, "CP850"}};
+
+// A converter that was opened, kept by the thread: files change their fonts often.
+class Converter {
+public:
+    Converter() = default;
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+    ~Converter() { close(); }
+    iconv_t forEncoding(const char* encoding) {
+        if (encoding != encoding_) {
+            close();
+            encoding_ = encoding;
+            open_ = iconv_open("UTF-16LE", encoding);
+        }
+        return open_;
+    }
+
+private:
+    void close() {
+        if (open_ != failed()) iconv_close(open_);
+        open_ = failed();
+    }
+    static iconv_t failed() { return reinterpret_cast<iconv_t>(intptr_t{-1}); }
+    const char* encoding_ = nullptr;
+    iconv_t open_ = failed();
+};
+
+} // namespace
+
+void decodeText(const uint8_t* bytes, size_t count, int charset, TextCall& call) {
+    const char* encoding = nullptr;
+    for (const CharsetRow& row : charsets)
+        if (row.charset == charset) encoding = row.encoding;
+    static thread_local Converter converter;
+    const iconv_t conversion = encoding ? converter.forEncoding(encoding) : nullptr;
+    std::vector<double> widths;
+    const bool advances = call.advance.size() >= count;
+    for (size_t i = 0; i < count;) {
+        uint16_t out[2] = {bytes[i], 0};
+        size_t used = 1, units = 1;
+        if (!encoding || conversion == reinterpret_cast<iconv_t>(intptr_t{-1})) {
+            if (charset != SYMBOL_CHARSET) out[0] = static_cast<uint16_t>(unicodeOf(bytes[i]));
+        } else if (bytes[i] >= 0x80) {
+            for (used = 1; used <= std::min<size_t>(2, count - i); ++used) {
+                char* from = const_cast<char*>(reinterpret_cast<const char*>(bytes + i));
+                char* to = reinterpret_cast<char*>(out);
+                size_t left = used, room = sizeof out;
+                iconv(conversion, nullptr, nullptr, nullptr, nullptr);
+                if (iconv(conversion, &from, &left, &to, &room) == static_cast<size_t>(-1) || left) continue;
+                iconv(conversion, nullptr, nullptr, &to, &room); // what it has held back for a mark to come
+                units = (sizeof out - room) / 2;
+                break;
+            }
+            if (used > 2 || used > count - i || !units) {
+                used = units = 1;
+                out[0] = '?';
+            }
+        }
+        double width = 0;
+        for (size_t k = 0; advances && k < used; ++k) width += call.advance[i + k];
+        for (size_t k = 0; k < units; ++k) {
+            call.text.push_back(out[k]);
+            if (advances) widths.push_back(k ? 0 : width);
+        }
+        i += used;
+    }
+    call.advance = std::move(widths);
+}
+
+namespace {
+
+// The bytes of windows-1252 for a text that has no other characters: what every destination can keep.
+bool narrow(const std::vector<uint16_t>& text, bool symbols, std::string& out) {
+    out.clear();
+    for (const uint16_t unit : text) {
+        uint16_t c = unit;
+        if (symbols && (c & 0xFF00) == 0xF000) c &= 0xFF; // where symbol fonts keep their letters
+        if (c < 0x80 || (c >= 0xA0 && c < 0x100) || (symbols && c < 0x100)) {
+            out.push_back(static_cast<char>(c));
+            continue;
+        }
+        int found = -1;
+        for (int i = 0x80; i < 0xA0 && found < 0; ++i)
+            if (unicodeOf(static_cast<uint8_t>(i)) == c) found = i;
+        if (found < 0) return false;
+        out.push_back(static_cast<char>(found));
+    }
+    return true;
+}
+
+} // namespace
+
+void Playback::text(const TextCall& call) {
+    if (!usable_ || exhausted()) return;
+    const bool moves = state.textAlign & TA_UPDATECP;
+    const FPoint at = moves ? state.position : call.at;
+    LOGFONTA wanted = font();
+    const double escape = wanted.lfEscapement % 3600 * std::numbers::pi / 1800;
+
+    // The axes of the letters. Pages whose y points up don't turn letters over, unless the file was recorded in the mode
+    // in which they follow everything.
+    Affine page = state.page.map();
+    if (!call.advanced) page = {std::abs(page.a), 0, 0, std::abs(page.d), 0, 0};
+    const Affine linear = state.world.then(page).then(placement_).then(device_);
+    const FPoint along = linear.vector(std::cos(escape), -std::sin(escape));
+    const FPoint down = linear.vector(std::sin(escape), std::cos(escape));
+    double scaleAlong = lengthOf(along);
+    // Height across the line, however sheared.
+    const double area = std::abs(linear.determinant());
+    if (!(scaleAlong > 1e-9) || !std::isfinite(scaleAlong) || !(area > 0)) return;
+    double scaleAcross = area / scaleAlong;
+    bool mirroredAcross = along.x * down.y - along.y * down.x < 0;
+    FPoint direction{along.x / scaleAlong, along.y / scaleAlong};
+    bool reversed = false;
+    // A line that would run to the left because of a mirroring is written from its other end.
+    if (mirroredAcross && direction.x * std::cos(escape) - direction.y * std::sin(escape) < 0) {
+        reversed = true;
+        direction = {-direction.x, -direction.y};
+        mirroredAcross = false;
+    }
+    // What follows is in units of the destination, whose own axes scale as well.
+    const double unit = std::sqrt(std::abs(device_.determinant()));
+    if (!(unit > 0)) return;
+    scaleAlong /= unit;
+    scaleAcross /= unit;
+
+    int angle = roundAway(std::atan2(-direction.y, direction.x) * 1800 / std::numbers::pi);
+    if (angle < 0) angle += 3600;
+    if (!state.font && escape == 0 && angle == 0 && map_.upright() && std::abs(map_.a - 1) < 1e-9 &&
+        std::abs(map_.d - 1) < 1e-9) {
+        // the context's own font at its own size
+    } else {
+        wanted.lfEscapement = wanted.lfOrientation = angle;
+        if (wanted.lfHeight == 0) wanted.lfHeight = -13;
+        const bool cell = wanted.lfHeight > 0;
+        const int height = std::clamp(roundAway(std::abs(static_cast<double>(wanted.lfHeight)) * scaleAcross), 1, 1 << 26);
+        wanted.lfHeight = cell ? height : -height;
+        if (wanted.lfWidth)
+            wanted.lfWidth = std::clamp(
+                roundAway(std::abs(static_cast<double>(wanted.lfWidth)) * scaleAlong), 1, 1 << 26);
+    }
+    if (measuring) {
+        const double length = static_cast<double>(call.text.size()) * std::abs(wanted.lfHeight) * 0.5;
+        const FPoint p = placed(at.x, at.y);
+        noteBounds(p);
+        noteBounds({p.x + direction.x * length, p.y + direction.y * length});
+        return;
+    }
+    syncClip();
+    syncModes();
+    syncFont(wanted);
+    // A face has one proportion; a stretched picture asks for another.
+    const double stretch = scaleAlong / scaleAcross;
+    if (!font().lfWidth && (stretch < 0.95 || stretch > 1.05)) {
+        TEXTMETRICA metrics;
+        if (GetTextMetricsA(hDC_, &metrics)) {
+            wanted.lfWidth = std::clamp(roundAway(metrics.tmAveCharWidth * stretch), 1, 1 << 26);
+            syncFont(wanted);
+        }
+    }
+
+    const bool symbols = wanted.lfCharSet == SYMBOL_CHARSET;
+    std::string bytes;
+    const bool plain = narrow(call.text, symbols, bytes);
+    const auto count = static_cast<UINT>(call.text.size());
+    // Advances in the destination's units, each so that the sum up to it is right.
+    std::vector<INT> dx;
+    double total = 0;
+    if (call.advance.size() >= count && count) {
+        int64_t placedSo = 0;
+        for (UINT i = 0; i < count; ++i) {
+            total += call.advance[i];
+            const int64_t end = roundAway(total * scaleAlong);
+            dx.push_back(static_cast<INT>(end - placedSo));
+            placedSo = end;
+        }
+        total *= scaleAlong;
+    } else if (count) {
+        std::vector<INT> ends(count);
+        SIZE size{};
+        if (plain)
+            GetTextExtentExPointA(hDC_, bytes.data(), static_cast<int>(count), 0, nullptr, ends.data(), &size);
+        else
+            textExtentsWide(hDC_, call.text.data(), count, ends.data());
+        total = ends.back();
+        if (state.charExtra != 0 || (state.breakCount && state.breakExtra != 0)) {
+            double extra = 0;
+            int64_t placedSo = 0;
+            for (UINT i = 0; i < count; ++i) {
+                extra += state.charExtra;
+                if (state.breakCount && call.text[i] == ' ') extra += state.breakExtra / state.breakCount;
+                const int64_t end = roundAway(ends[i] + extra * scaleAlong);
+                dx.push_back(static_cast<INT>(end - placedSo));
+                placedSo = end;
+            }
+            total += extra * scaleAlong;
+        }
+    }
+
+    UINT align = state.textAlign & (TA_CENTER | TA_BASELINE);
+    FPoint anchor = placed(at.x, at.y);
+    if (reversed && (align & TA_CENTER) != TA_CENTER) align ^= TA_RIGHT;
+    if (mirroredAcross) {
+        if ((align & TA_BASELINE) == TA_BASELINE) {
+            // The line's box lies on the other side of its base line; the base line moves so that the box stays there.
+            TEXTMETRICA metrics;
+            if (GetTextMetricsA(hDC_, &metrics)) {
+                const double shift = metrics.tmAscent - metrics.tmDescent;
+                anchor = {anchor.x - direction.y * shift, anchor.y + direction.x * shift};
+            }
+        } else {
+            align ^= TA_BOTTOM;
+        }
+    }
+    SetTextAlign(hDC_, align);
+    const POINT point{roundAway(anchor.x), roundAway(anchor.y)};
+    UINT options = call.options & (ETO_OPAQUE | ETO_CLIPPED);
+    RECT box{};
+    if (call.hasBox && options) {
+        box = boxOf(call.box, false);
+        if (!map_.upright()) {
+            // A turned box is no box any more: its background is drawn as a figure.
+            if (options & ETO_OPAQUE) {
+                FlatPath path;
+                path.moveTo(placed(call.box.left, call.box.top));
+                path.lineTo(placed(call.box.right, call.box.top));
+                path.lineTo(placed(call.box.right, call.box.bottom));
+                path.lineTo(placed(call.box.left, call.box.bottom));
+                path.close();
+                selectPen(PS_NULL, 0, 0);
+                selectSolid(state.bkColor);
+                fillFigures(path, WINDING);
+            }
+            options = 0;
+        }
+    } else {
+        options = 0;
+    }
+    const INT* advances = dx.empty() ? nullptr : dx.data();
+    const RECT* around = options ? &box : nullptr;
+    if (plain)
+        ExtTextOutA(hDC_, point.x, point.y, options, around, bytes.data(), count, advances);
+    else
+        ExtTextOutW(hDC_, point.x, point.y, options, around, call.text.data(), count, advances);
+
+    if (moves && (state.textAlign & TA_CENTER) != TA_CENTER) {
+        // Along the line as the file counts it.
+        double length = total / scaleAlong;
+        if (state.textAlign & TA_RIGHT) length = -length;
+        const Affine own = state.page.map();
+        const bool up = !call.advanced && own.d < 0, left = !call.advanced && own.a < 0;
+        state.position = {at.x + length * std::cos(escape) * (left ? -1 : 1), at.y - length * std::sin(escape) * (up ? -1 : 1)};
+    }
+}
+
+} // namespace kb::gdi
