@@ -50,7 +50,8 @@ std::vector<POINT> annEllipsePolygon(const AnnMatrix& matrix, const AnnPoint (&q
     const auto [p] = annQuadCorners(matrix, quad);
     const AnnPoint first{(p[2].x - p[1].x) / 2, (p[2].y - p[1].y) / 2}, second{(p[0].x - p[1].x) / 2, (p[0].y - p[1].y) / 2};
     const AnnPoint center{(p[0].x + p[2].x) / 2, (p[0].y + p[2].y) / 2};
-    const double length = std::clamp(std::hypot(first.x - second.x, first.y - second.y), 1.0, maxEllipseVertices / 4);
+    const double distance = std::hypot(first.x - second.x, first.y - second.y); // may be no number
+    const double length = distance >= 1 ? std::min(distance, maxEllipseVertices / 4) : 1.0;
     const double step = std::numbers::pi / 2 / length;
     std::vector<POINT> points;
     points.reserve(static_cast<size_t>(4 * length) + 2);
