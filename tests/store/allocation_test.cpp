@@ -260,4 +260,24 @@ TEST(FailingMemory, LocksAndMeasures) {
     KbSetAllocationHook(nullptr, nullptr);
 }
 
+// A hit test fails for no want of memory: without its index it walks.
+TEST(FailingMemory, HitsNeedNone) {
+    KbSetAllocationHook(hook, nullptr);
+    for (int n = 0; n < 12; ++n) {
+        const Tree tree;
+        for (int i = 0; i < 1500; ++i) makeItem(tree.root, ANN_OBJECT_RECT, {900, 900, 950, 950});
+        for (int i = 0; i < 3; ++i) {
+            POINT point{5, 5};
+            uint32_t result = 0;
+            HANNOBJECT found = nullptr;
+            allocationsLeft = n;
+            const int code = K_AnnHitTest(tree.root, &point, &result, &found);
+            allocationsLeft = -1;
+            EXPECT_EQ(code, SUCCESS) << n;
+            EXPECT_EQ(found, tree.root) << n;
+        }
+    }
+    KbSetAllocationHook(nullptr, nullptr);
+}
+
 } // namespace

@@ -13,6 +13,7 @@ union Out {
     HANNOBJECT handle;
     HWND window;
     KernelBitmap bitmap;
+    RECT rect;
     AnnPoint points[8];
     char text[64];
 };
@@ -82,6 +83,10 @@ inline const Getter getters[] = {
     {"K_AnnGetContainer", into<K_AnnGetContainer, &Out::handle>, ANN_OBJECT_RECT},
     {"K_AnnGetTopContainer", into<K_AnnGetTopContainer, &Out::handle>, ANN_OBJECT_RECT},
     {"K_AnnCopy", into<K_AnnCopy, &Out::handle>, ANN_OBJECT_RECT},
+    {"K_AnnGetSelectCount", into<K_AnnGetSelectCount, &Out::number>, ANN_OBJECT_RECT},
+    {"K_AnnGetSelectItems", into<K_AnnGetSelectItems, &Out::handle>, ANN_OBJECT_RECT},
+    {"K_AnnGetSelectRect", into<K_AnnGetSelectRect, &Out::rect>, ANN_OBJECT_RECT},
+    {"K_AnnGetArea", into<K_AnnGetArea, &Out::number>, ANN_OBJECT_RECT},
     {"K_AnnGetPointCount", into<K_AnnGetPointCount, &Out::number>, ANN_OBJECT_LINE},
     {"K_AnnGetPoints", [](HANNOBJECT h, Out* o) { return K_AnnGetPoints(h, o ? o->points : nullptr); }, ANN_OBJECT_LINE},
     {"K_AnnGetAutoBackColor", [](HANNOBJECT h, Out* o) { return K_AnnGetAutoBackColor(h, 0, o ? &o->number : nullptr); },
@@ -183,6 +188,31 @@ inline const Action actions[] = {
      [](HANNOBJECT h) {
          return K_AnnEnumerate(
              h, [](HANNOBJECT, void*) { return int{SUCCESS}; }, nullptr, 0, nullptr);
+     }},
+    {"K_AnnHitTest",
+     [](HANNOBJECT h) {
+         POINT point{2, 3};
+         uint32_t result;
+         HANNOBJECT found;
+         return K_AnnHitTest(h, &point, &result, &found);
+     }},
+    {"K_AnnSelectPoint",
+     [](HANNOBJECT h) {
+         const POINT point{2, 3};
+         return K_AnnSelectPoint(h, &point);
+     }},
+    {"K_AnnSelectRect",
+     [](HANNOBJECT h) {
+         const RECT rect{-9, -9, 99, 99};
+         return K_AnnSelectRect(h, &rect);
+     }},
+    {"K_AnnGetRgnHandle",
+     [](HANNOBJECT h) {
+         const AnnRgnXForm form{KB_VIEW_LEFT_TOP, 2, 1, 2, 1, 0, 0};
+         HRGN region = nullptr;
+         const int code = K_AnnGetRgnHandle(h, &form, &region);
+         if (code == SUCCESS) DeleteObject(region);
+         return code;
      }},
     {"K_AnnDraw", [](HANNOBJECT h) { return K_AnnDraw(nullptr, nullptr, h); }},
     {"K_AnnSaveTag",

@@ -1,5 +1,5 @@
-// Any thread may call, and one tree is one thread's: sixteen threads build, draw, copy, store and load trees of their own at
-// the same time. Run under the thread sanitizer, too.
+// Any thread may call, and one tree is one thread's: sixteen threads build, draw, hit, copy, store and load trees of their own
+// at the same time. Run under the thread sanitizer, too.
 #include "kbann/kbann.h"
 #include "platform/sys.h"
 
@@ -15,7 +15,7 @@ HANNOBJECT buildTree(uint32_t seed) {
     HANNOBJECT root = nullptr;
     const AnnRect page{0, 0, 300, 200};
     EXPECT_EQ(K_AnnCreateContainer(nullptr, &page, TRUE, &root), SUCCESS);
-    for (uint32_t i = 0; i < 48; ++i) {
+    for (uint32_t i = 0; i < 96; ++i) {
         HANNOBJECT item = nullptr;
         const uint32_t type = i % ANN_OBJECT_LAST;
         EXPECT_EQ(K_AnnCreateItem(root, type, TRUE, &item), SUCCESS);
@@ -27,6 +27,7 @@ HANNOBJECT buildTree(uint32_t seed) {
                        type == ANN_OBJECT_POINT                              ? 1
                        : type == ANN_OBJECT_LINE || type == ANN_OBJECT_RULER ? 2
                                                                              : 3);
+        K_AnnSetTag(item, i, 0);
         K_AnnSetText(item, "some text", 0);
         K_AnnSetName(item, TRUE, "name", nullptr, -1, 0);
         K_AnnSetFontSize(item, 8 + seed % 3, 0);
@@ -52,12 +53,31 @@ uint64_t draw(HANNOBJECT root) {
     return hash;
 }
 
+// What lies under points all over the page, as one number; often enough for the tree's index to come in.
+uint64_t hit(HANNOBJECT root) {
+    uint64_t hash = 1469598103934665603u;
+    for (int y = 0; y < 200; y += 7)
+        for (int x = 0; x < 300; x += 7) {
+            POINT point{x, y};
+            uint32_t result = 0, tag = 0;
+            HANNOBJECT found = nullptr;
+            EXPECT_EQ(K_AnnHitTest(root, &point, &result, &found), SUCCESS);
+            if (found) K_AnnGetTag(found, &tag);
+            hash = (hash ^ (result * 1000 + tag)) * 1099511628211u;
+        }
+    return hash;
+}
+
 uint64_t workOnATree(uint32_t seed) {
     const HANNOBJECT root = buildTree(seed);
     const uint64_t drawn = draw(root);
     HANNOBJECT copy = nullptr, loaded = nullptr;
     EXPECT_EQ(K_AnnCopy(root, &copy), SUCCESS);
     EXPECT_EQ(draw(copy), drawn);
+    const uint64_t found = hit(root);
+    EXPECT_EQ(hit(copy), found);
+    const RECT page{0, 0, 300, 200};
+    EXPECT_EQ(K_AnnSelectRect(copy, &page), SUCCESS);
     HGLOBAL memory = nullptr;
     uint32_t size = 0;
     EXPECT_EQ(K_AnnSaveMemory(root, ANN_FMT_NATIVE, FALSE, &memory, &size, nullptr), SUCCESS);
@@ -65,7 +85,7 @@ uint64_t workOnATree(uint32_t seed) {
     draw(loaded);
     GlobalFree(memory);
     for (const HANNOBJECT tree : {root, copy, loaded}) EXPECT_EQ(K_AnnDestroy(tree, 0), SUCCESS);
-    return drawn;
+    return drawn ^ found;
 }
 
 TEST(Threads, EachWithATreeOfItsOwn) {
