@@ -128,7 +128,7 @@ bool annDrawText(const Drawing& d) {
     const FontSelection font(d.hDC, annMakeFont(d.matrix, d.record, annTextAngle(theta)));
     if (!font) return false;
     const CharWidths widths = charWidths(d.hDC, font.font());
-    const double height = lineHeight(d.hDC), phi = annEdgeDirection(b, a);
+    const double height = lineHeight(d.hDC), phi = annDirection(b, a);
     const AnnPoint step{-height * std::cos(phi), -height * std::sin(phi)};
     AnnPoint at = a;
     if ((delta > pi / 2 && delta < pi) || delta > 3 * pi / 2) { // skewed

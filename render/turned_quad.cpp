@@ -36,13 +36,13 @@ bool addMapping(HDC hDC, AnnMatrix& matrix) {
 
 } // namespace
 
-double annEdgeDirection(AnnPoint from, AnnPoint to) { return std::atan2(to.y - from.y, to.x - from.x); }
+double annDirection(AnnPoint from, AnnPoint to) { return std::atan2(to.y - from.y, to.x - from.x); }
 
 int annTextAngle(double theta) { return annRound(theta * -572.9577951308238); }
 
 TurnedQuad annTurnQuad(const AnnMatrix& matrix, const AnnPoint (&quad)[3]) {
     const auto [corner] = annQuadCorners(matrix, quad);
-    TurnedQuad q{corner[0], corner[1], corner[2], annEdgeDirection(corner[1], corner[2]), annEdgeDirection(corner[1], corner[0]),
+    TurnedQuad q{corner[0], corner[1], corner[2], annDirection(corner[1], corner[2]), annDirection(corner[1], corner[0]),
                  0, false};
     q.delta = q.theta - q.firstPhi;
     while (q.delta < 0) q.delta += 2 * pi;
