@@ -78,7 +78,6 @@ struct TurnedQuad {
     bool mirrored;
 };
 TurnedQuad annTurnQuad(const AnnMatrix& matrix, const AnnPoint (&quad)[3]);
-double annDirection(AnnPoint from, AnnPoint to);
 // An angle as fonts count it: tenths of a degree, counter-clockwise.
 int annTextAngle(double theta);
 

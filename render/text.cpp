@@ -1,6 +1,7 @@
 // Text: word wrap, into an upright rectangle or along the axes of a turned, mirrored or skewed quad. A run is found by
 // adding up character widths, then checked with the exact extent, as summing alone would drift with rounding.
 #include "render/drawing.h"
+#include "store/measure.h"
 
 #include <algorithm>
 #include <numbers>

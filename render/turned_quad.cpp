@@ -1,6 +1,7 @@
 // Quads that are turned, mirrored or skewed: their axes, and clipping to them.
 #include "render/device_points.h"
 #include "render/drawing.h"
+#include "store/measure.h"
 
 #include <cmath>
 #include <numbers>
@@ -36,14 +37,12 @@ bool addMapping(HDC hDC, AnnMatrix& matrix) {
 
 } // namespace
 
-double annDirection(AnnPoint from, AnnPoint to) { return std::atan2(to.y - from.y, to.x - from.x); }
-
 int annTextAngle(double theta) { return annRound(theta * -572.9577951308238); }
 
 TurnedQuad annTurnQuad(const AnnMatrix& matrix, const AnnPoint (&quad)[3]) {
     const auto [corner] = annQuadCorners(matrix, quad);
     TurnedQuad q{corner[0], corner[1], corner[2], annDirection(corner[1], corner[2]), annDirection(corner[1], corner[0]),
-                 0, false};
+                 0,         false};
     q.delta = q.theta - q.firstPhi;
     while (q.delta < 0) q.delta += 2 * pi;
     while (q.delta >= 2 * pi) q.delta -= 2 * pi;
@@ -71,8 +70,7 @@ void annClipToPolygon(const Drawing& d, std::span<const AnnPoint> points) {
     addMapping(d.hDC, matrix);
     DevicePoints device;
     if (device.assign(points, matrix))
-        narrowClip(d.hDC,
-                   CreatePolygonRgn(device.data(), device.size(), d.record.nPolyFillMode ? ALTERNATE : WINDING));
+        narrowClip(d.hDC, CreatePolygonRgn(device.data(), device.size(), d.record.nPolyFillMode ? ALTERNATE : WINDING));
 }
 
 } // namespace kbann
