@@ -24,9 +24,7 @@ struct Point {
 // Position in the source as stored, for a place on the device: x * perX + y * perY + origin.
 struct InverseMap {
     Point perX, perY, origin;
-    Point at(double x, double y) const {
-        return {x * perX.x + y * perY.x + origin.x, x * perX.y + y * perY.y + origin.y};
-    }
+    Point at(double x, double y) const { return {x * perX.x + y * perY.x + origin.x, x * perX.y + y * perY.y + origin.y}; }
 };
 
 // Logical units of a context to device ones, not rounded.
@@ -141,9 +139,8 @@ void narrowRow(double value, double step, double limit, int32_t* first, int32_t*
     if (high < *last) *last = static_cast<int32_t>(std::max<double>(high, *first));
 }
 
-// Inside but for rounding.
-int64_t position(double at, int32_t size) { return std::llround((std::clamp(at, 0.0, double(size)) - 0.5) * unit); }
-int64_t step(double perPixel) { return std::llround(std::clamp(perPixel, -2.0 * maxBitmapSide, 2.0 * maxBitmapSide) * unit); }
+int64_t inUnits(double value, double limit) { return std::llround(std::clamp(value, -limit, limit) * unit); }
+int64_t step(double perPixel) { return inUnits(perPixel, 2.0 * maxBitmapSide); }
 
 struct Work {
     KbSurface surface;
@@ -171,9 +168,14 @@ template <class Use> void eachInRegion(const Work& work, const SampleLine& line,
     }
 }
 
+// `count` pixels from x on, which lie within one stretch of maxRun pixels counted from the left edge of the target: positions
+// count from the start of that stretch, so that a pixel is the same whatever part of the image the clip shows.
 void paintRun(const Work& work, int32_t y, int32_t x, int count, bool vectors) {
-    const Point at = work.map.at(x + 0.5, y + 0.5);
-    const SampleLine line{position(at.x, work.source.width), position(at.y, work.source.height), work.stepX, work.stepY};
+    const int32_t start = x / maxRun * maxRun;
+    const Point at = work.map.at(start + 0.5, y + 0.5);
+    constexpr double limit = 1099511627776.0; // beyond what any image with a step of any size can reach
+    const SampleLine line{inUnits(at.x - 0.5, limit) + (x - start) * work.stepX,
+                          inUnits(at.y - 0.5, limit) + (x - start) * work.stepY, work.stepX, work.stepY};
     uint32_t run[maxRun];
     sampleRun(work.source, line, count, run, vectors);
     const int bytes = work.surface.nBits / 8;
@@ -192,7 +194,11 @@ void paintRow(const Work& work, int32_t y, int32_t left, int32_t right, bool vec
     if (!std::isfinite(start.x + start.y)) return;
     narrowRow(start.x, work.map.perX.x, work.source.width, &left, &right);
     narrowRow(start.y, work.map.perX.y, work.source.height, &left, &right);
-    for (int32_t x = left; x < right; x += maxRun) paintRun(work, y, x, std::min(maxRun, right - x), vectors);
+    for (int32_t x = left; x < right;) {
+        const int32_t end = std::min(right, (x / maxRun + 1) * maxRun);
+        paintRun(work, y, x, end - x, vectors);
+        x = end;
+    }
 }
 
 int paintTurned(HDC hDC, const KernelBitmap& b, const double* pCorners, DWORD rop, bool byRegion) {

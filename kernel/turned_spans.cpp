@@ -23,8 +23,8 @@ uint32_t mixPairs(uint32_t a, uint32_t b, uint32_t weight) {
 uint32_t mixFour(uint32_t a, uint32_t b, uint32_t c, uint32_t d, uint32_t across, uint32_t down) {
     constexpr uint32_t pair = 0x00FF00FFu;
     const uint32_t even = mixPairs(mixPairs(a & pair, b & pair, across), mixPairs(c & pair, d & pair, across), down);
-    const uint32_t odd = mixPairs(mixPairs(a >> 8 & pair, b >> 8 & pair, across),
-                                  mixPairs(c >> 8 & pair, d >> 8 & pair, across), down);
+    const uint32_t odd =
+        mixPairs(mixPairs(a >> 8 & pair, b >> 8 & pair, across), mixPairs(c >> 8 & pair, d >> 8 & pair, across), down);
     return even | odd << 8;
 }
 
@@ -87,14 +87,12 @@ __attribute__((target("avx2"), always_inline)) inline __m256i mixWords(__m256i a
 }
 
 // The left and the right pixel of eight pairs in one row, each as 32 bits in order.
-template <int bytes>
-__attribute__((target("avx2"), always_inline)) inline void loadEight(const uint8_t* p, const int32_t* offsets,
-                                                                     __m256i& left, __m256i& right) {
+template <int bytes> __attribute__((target("avx2"), always_inline)) inline void
+loadEight(const uint8_t* p, const int32_t* offsets, __m256i& left, __m256i& right) {
     __m256i a = loadPairs(p, offsets, 0, 4), b = loadPairs(p, offsets, 2, 6);
     if constexpr (bytes == 3) {
-        const __m256i spread =
-            _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 8, 9, 10, -1, 11, 12, 13, -1, 0, 1, 2, -1, 3, 4, 5, -1, 8, 9, 10, -1,
-                             11, 12, 13, -1);
+        const __m256i spread = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 8, 9, 10, -1, 11, 12, 13, -1, 0, 1, 2, -1, 3, 4, 5,
+                                                -1, 8, 9, 10, -1, 11, 12, 13, -1);
         a = _mm256_shuffle_epi8(a, spread);
         b = _mm256_shuffle_epi8(b, spread);
     }
@@ -104,9 +102,8 @@ __attribute__((target("avx2"), always_inline)) inline void loadEight(const uint8
 }
 
 // Eight pixels a step; all four neighbours lie inside, and so do the eight bytes that are read for two of them.
-template <int bytes>
-__attribute__((target("avx2"))) int sampleVector(const SampleSource& s, const SampleLine& line, int first, int last,
-                                                 uint32_t* out) {
+template <int bytes> __attribute__((target("avx2"))) int sampleVector(const SampleSource& s, const SampleLine& line,
+                                                                      int first, int last, uint32_t* out) {
     const int64_t startX = line.x + first * line.stepX, startY = line.y + first * line.stepY;
     const int64_t pixelX = startX >> one, pixelY = startY >> one;
     const uint8_t* top = s.rows + pixelY * s.stride + pixelX * bytes;

@@ -30,8 +30,12 @@ TEST(TurnedSpans, VectorsSampleAndWriteWhatThePlainLoopsDo) {
         const std::unique_ptr<uint8_t[]> pixels(new uint8_t[size]);
         for (size_t i = 0; i < size; ++i) pixels[i] = static_cast<uint8_t>(random());
         const kb::SampleSource source{pixels.get(), stride, width, height, bytes};
-        const auto position = [&](int32_t side) { return (int64_t{random.below(static_cast<uint32_t>(side) + 4)} - 2) * 65536 + random.below(65536); };
-        const auto step = [&] { return static_cast<int64_t>(random.below(1u << (10 + round % 20))) * (random.below(2) ? 1 : -1); };
+        const auto position = [&](int32_t side) {
+            return (int64_t{random.below(static_cast<uint32_t>(side) + 4)} - 2) * 65536 + random.below(65536);
+        };
+        const auto step = [&] {
+            return static_cast<int64_t>(random.below(1u << (10 + round % 20))) * (random.below(2) ? 1 : -1);
+        };
         const kb::SampleLine line{position(width), position(height), step(), round % 7 ? step() : 0};
         const int count = 1 + static_cast<int>(random.below(kb::maxRun));
         std::array<uint32_t, kb::maxRun> plain{}, vectors{};
@@ -115,13 +119,14 @@ TEST(Turned, MixesTheFourNeighboursInEveryDepthAndPerspective) {
                         ASSERT_EQ(made & 0xFFFFFF, 0x5A5A5Au) << x << ", " << y;
                         continue;
                     }
-                    const double left = std::floor(u - 0.5), top = std::floor(v - 0.5), fx = u - 0.5 - left, fy = v - 0.5 - top;
+                    const double left = std::floor(u - 0.5), top = std::floor(v - 0.5), fx = u - 0.5 - left,
+                                 fy = v - 0.5 - top;
                     for (int channel = 0; channel < 3; ++channel) { // COLORREF has red low, the pixel has it high
                         const auto at = [&](int dx, int dy) {
                             return color(static_cast<int>(left) + dx, static_cast<int>(top) + dy, channel);
                         };
-                        const double expected = (at(0, 0) * (1 - fx) + at(1, 0) * fx) * (1 - fy) +
-                                                (at(0, 1) * (1 - fx) + at(1, 1) * fx) * fy;
+                        const double expected =
+                            (at(0, 0) * (1 - fx) + at(1, 0) * fx) * (1 - fy) + (at(0, 1) * (1 - fx) + at(1, 1) * fx) * fy;
                         worst = std::max(worst, std::abs(expected - double(made >> (16 - 8 * channel) & 255)));
                     }
                 }
@@ -261,7 +266,8 @@ TEST(Paste, PutsBackWhatWasCopiedAtEveryDepth) {
                 for (int column = 0; column < part.b.Width; ++column) {
                     ASSERT_EQ(rawAt(part.b, row, column), rawAt(image.b, y + row, x + column));
                     const int c = toX + column, r = toY + row;
-                    if (c >= 0 && c < 37 && r >= 0 && r < 23) expected[static_cast<size_t>(r * 37 + c)] = rawAt(part.b, row, column);
+                    if (c >= 0 && c < 37 && r >= 0 && r < 23)
+                        expected[static_cast<size_t>(r * 37 + c)] = rawAt(part.b, row, column);
                 }
             }
             Image shared; // has its own pixels afterwards
