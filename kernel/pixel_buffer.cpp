@@ -1,6 +1,7 @@
-// Allocation of pixel buffers. Small images come from the heap in one piece. Large ones are mapped and backed by huge
-// pages, because touching a fresh page costs more than filling it; a few freed mappings are kept, so that loading page
-// after page, or drawing tile after tile, works in memory that is already there.
+// Allocation of pixel buffers. Small images come from the heap in one piece. Larger ones are mapped, because touching a fresh
+// page costs more than filling it: all pages of a mapping are asked for at once, or huge ones where it is large. Some freed
+// mappings are kept, so that loading page after page, drawing tile after tile, or stamp after stamp, works in memory that
+// is already there.
 #include "kernel/pixel_buffer.h"
 
 #include "platform/sys.h"
@@ -16,8 +17,9 @@
 namespace kb {
 namespace {
 
-constexpr size_t mappedFrom = size_t{1} << 20;
-constexpr size_t hugePage = size_t{2} << 20;
+constexpr size_t mappedFrom = size_t{32} << 10;
+constexpr size_t hugeFrom = size_t{1} << 20;
+constexpr size_t page = size_t{4} << 10, hugePage = size_t{2} << 20;
 constexpr size_t rowAlignment = 64;
 
 struct Mapping {
@@ -52,7 +54,7 @@ public:
 private:
     static constexpr size_t limit = size_t{128} << 20;
     std::mutex mutex_;
-    std::array<Mapping, 4> kept_;
+    std::array<Mapping, 64> kept_;
     size_t total_ = 0;
 };
 
@@ -83,13 +85,16 @@ KernelPixels* allocatePixels(size_t size, bool zeroed) noexcept {
     if (mapping.address) {
         if (zeroed) std::memset(mapping.address, 0, size);
     } else {
-        mapping.bytes = (size + hugePage - 1) / hugePage * hugePage;
-        void* address = mmap(nullptr, mapping.bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        const bool isHuge = size >= hugeFrom;
+        const size_t whole = isHuge ? hugePage : page;
+        mapping.bytes = (size + whole - 1) / whole * whole;
+        const int flags = MAP_PRIVATE | MAP_ANONYMOUS | (isHuge ? 0 : MAP_POPULATE);
+        void* address = mmap(nullptr, mapping.bytes, PROT_READ | PROT_WRITE, flags, -1, 0);
         if (address == MAP_FAILED) {
             KbFree(memory);
             return nullptr;
         }
-        madvise(address, mapping.bytes, MADV_HUGEPAGE);
+        if (isHuge) madvise(address, mapping.bytes, MADV_HUGEPAGE);
         mapping.address = static_cast<uint8_t*>(address);
     }
     pixels->rows = mapping.address;
