@@ -61,9 +61,7 @@ struct Fitting {
     }
 
     // What a redaction covers of the image, in viewed pixels; empty outside of it.
-    RECT boxOf(const AnnObject& redaction) const {
-        return annShapeBounds(redaction, annMul(redaction.xfToClient, matrix));
-    }
+    RECT boxOf(const AnnObject& redaction) const { return annShapeBounds(redaction, annMul(redaction.xfToClient, matrix)); }
 };
 
 bool isUsable(const KernelBitmap* pBitmap) { return pBitmap && pBitmap->Allocated && !pBitmap->Borrowed; }
@@ -81,8 +79,8 @@ int keepCovered(const Fitting& fit) {
         if (annIsEmpty(box)) return SUCCESS;
         K_RectToBitmapView(&fit.image, 0, &box);
         KernelBitmap covered{};
-        const int code = K_CopyBitmapRect(&covered, &fit.image, box.left, box.top, box.right - box.left,
-                                          std::abs(box.bottom - box.top));
+        const int code =
+            K_CopyBitmapRect(&covered, &fit.image, box.left, box.top, box.right - box.left, std::abs(box.bottom - box.top));
         if (code != SUCCESS) return code;
         K_FreeBitmap(&record.bitmap);
         record.bitmap = covered;
@@ -125,13 +123,19 @@ private:
 // palette entries a pixel had, or its fourth byte. ERROR_FEATURE_NOT_SUPPORTED if they don't.
 int pasteBack(const Fitting& fit, const KernelBitmap& kept, const RECT& place) {
     const auto viewed = [](const KernelBitmap& b) { return b.ViewPerspective ? b.ViewPerspective : int{KB_VIEW_TOP_LEFT}; };
-    const RECT seen = annIntersect(place, annIntersect(fit.target, viewOf(fit.image)));
-    if (viewed(kept) != viewed(fit.image) || widthOf(seen) != widthOf(place) || heightOf(seen) != heightOf(place))
-        return ERROR_FEATURE_NOT_SUPPORTED;
-    RECT stored = place;
+    RECT stored = place, seen = annIntersect(place, annIntersect(fit.target, viewOf(fit.image)));
     K_RectToBitmapView(&fit.image, 0, &stored);
-    if (widthOf(stored) != kept.Width || heightOf(stored) != kept.Height) return ERROR_FEATURE_NOT_SUPPORTED;
-    const int code = K_PasteBitmapRect(&fit.image, &kept, stored.left, stored.top);
+    if (viewed(kept) != viewed(fit.image) || widthOf(stored) != kept.Width || heightOf(stored) != kept.Height)
+        return ERROR_FEATURE_NOT_SUPPORTED;
+    if (annIsEmpty(seen)) return SUCCESS;
+    K_RectToBitmapView(&fit.image, 0, &seen);
+    KernelBitmap part{}; // what the target shows of it
+    int code = widthOf(seen) == widthOf(stored) && heightOf(seen) == heightOf(stored)
+                   ? K_CopyBitmap(&part, &kept)
+                   : K_CopyBitmapRect(&part, &kept, seen.left - stored.left, seen.top - stored.top, seen.right - seen.left,
+                                      seen.bottom - seen.top);
+    if (code == SUCCESS) code = K_PasteBitmapRect(&fit.image, &part, seen.left, seen.top);
+    K_FreeBitmap(&part);
     return code == ERROR_INV_PARAMETER ? int{ERROR_FEATURE_NOT_SUPPORTED} : code; // another depth or palette
 }
 
@@ -158,8 +162,7 @@ int unrealize(const Fitting& fit, bool bSelected) {
     ImageContext context(fit.image);
     bool anyLocked = false;
     int code = walkVisible(fit.object, fit.bSiblings, [&](AnnObject& record) -> int {
-        if (!isRedaction(record, fit.matrix) || (bSelected && !record.bSelected) || !record.bitmap.Allocated)
-            return SUCCESS;
+        if (!isRedaction(record, fit.matrix) || (bSelected && !record.bSelected) || !record.bitmap.Allocated) return SUCCESS;
         if (!record.pszLockKey) return giveBack(fit, record, context);
         anyLocked = true;
         return SUCCESS;

@@ -159,8 +159,8 @@ bool drawImage(const Drawing& d, bool quickly) {
     ImagePlan plan;
     if (!planImage(d, plan)) return false;
     RECT upright;
-    if (quickly && std::min(plan.width, plan.height) >= leastSide &&
-        (counts(plan.skew) || counts(plan.quad.theta)) && !annQuadRect(d.matrix, d.record.quad, upright)) {
+    if (quickly && std::min(plan.width, plan.height) >= leastSide && (counts(plan.skew) || counts(plan.quad.theta)) &&
+        !annQuadRect(d.matrix, d.record.quad, upright)) {
         const int code = paintTurned(d);
         if (code != ERROR_FEATURE_NOT_SUPPORTED) return code == SUCCESS;
     }
@@ -203,8 +203,8 @@ bool drawCaption(const Drawing& d) {
     const double length = distance(quad.a, quad.b), width = distance(quad.b, quad.c);
     // Unit vectors of reading and of going down.
     const AnnPoint along{std::cos(quad.theta), std::sin(quad.theta)};
-    const AnnPoint down = length > 0 ? AnnPoint{(quad.b.x - quad.a.x) / length, (quad.b.y - quad.a.y) / length}
-                                     : AnnPoint{-along.y, along.x};
+    const AnnPoint down =
+        length > 0 ? AnnPoint{(quad.b.x - quad.a.x) / length, (quad.b.y - quad.a.y) / length} : AnnPoint{-along.y, along.x};
     double depth = (length - block) / 2;
     eachLine(d.record.pszText.view(), [&](std::string_view line) {
         const double from = std::exchange(depth, depth + step);

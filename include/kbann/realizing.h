@@ -16,10 +16,12 @@ KB_API int K_AnnPrint(HDC hDC, const RECT* pRect, HANNOBJECT hObject);
 /* Draws the object and all below it into the pixels. pRect: viewed pixels that the bounds of the object (of its container,
  * for an item) are fitted to; null: 0, 0 to the stored width and height, which suits perspectives whose sides aren't
  * swapped. bRedactOnly: redactions alone, and the pixels under each are kept in the object so that K_AnnUnrealize can put
- * them back. ERROR_INV_PARAMETER: bad object, no pixels, 12 or 16 bit grey. ERROR_NO_MEMORY: redactions that were reached
- * before keep their pixels. */
+ * them back; of one that reaches beyond the image the part on it, of one beside the image nothing. ERROR_INV_PARAMETER:
+ * bad object, no pixels or borrowed ones, 12 or 16 bit grey. ERROR_NO_MEMORY: redactions that were reached before keep
+ * their pixels. */
 KB_API int K_AnnRealize(KernelBitmap* pBitmap, const RECT* pRect, HANNOBJECT hObject, BOOL bRedactOnly);
-/* Puts the kept pixels of redactions back; the objects hold none afterwards. bSelected: of selected ones alone.
+/* Puts the kept pixels of redactions back, bit for bit where the redaction is still where it was; the objects hold none
+ * afterwards. bSelected: of selected ones alone.
  * ERROR_ANN_LOCKED: some are locked and stay covered, all others have been put back. */
 KB_API int K_AnnUnrealize(KernelBitmap* pBitmap, const RECT* pRect, HANNOBJECT hObject, BOOL bSelected);
 
