@@ -14,9 +14,9 @@ namespace kbann {
 namespace {
 
 // By slot. There is no 26199, and the first numbers aren't in the order of the slots.
-constexpr auto stampResources = std::to_array<UINT>(
-    {26176, 26177, 26179, 26180, 26178, 26181, 26182, 26183, 26184, 26185, 26186, 26187, 26188,
-     26189, 26190, 26191, 26192, 26193, 26194, 26195, 26196, 26197, 26198, 26200, 26201, 26202});
+constexpr auto stampResources =
+    std::to_array<UINT>({26176, 26177, 26179, 26180, 26178, 26181, 26182, 26183, 26184, 26185, 26186, 26187, 26188,
+                         26189, 26190, 26191, 26192, 26193, 26194, 26195, 26196, 26197, 26198, 26200, 26201, 26202});
 static_assert(stampResources.size() == stampSlotCount && ANN_METAFILE_HOTSPOT == stampSlotCount);
 
 constexpr auto glyphResources = std::to_array<UINT>({26171, 26170, 26174, 26173});
@@ -143,8 +143,7 @@ bool annHasHotspotOfUser() noexcept {
 void annReplacePredefined(uint32_t nType, const KernelMetafile& metafile) noexcept {
     auto& pictures = sharedPictures();
     const std::lock_guard guard(pictures.lock);
-    KernelMetafile& slot =
-        nType == ANN_METAFILE_HOTSPOT ? pictures.hotspotOfUser : pictures.stamps[nType].picture;
+    KernelMetafile& slot = nType == ANN_METAFILE_HOTSPOT ? pictures.hotspotOfUser : pictures.stamps[nType].picture;
     if (slot.nHandle != metafile.nHandle) K_FreeMetafile(&slot); // the slot's own handle may come back
     slot = metafile;
     if (nType < stampSlotCount) pictures.stamps[nType].loaded.store(true, std::memory_order_release);

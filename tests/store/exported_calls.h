@@ -14,6 +14,7 @@ union Out {
     HWND window;
     KernelBitmap bitmap;
     RECT rect;
+    HANDLE metafile;
     AnnPoint points[8];
     char text[64];
 };
@@ -60,6 +61,7 @@ inline const Getter getters[] = {
     {"K_AnnGetTextLen", into<K_AnnGetTextLen, &Out::number>, ANN_OBJECT_NOTE},
     {"K_AnnGetBitmap", into<K_AnnGetBitmap, &Out::bitmap>, ANN_OBJECT_POINT},
     {"K_AnnGetSecondaryBitmap", into<K_AnnGetSecondaryBitmap, &Out::bitmap>, ANN_OBJECT_PUSHPIN},
+    {"K_AnnGetMetafile", into<K_AnnGetMetafile, &Out::metafile>, ANN_OBJECT_HOTSPOT},
     {"K_AnnGetTransparent", into<K_AnnGetTransparent, &Out::flag>, ANN_OBJECT_STAMP},
     {"K_AnnGetTransparentColor", into<K_AnnGetTransparentColor, &Out::number>, ANN_OBJECT_STAMP},
     {"K_AnnGetScalarX", into<K_AnnGetScalarX, &Out::real>, ANN_OBJECT_RECT},
@@ -104,6 +106,16 @@ template <auto Function, auto Value> int with(HANNOBJECT handle) { return Functi
 
 inline constexpr AnnRect box{1, 2, 3, 4};
 
+// Into an image and out of it again.
+inline int realizeAndBack(HANNOBJECT handle) {
+    KernelBitmap image{};
+    int code = K_CreateBitmap(&image, 1, 40, 40, 24, KB_ORDER_BGR, nullptr, KB_VIEW_TOP_LEFT, 0, 0);
+    if (code == SUCCESS) code = K_AnnRealize(&image, nullptr, handle, TRUE);
+    if (code == SUCCESS) code = K_AnnUnrealize(&image, nullptr, handle, FALSE);
+    K_FreeBitmap(&image);
+    return code;
+}
+
 inline const Action actions[] = {
     {"K_AnnSetSelected", with<K_AnnSetSelected, TRUE>},
     {"K_AnnSetTag", with<K_AnnSetTag, 1>},
@@ -126,6 +138,15 @@ inline const Action actions[] = {
     {"K_AnnSetText", [](HANNOBJECT h) { return K_AnnSetText(h, "x", 0); }},
     {"K_AnnSetBitmap", with<K_AnnSetBitmap, nullptr>},
     {"K_AnnSetSecondaryBitmap", with<K_AnnSetSecondaryBitmap, nullptr>},
+    {"K_AnnSetMetafile", [](HANNOBJECT h) { return K_AnnSetMetafile(h, nullptr, ANN_METAFILE_PAID, 0); }},
+    {"K_AnnPrint",
+     [](HANNOBJECT h) {
+         const HDC screen = GetDC(nullptr);
+         const int code = K_AnnPrint(screen, nullptr, h);
+         ReleaseDC(nullptr, screen);
+         return code;
+     }},
+    {"K_AnnRealize", realizeAndBack},
     {"K_AnnSetTransparent", with<K_AnnSetTransparent, TRUE>},
     {"K_AnnSetTransparentColor", with<K_AnnSetTransparentColor, 1u>},
     {"K_AnnSetScalarX", with<K_AnnSetScalarX, 1.0>},

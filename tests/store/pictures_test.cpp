@@ -22,8 +22,8 @@ HANDLE makeMetafile(int16_t size, size_t padding = 0) {
         words.insert(words.end(), values.begin(), values.end());
     };
     const auto side = static_cast<uint16_t>(size);
-    addRecord(0x020C, {side, side});                            // window extent
-    addRecord(0x041B, {side, side, 0, 0});                      // rectangle
+    addRecord(0x020C, {side, side});       // window extent
+    addRecord(0x041B, {side, side, 0, 0}); // rectangle
     if (padding) {
         std::vector<uint16_t> comment(padding / 2);
         comment[0] = 15;
