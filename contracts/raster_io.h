@@ -90,7 +90,8 @@ KB_API int K_LoadMemory(const void* pData, KernelBitmap* b, int r1, int bits, si
 KB_API int K_GetVectorResolution(int* pOut);
 KB_API int K_SetVectorResolution(int value);
 
-/* Queues a tag for the calling thread's next TIFF save; the data is copied. Types are TIFF's. Null data takes it away. */
+/* Queues a tag for the calling thread's next TIFF save; the data is copied. Types are TIFF's. Null data takes it away. A colour
+ * profile (34675) goes out, and leaves the queue, with the next save of any format. */
 KB_API int K_SetFileTag(uint16_t tag, uint16_t type, uint32_t count, const void* pData);
 /* Gives the bytes of a tag of the page that the options name, 0 or less when it isn't there. With a buffer, which must
  * have room for that size, fills it in the machine's byte order. */
@@ -122,12 +123,51 @@ KB_API int K_SaveMemory(const KernelBitmap* b, int format, const KernelSaveOptio
                         size_t* puSize);
 /* Format of data by its first bytes (16 suffice), KB_FORMAT_*. */
 KB_API int K_RecognizeFormat(const void* pData, size_t size);
-/* Fills areas of a JPEG file in memory without decoding the rest: blocks that touch an area are coded anew from their
- * filled pixels, all others keep their coefficients. pAreas: stored pixels, cut to the image. Of the rest of the file the
- * resolution, orientation and colour profile are taken along, nothing else. The result is a new memory block of *puSize bytes,
- * the caller's. Codes of loading, and ERROR_FEATURE_NOT_SUPPORTED for inks (four components). */
+/* Fills areas of a JPEG file in memory without decoding the rest: blocks of 8 x 8 samples that touch an area are coded anew
+ * from their filled samples, all others keep their coefficients. It is done in each component at its own sampling; a sample
+ * that stands for several pixels is filled when one of them is covered. Blocks that lie in the areas as a whole come out flat,
+ * black and white exactly. pAreas: stored pixels, left and top in, right and bottom out, cut to the image; null when nAreas is
+ * 0, which codes the file anew as it is. Of the rest of the file the resolution, orientation, a sound colour profile, restart
+ * interval and progressive coding are taken along, nothing else. Data that came from here comes out of a second pass
+ * with the same areas outside their edge blocks, and out of one with none, with the same bytes. The result is a new memory
+ * block of *puSize bytes, the caller's. Codes of loading, and ERROR_FEATURE_NOT_SUPPORTED for inks (four components). */
 KB_API int K_FillJpegAreas(const void* pData, size_t size, const RECT* pAreas, uint32_t nAreas, COLORREF color,
                            HGLOBAL* phMem, size_t* puSize);
+/* *pnBad: blocks that touch an area and can't be the coding of samples filled with the colour; 0 when all are. Blocks inside
+ * must be flat and all alike; one at an edge must be what some content of its uncovered samples gives, with its covered
+ * ones filled. Counting ends at 64. Arguments and codes as above. */
+KB_API int K_CheckJpegAreas(const void* pData, size_t size, const RECT* pAreas, uint32_t nAreas, COLORREF color,
+                            uint32_t* pnBad);
+
+/* The colour profile of a page (from 1) of an image file in memory: a new block of *puSize bytes, the caller's. 0 when there is
+ * none, ERROR_FILE_FORMAT when it isn't a sound profile (ICC.1) or has bytes or tags that such a profile hasn't. To be put
+ * into a new file by K_SetFileTag with tag 34675: TIFF takes it as it is, PNG and JPEG take one that is sound and fits
+ * their samples. */
+KB_API int K_LoadColorProfile(const void* pData, size_t size, int page, HGLOBAL* phProfile, size_t* puSize);
+
+/* What an image file holds beside the pixels that are shown and what is needed to show them. */
+enum {
+    KB_LEFT_PART = 1,    /* uCode: a TIFF tag, a JPEG marker, the four letters of a PNG chunk (high bits first) */
+    KB_LEFT_IMAGE = 2,   /* another image than the pages: reduced, below a page, preview; uCode as above */
+    KB_LEFT_BYTES = 3,   /* bytes that nothing in the file refers to and that aren't all zero */
+    KB_LEFT_BEHIND = 4,  /* bytes behind the end of the image */
+    KB_LEFT_SLACK = 5,   /* room within a part that isn't shown: bits that pad rows, data behind the coded end */
+    KB_LEFT_PROFILE = 6, /* a colour profile that isn't sound or doesn't fit */
+    KB_LEFT_CODING = 7   /* coded in a way that can't be judged; uCode: a TIFF tag or 0 */
+};
+typedef struct KernelLeftover {
+    int32_t nKind; /* KB_LEFT_* */
+    int32_t nPage; /* from 1, 0 for none */
+    uint32_t uCode;
+    uint64_t uOffset; /* in the file, as near as it is known */
+} KernelLeftover;
+typedef int (*KernelLeftoverProc)(const KernelLeftover* pLeftover, void* pUser); /* SUCCESS goes on */
+/* Walks a TIFF, PNG, JPEG or BMP file in memory and tells of everything that isn't pixels, their layout, resolution,
+ * orientation, palette and colour profile. It is strict: what it doesn't know, and codings that K_SaveFile doesn't write, are
+ * told as leftovers. Annotation data (tag 32932) is told as a part. Codes of loading for files that can't be read, and any
+ * result of the callback other than SUCCESS. */
+KB_API int K_FindLeftovers(const void* pData, size_t size, KernelLeftoverProc pfnFound, void* pUser);
+
 /* Largest image in pixels that any load makes, 2^28 unless set. Gives the old limit. */
 KB_API uint64_t K_SetPixelLimit(uint64_t pixels);
 /* Copies a TIFF and, on page n (from 1), sets or (null data) takes out one tag in place; strips and other tags stay as they

@@ -1,74 +1,20 @@
 // Reads JPEG through libjpeg. The library reports faults by a long jump, so everything between setjmp and the jump is plain
 // data: the C++ objects live in the function outside. A picture that ends early is a fault here, where the library would
 // only warn; scans are counted, because a small file can ask for any number of them.
-#include "rasterio/image_io.h"
-
-#include <csetjmp>
-#include <cstdio>
-
-#include <jerror.h>
-#include <jpeglib.h>
+#include "rasterio/jpeg_io.h"
 
 namespace kb {
 namespace {
 
-constexpr int maxScans = 200;
-
 struct Reader {
     jpeg_decompress_struct jpeg;
-    jpeg_error_mgr errors;
-    jpeg_progress_mgr progress;
-    std::jmp_buf back;
-    bool endsEarly;
+    JpegSession session;
     // what goes in and comes out
     ByteView data;
     const LoadLimits* limits;
     KernelFileInfo* info;
     KernelBitmap* bitmap; // null: header only
 };
-
-Reader& readerOf(j_common_ptr jpeg) { return *static_cast<Reader*>(jpeg->client_data); }
-
-void onError(j_common_ptr jpeg) { std::longjmp(readerOf(jpeg).back, 1); }
-void onMessage(j_common_ptr jpeg, int level) {
-    if (level >= 0) return;
-    const int code = jpeg->err->msg_code;
-    if (code == JWRN_JPEG_EOF || code == JWRN_HIT_MARKER) readerOf(jpeg).endsEarly = true;
-}
-void onOutput(j_common_ptr) {}
-void onProgress(j_common_ptr jpeg) {
-    if (jpeg->is_decompressor && reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number > maxScans) onError(jpeg);
-}
-
-uint32_t number(const uint8_t* p, int bytes, bool bigEndian) {
-    uint32_t value = 0;
-    for (int i = 0; i < bytes; ++i) value |= static_cast<uint32_t>(p[i]) << 8 * (bigEndian ? bytes - 1 - i : i);
-    return value;
-}
-
-// Orientation out of an EXIF block, which is a small TIFF; 1 unless it is there and sound.
-uint32_t exifOrientation(ByteView block) {
-    constexpr uint16_t orientationTag = 274;
-    if (block.size() < 14 || std::memcmp(block.data(), "Exif\0\0", 6)) return 1;
-    const ByteView tiff = block.subspan(6);
-    const bool big = tiff[0] == 'M';
-    const size_t at = number(tiff.data() + 4, 4, big);
-    if (at > tiff.size() || tiff.size() - at < 2) return 1;
-    const uint32_t entries = number(tiff.data() + at, 2, big);
-    for (size_t entry = at + 2, i = 0; i < entries && tiff.size() - entry >= 12; ++i, entry += 12) {
-        if (number(tiff.data() + entry, 2, big) == orientationTag) return number(tiff.data() + entry + 8, 2, big);
-    }
-    return 1;
-}
-
-int orientationOf(const jpeg_decompress_struct& jpeg) {
-    for (const jpeg_marker_struct* marker = jpeg.marker_list; marker; marker = marker->next) {
-        if (marker->marker != JPEG_APP0 + 1) continue;
-        const uint32_t orientation = exifOrientation({marker->data, marker->data_length});
-        if (orientation != 1) return perspectiveFrom(orientation);
-    }
-    return KB_VIEW_TOP_LEFT;
-}
 
 void describe(Reader& r) {
     const jpeg_decompress_struct& jpeg = r.jpeg;
@@ -83,7 +29,7 @@ void describe(Reader& r) {
                .nPages = 1,
                .nPage = 1,
                .nCompression = 0,
-               .nViewPerspective = orientationOf(jpeg)};
+               .nViewPerspective = jpegPerspective(jpeg)};
 }
 
 // Four inks to blue, green, red, over the same row. Files of the common maker store the inks inverted.
@@ -97,22 +43,12 @@ void inksToColor(uint8_t* out, const uint8_t* in, uint32_t pixels, bool inverted
     }
 }
 
-// Faults that a sound file of another kind gives.
-constexpr auto unsupported = std::to_array<int>(
-    {JERR_BAD_PRECISION, JERR_SOF_UNSUPPORTED, JERR_ARITH_NOTIMPL, JERR_NOT_COMPILED, JERR_CONVERSION_NOTIMPL});
-
-int resultOfFault(int code) {
-    if (code == JERR_OUT_OF_MEMORY) return ERROR_NO_MEMORY;
-    return std::find(unsupported.begin(), unsupported.end(), code) != unsupported.end() ? ERROR_FEATURE_NOT_SUPPORTED
-                                                                                        : ERROR_FILE_READ;
-}
-
 // Runs the library; nothing here or below may need a destructor.
 int decode(Reader& r, uint8_t** inkRow) {
     jpeg_decompress_struct& jpeg = r.jpeg;
-    if (setjmp(r.back)) return resultOfFault(jpeg.err->msg_code);
+    if (setjmp(r.session.back)) return jpegFault(r.session);
     jpeg_create_decompress(&jpeg);
-    jpeg.progress = &r.progress;
+    limitJpegScans(reinterpret_cast<j_common_ptr>(&jpeg), r.session);
     jpeg_save_markers(&jpeg, JPEG_APP0 + 1, 0xFFFF);
     jpeg_mem_src(&jpeg, r.data.data(), static_cast<unsigned long>(r.data.size()));
     if (jpeg_read_header(&jpeg, TRUE) != JPEG_HEADER_OK) return ERROR_FILE_READ;
@@ -139,7 +75,7 @@ int decode(Reader& r, uint8_t** inkRow) {
         uint8_t* row = rows + size_t{jpeg.output_scanline} * static_cast<size_t>(r.bitmap->BytesPerLine);
         JSAMPROW target = inks ? *inkRow : row;
         if (jpeg_read_scanlines(&jpeg, &target, 1) != 1) return ERROR_FILE_READ;
-        if (r.endsEarly) return ERROR_FILE_READ;
+        if (r.session.endsEarly) return ERROR_FILE_READ;
         if (inks) inksToColor(row, *inkRow, jpeg.output_width, jpeg.saw_Adobe_marker);
     }
     jpeg_finish_decompress(&jpeg);
@@ -156,12 +92,7 @@ int loadJpeg(ByteView data, const LoadLimits& limits, KernelBitmap* b, KernelFil
     r.limits = &limits;
     r.info = info;
     r.bitmap = b ? &loaded.record : nullptr;
-    r.jpeg.err = jpeg_std_error(&r.errors);
-    r.jpeg.client_data = &r;
-    r.errors.error_exit = onError;
-    r.errors.emit_message = onMessage;
-    r.errors.output_message = onOutput;
-    r.progress.progress_monitor = onProgress;
+    prepareJpeg(reinterpret_cast<j_common_ptr>(&r.jpeg), r.session);
     uint8_t* inkRow = nullptr;
     const int result = decode(r, &inkRow);
     std::free(inkRow);

@@ -1,11 +1,8 @@
 // Writes JPEG through libjpeg: grey images with one component, all others in colour. Opacity is laid over white, since the
 // format has none.
+#include "rasterio/color_profile.h"
+#include "rasterio/jpeg_io.h"
 #include "rasterio/upright_rows.h"
-
-#include <csetjmp>
-#include <cstdio>
-
-#include <jpeglib.h>
 
 namespace kb {
 namespace {
@@ -15,44 +12,14 @@ constexpr uint32_t maxJpegSide = 65500;
 
 struct Writer {
     jpeg_compress_struct jpeg;
-    jpeg_error_mgr errors;
-    std::jmp_buf back;
+    JpegSession session;
+    JpegTarget target;
     const UprightRows* rows;
     uint8_t* line; // one row, blue first
     bool isGrey;
     int quality;
-    jpeg_destination_mgr destination;
-    uint8_t* out; // freed by the function outside, whatever happened
-    size_t capacity, outSize;
+    ByteView profile;
 };
-
-Writer& writerOf(j_compress_ptr jpeg) { return *static_cast<Writer*>(jpeg->client_data); }
-
-// The library's own memory target tells where its grown buffer is at the end alone, so a jump before that would lose it.
-// This one keeps the pointer true at all times.
-void grow(j_compress_ptr jpeg) {
-    constexpr size_t firstBytes = size_t{1} << 16;
-    Writer& w = writerOf(jpeg);
-    const size_t used = w.capacity, capacity = used ? used * 2 : firstBytes;
-    auto* larger = static_cast<uint8_t*>(std::realloc(w.out, capacity));
-    if (!larger) std::longjmp(w.back, 1);
-    w.out = larger;
-    w.capacity = capacity;
-    w.destination.next_output_byte = larger + used;
-    w.destination.free_in_buffer = capacity - used;
-}
-boolean growFull(j_compress_ptr jpeg) {
-    grow(jpeg);
-    return TRUE;
-}
-void finish(j_compress_ptr jpeg) {
-    Writer& w = writerOf(jpeg);
-    w.outSize = w.capacity - w.destination.free_in_buffer;
-}
-
-void onError(j_common_ptr jpeg) { std::longjmp(static_cast<Writer*>(jpeg->client_data)->back, 1); }
-void onMessage(j_common_ptr, int) {}
-void onOutput(j_common_ptr) {}
 
 // A row of 32 bits over white.
 void flatten(uint8_t* out, const uint8_t* in, int32_t pixels, bool redFirst, bool alpha) {
@@ -86,12 +53,9 @@ const uint8_t* lineOf(const Writer& w, int32_t y) {
 // Runs the library; nothing here may need a destructor.
 bool encode(Writer& w) {
     const KernelBitmap& b = w.rows->image();
-    if (setjmp(w.back)) return false;
+    if (setjmp(w.session.back)) return false;
     jpeg_create_compress(&w.jpeg);
-    w.destination.init_destination = grow;
-    w.destination.empty_output_buffer = growFull;
-    w.destination.term_destination = finish;
-    w.jpeg.dest = &w.destination;
+    writeJpegTo(&w.jpeg, w.target);
     w.jpeg.image_width = static_cast<JDIMENSION>(b.Width);
     w.jpeg.image_height = static_cast<JDIMENSION>(b.Height);
     w.jpeg.input_components = w.isGrey ? 1 : 3;
@@ -104,6 +68,8 @@ bool encode(Writer& w) {
         w.jpeg.Y_density = static_cast<UINT16>(b.YResolution);
     }
     jpeg_start_compress(&w.jpeg, TRUE);
+    if (!w.profile.empty())
+        jpeg_write_icc_profile(&w.jpeg, w.profile.data(), static_cast<unsigned int>(w.profile.size()));
     while (w.jpeg.next_scanline < w.jpeg.image_height) {
         auto* row = const_cast<JSAMPROW>(lineOf(w, static_cast<int32_t>(w.jpeg.next_scanline)));
         jpeg_write_scanlines(&w.jpeg, &row, 1);
@@ -122,24 +88,21 @@ int saveJpeg(const KernelBitmap& b, const KernelSaveOptions& options, Bytes* out
     if (static_cast<uint32_t>(std::max(image.Width, image.Height)) > maxJpegSide) return ERROR_FEATURE_NOT_SUPPORTED;
     Bytes line(static_cast<size_t>(image.Width) * 3);
     Writer w{};
-    w.jpeg.err = jpeg_std_error(&w.errors);
-    w.jpeg.client_data = &w;
-    w.errors.error_exit = onError;
-    w.errors.emit_message = onMessage;
-    w.errors.output_message = onOutput;
+    prepareJpeg(reinterpret_cast<j_common_ptr>(&w.jpeg), w.session);
     w.rows = &rows;
     w.line = line.data();
     w.isGrey = isGrey;
     w.quality = options.nQuality >= 1 && options.nQuality <= 100 ? options.nQuality : defaultQuality;
+    w.profile = queuedProfile(isGrey);
     const bool done = encode(w);
     jpeg_destroy_compress(&w.jpeg);
     int result = done ? SUCCESS : ERROR_NO_MEMORY;
     try {
-        if (done) out->assign(w.out, w.out + w.outSize);
+        if (done) out->assign(w.target.bytes, w.target.bytes + w.target.size);
     } catch (const std::exception&) {
         result = ERROR_NO_MEMORY;
     }
-    std::free(w.out);
+    std::free(w.target.bytes);
     return result;
 }
 

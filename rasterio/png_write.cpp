@@ -1,6 +1,8 @@
 // Writes PNG. Filtering and packing decide both size and time, and the right choice differs between scans and photos: a few
 // bands of the image are packed with each candidate first, and the smallest wins. The chunks are ours, the packing is
 // libdeflate's, in one block over the whole image.
+#include "rasterio/color_profile.h"
+#include "rasterio/png_chunks.h"
 #include "rasterio/png_filter.h"
 #include "rasterio/scratch.h"
 #include "rasterio/upright_rows.h"
@@ -187,6 +189,10 @@ void putHeader(const KernelBitmap& b, const PngLayout& layout, Bytes* out) {
     put32(&chunk, static_cast<uint32_t>(b.Height));
     chunk.insert(chunk.end(), {static_cast<uint8_t>(layout.depth), layout.color, 0, 0, 0});
     putChunk(out, "IHDR", chunk.data(), chunk.size());
+    if (const ByteView profile = queuedProfile(layout.color == 0); !profile.empty()) {
+        chunk = png::packProfile(profile);
+        putChunk(out, "iCCP", chunk.data(), chunk.size());
+    }
     if (b.XResolution > 0 && b.YResolution > 0) {
         chunk.clear();
         put32(&chunk, dotsPerMetre(b.XResolution));

@@ -1,6 +1,7 @@
 // Saving of bitmap records to files and memory. New files are built in memory and written in one go; TIFF pages are written
 // into the file itself. No failure leaves half an image behind: a file that was made here is taken away again, an older one
 // that couldn't be written whole is left empty.
+#include "rasterio/color_profile.h"
 #include "rasterio/image_io.h"
 #include "rasterio/tiff_directory.h"
 
@@ -84,6 +85,7 @@ template <class Save> int guarded(const KernelBitmap* b, int format, Save&& save
         result = ERROR_NO_MEMORY;
     }
     if (result == SUCCESS && format == KB_FORMAT_TIFF) clearQueuedTiffTags();
+    if (result == SUCCESS && format != KB_FORMAT_TIFF) K_SetFileTag(profileTag, 0, 0, nullptr);
     return result;
 }
 

@@ -46,6 +46,10 @@ constexpr auto options = std::to_array<OptionRow>({
     {"points", '\0', Arity::many, "X,Y...", "points in the container's units; ends at the next option"},
     {"rotate", '\0', Arity::one, "DEGREES", "turn the new object clockwise about its centre"},
     {"parent", '\0', Arity::one, "TAG", "put the object into the container with this tag (default: the root)"},
+    {"regions", '\0', Arity::one, "FILE.json", "areas that are to be covered, in pixels of the page as viewed", ValueKind::file},
+    {"report", '\0', Arity::one, "FILE.json", "write down what was covered, for verify", ValueKind::file},
+    {"dry-run", '\0', Arity::flag, "", "write nothing, print what would be covered"},
+    {"depth", '\0', Arity::one, "24", "let colours of more than 8 bits a sample be cut to 8", ValueKind::words, "24"},
 });
 
 using Names = std::string_view;
@@ -63,6 +67,10 @@ constexpr std::array tagOptions{Names("output"),     Names("page"), Names("out-d
                                 Names("files-from"), Names("jobs"), Names("progress")};
 constexpr std::array addOptions{Names("output"), Names("rect"),       Names("points"), Names("rotate"),
                                 Names("parent"), Names("store-page"), Names("to")};
+constexpr std::array redactOptions{Names("output"),  Names("format"),  Names("regions"), Names("report"),     Names("dry-run"),
+                                   Names("depth"),   Names("page"),    Names("store-page"), Names("out-dir"), Names("files-from"),
+                                   Names("store"),   Names("jobs"),    Names("progress")};
+constexpr std::array verifyOptions{Names("regions"), Names("page"), Names("store-page")};
 
 constexpr std::size_t anyNumber = 1u << 24;
 
@@ -100,6 +108,20 @@ constexpr auto commands = std::to_array<CommandRow>({
     {"detach", "IMAGE.tif -o OUT.tif [--page N]", "take the annotation data out of the tag of a TIFF page",
      "Pixels and other tags stay as they are; the bytes of the data are zeroed.", tagOptions, false, 0, anyNumber,
      runDetach},
+    {"redact", "IMAGE [STORE] -o OUT", "cover areas for good",
+     "Makes what redactions cover black, hidden ones too, whatever fill or mode they have; a turned one with the upright "
+     "rectangle around it. Without STORE and --regions the redactions are those that the image carries in its tags; both "
+     "together count both. Page n of the store belongs to page n of the image unless --page or --store-page picks one.\n\n"
+     "The image is written whole and new, all its pages with their resolution, orientation and colour profile and nothing else. "
+     "It is then judged as verify does; a result that isn't clean isn't written. Where there is nothing to cover the command "
+     "fails.",
+     redactOptions, false, 0, anyNumber, runRedact},
+    {"verify", "IMAGE [STORE]", "look whether anything is left of what redact has covered",
+     "STORE is annotation data with redactions, or a report of redact. Covered areas have to be of one colour, those of a JPEG "
+     "black; no other page may show the same uncovered; and the file may hold nothing beside the pixels and what is needed to "
+     "show them: no metadata, previews, unused bytes, or annotation data with pictures. What can't be judged counts as left. Each find "
+     "is a line on standard error, and the status is 5.",
+     verifyOptions, false, 1, 2, runVerify},
 });
 
 } // namespace

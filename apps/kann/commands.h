@@ -13,5 +13,7 @@ int runPages(const Arguments& arguments);
 int runAttach(const Arguments& arguments);
 int runExtract(const Arguments& arguments);
 int runDetach(const Arguments& arguments);
+int runRedact(const Arguments& arguments);
+int runVerify(const Arguments& arguments);
 
 } // namespace kann
