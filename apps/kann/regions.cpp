@@ -25,7 +25,7 @@ constexpr double pixelNoise = 1.0 / 512; // what arithmetic adds to a side that 
     throw failure(name, ERROR_FILE_READ, "not a list of regions: " + what);
 }
 
-std::string quoted(std::string_view word) { return std::string("\"").append(word).append("\""); }
+std::string inQuotes(std::string_view word) { return std::string("\"").append(word).append("\""); }
 
 int wholeNumber(const Json& value, const std::string& name, const char* what) {
     if (!value.is_number_integer()) refuse(name, std::string(what) + " isn't a whole number");
@@ -34,13 +34,13 @@ int wholeNumber(const Json& value, const std::string& name, const char* what) {
 }
 
 const Json& member(const Json& object, const char* key, const std::string& name) {
-    if (!object.is_object() || !object.contains(key)) refuse(name, quoted(key) + " is missing");
+    if (!object.is_object() || !object.contains(key)) refuse(name, inQuotes(key) + " is missing");
     return object[key];
 }
 
 void refuseOthers(const Json& object, std::initializer_list<std::string_view> known, const std::string& name) {
     for (const auto& item : object.items()) {
-        if (std::ranges::find(known, item.key()) == known.end()) refuse(name, quoted(item.key()) + " isn't known");
+        if (std::ranges::find(known, item.key()) == known.end()) refuse(name, inQuotes(item.key()) + " isn't known");
     }
 }
 
