@@ -49,6 +49,7 @@ constexpr auto options = std::to_array<OptionRow>({
     {"regions", '\0', Arity::one, "FILE.json", "areas that are to be covered, in pixels of the page as viewed", ValueKind::file},
     {"report", '\0', Arity::one, "FILE.json", "write down what was covered, for verify", ValueKind::file},
     {"dry-run", '\0', Arity::flag, "", "write nothing, print what would be covered"},
+    {"key", '\0', Arity::one, "KEY", "key of the lock"},
     {"depth", '\0', Arity::one, "24", "let colours of more than 8 bits a sample be cut to 8", ValueKind::words, "24"},
 });
 
@@ -70,6 +71,8 @@ constexpr std::array addOptions{Names("output"), Names("rect"),       Names("poi
 constexpr std::array redactOptions{Names("output"),  Names("format"),  Names("regions"), Names("report"),     Names("dry-run"),
                                    Names("depth"),   Names("page"),    Names("store-page"), Names("out-dir"), Names("files-from"),
                                    Names("store"),   Names("jobs"),    Names("progress")};
+constexpr std::array maskOptions{Names("output"), Names("store"), Names("format"), Names("to"), Names("page"), Names("store-page")};
+constexpr std::array unmaskOptions{Names("output"), Names("key"), Names("format"), Names("page"), Names("store-page")};
 constexpr std::array verifyOptions{Names("regions"), Names("page"), Names("store-page")};
 
 constexpr std::size_t anyNumber = 1u << 24;
@@ -108,6 +111,15 @@ constexpr auto commands = std::to_array<CommandRow>({
     {"detach", "IMAGE.tif -o OUT.tif [--page N]", "take the annotation data out of the tag of a TIFF page",
      "Pixels and other tags stay as they are; the bytes of the data are zeroed.", tagOptions, false, 0, anyNumber,
      runDetach},
+    {"mask", "IMAGE STORE -o OUT --store STORE2", "cover areas so that they can be given back",
+     "Draws the redactions of STORE, and nothing else, into the pixels. What they cover goes into STORE2, which is a store with the "
+     "same tree, in native form unless --to picks the coded one. This is no redaction: whoever has STORE2 has the covered pixels, "
+     "and a lock only scrambles them. OUT is written whole and new, without metadata, and never as JPEG.",
+     maskOptions, false, 2, 2, runMask},
+    {"unmask", "IMAGE STORE2 -o OUT [--key KEY]", "give back what mask has covered",
+     "Puts the pixels back that STORE2 holds, bit for bit. Locked redactions need their key; those with another one, or none given, "
+     "stay covered, and the status is 3.",
+     unmaskOptions, false, 2, 2, runUnmask},
     {"redact", "IMAGE [STORE] -o OUT", "cover areas for good",
      "Makes what redactions cover black, hidden ones too, whatever fill or mode they have; a turned one with the upright "
      "rectangle around it. Without STORE and --regions the redactions are those that the image carries in its tags; both "

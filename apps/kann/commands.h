@@ -15,5 +15,7 @@ int runExtract(const Arguments& arguments);
 int runDetach(const Arguments& arguments);
 int runRedact(const Arguments& arguments);
 int runVerify(const Arguments& arguments);
+int runMask(const Arguments& arguments);
+int runUnmask(const Arguments& arguments);
 
 } // namespace kann

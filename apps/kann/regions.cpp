@@ -77,12 +77,6 @@ PageRegions& entryOf(Regions& regions, int page) {
     return *regions.insert(at, {page, 0, 0, {}});
 }
 
-// A side of the client's space from one of an object's: x times scale plus shift.
-struct AxisMap {
-    double scale = 1, shift = 0;
-    double operator()(double x) const { return x * scale + shift; }
-};
-
 struct Axis {
     double AnnRect::*low;
     double AnnRect::*high;
@@ -102,47 +96,30 @@ struct Interval {
     double low, high;
 };
 
-// Bounds of an object along one axis in pixels of an image of `pixels` that the root is fitted to.
-Interval boundsAlong(HANNOBJECT object, const Axis& axis, int pixels, const std::string& file) {
+// Bounds of an object along one axis in the root's space.
+Interval boundsAlong(HANNOBJECT object, const Axis& axis, HANNOBJECT* root, const std::string& file) {
     const AnnRect own = rectOf(object, file);
     double low = own.*axis.low, high = own.*axis.high;
     for (HANNOBJECT at = object;;) {
         HANNOBJECT container = nullptr;
         check(K_AnnGetContainer(at, &container), file);
-        const AnnRect rect = rectOf(at, file);
         if (!container) {
-            // A root of this very size stands for "as large as the image".
-            constexpr double anySize = 31999;
-            const double length = rect.*axis.high - rect.*axis.low;
-            const bool any = rect.left == 0 && rect.top == 0 && rect.right == anySize && rect.bottom == anySize;
-            const double factor = any ? 1.0 : pixels / length;
-            const AxisMap fit{std::isfinite(factor) && factor > 0 ? factor : 1.0, 0};
-            const double a = fit(low - rect.*axis.low), b = fit(high - rect.*axis.low);
-            return {std::min(a, b), std::max(a, b)};
+            *root = at;
+            return {std::min(low, high), std::max(low, high)};
         }
+        // An object is scaled about its own corner, shifted by its offset, and counts from its container's corner.
         double scalar = 1, offset = 0;
         check(axis.scalar(at, &scalar), file);
         check(axis.offset(at, &offset), file);
-        const double parentLow = rectOf(container, file).*axis.low;
-        const AxisMap map{scalar, -(rect.*axis.low) * scalar + offset + rect.*axis.low + parentLow};
-        low = map(low);
-        high = map(high);
+        const double corner = rectOf(at, file).*axis.low, origin = rectOf(container, file).*axis.low;
+        low = (low - corner) * scalar + offset + corner + origin;
+        high = (high - corner) * scalar + offset + corner + origin;
         at = container;
     }
 }
 
 int outward(double value, double (*round)(double)) {
     return static_cast<int>(std::clamp(round(value), -static_cast<double>(farthest), static_cast<double>(farthest)));
-}
-
-bool isShown(HANNOBJECT object, const std::string& file) {
-    while (object) {
-        BOOL visible = FALSE;
-        check(K_AnnGetVisible(object, &visible), file);
-        if (!visible) return false;
-        check(K_AnnGetContainer(object, &object), file);
-    }
-    return true;
 }
 
 int collectRedaction(HANNOBJECT object, void* user) {
@@ -163,15 +140,11 @@ void addTree(const Tree& tree, const std::string& file, const WholeImage& image,
     const SIZE size = image.viewedSize(page);
     std::size_t hidden = 0;
     for (const HANNOBJECT object : redactions) {
-        const Interval x = boundsAlong(object, across, size.cx, file), y = boundsAlong(object, down, size.cy, file);
-        if (!std::isfinite(x.low + x.high) || !std::isfinite(y.low + y.high))
-            throw failure(file, ERROR_INV_PARAMETER, "a redaction has no finite place");
+        const RECT pixels = pixelsOf(object, size, file);
         if (!isShown(object, file)) ++hidden;
         KernelBitmap kept{};
         if (K_AnnGetBitmap(object, &kept) == SUCCESS) found.holdsPixels = true;
-        entryOf(found.regions, page)
-            .areas.push_back({outward(x.low + pixelNoise, std::floor), outward(y.low + pixelNoise, std::floor),
-                              outward(x.high - pixelNoise, std::ceil), outward(y.high - pixelNoise, std::ceil)});
+        entryOf(found.regions, page).areas.push_back(pixels);
     }
     if (hidden > 0) {
         log.warnings.push_back(file + ": hidden redactions are covered too: " + std::to_string(hidden) + " on page " +
@@ -212,6 +185,39 @@ bool looksLikeJson(const Bytes& bytes) {
 }
 
 } // namespace
+
+RootFit fitRoot(HANNOBJECT root, int width, int height, const std::string& file) {
+    constexpr double anySize = 31999;
+    const AnnRect rect = rectOf(root, file);
+    if (rect.left == 0 && rect.top == 0 && rect.right == anySize && rect.bottom == anySize) return {};
+    const auto side = [](int pixels, double length) {
+        const double factor = pixels / length;
+        return std::isfinite(factor) && factor > 0 ? factor : 1.0;
+    };
+    return {side(width, rect.right - rect.left), side(height, rect.bottom - rect.top), rect.left, rect.top};
+}
+
+RECT pixelsOf(HANNOBJECT object, SIZE page, const std::string& file) {
+    HANNOBJECT root = nullptr;
+    const Interval x = boundsAlong(object, across, &root, file), y = boundsAlong(object, down, &root, file);
+    if (!std::isfinite(x.low + x.high) || !std::isfinite(y.low + y.high))
+        throw failure(file, ERROR_INV_PARAMETER, "a redaction has no finite place");
+    const RootFit fit = fitRoot(root, page.cx, page.cy, file);
+    return {outward((x.low - fit.left) * fit.scaleX + pixelNoise, std::floor),
+            outward((y.low - fit.top) * fit.scaleY + pixelNoise, std::floor),
+            outward((x.high - fit.left) * fit.scaleX - pixelNoise, std::ceil),
+            outward((y.high - fit.top) * fit.scaleY - pixelNoise, std::ceil)};
+}
+
+bool isShown(HANNOBJECT object, const std::string& file) {
+    while (object) {
+        BOOL visible = FALSE;
+        check(K_AnnGetVisible(object, &visible), file);
+        if (!visible) return false;
+        check(K_AnnGetContainer(object, &object), file);
+    }
+    return true;
+}
 
 Regions readRegions(const Bytes& bytes, const std::string& name) {
     const Json document = Json::parse(bytes.begin(), bytes.end(), nullptr, false);
