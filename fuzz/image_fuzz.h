@@ -3,6 +3,7 @@
 #pragma once
 
 #include "contracts/raster_io.h"
+#include "platform/sys.h"
 
 #include <cstdint>
 
@@ -22,10 +23,20 @@ inline void useImage(KernelBitmap& b) {
     }
 }
 
+// The walks over a file that look for what a load passes by.
+inline void judgeFile(const uint8_t* data, size_t size) {
+    const auto ignore = [](const KernelLeftover*, void*) -> int { return SUCCESS; };
+    K_FindLeftovers(data, size, ignore, nullptr);
+    HGLOBAL profile = nullptr;
+    size_t profileSize = 0;
+    if (K_LoadColorProfile(data, size, 1, &profile, &profileSize) == SUCCESS) GlobalFree(profile);
+}
+
 // Loads the pages of a file in memory, at most a few; gives whether the first one was an image.
 inline bool loadPages(const uint8_t* data, size_t size, int format) {
     K_SetPixelLimit(1 << 16); // larger ones find nothing new and cost time
     if (K_RecognizeFormat(data, size) != format) return false;
+    judgeFile(data, size);
     KernelFileInfo info{};
     K_MemoryFileInfo(data, &info, size, 0, 0);
     KernelLoadOptions options;

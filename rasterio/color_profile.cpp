@@ -22,16 +22,15 @@ constexpr size_t headerBytes = 128, tableAt = headerBytes + 4, rowBytes = 12;
 constexpr size_t largestProfile = size_t{64} << 20;
 
 // Tags of the published versions, and those few of makers that common display profiles hold.
-constexpr std::string_view knownTags =
-    "A2B0 A2B1 A2B2 A2M0 B2A0 B2A1 B2A2 B2D0 B2D1 B2D2 B2D3 D2B0 D2B1 D2B2 D2B3 aabg aagg aarg bTRC bXYZ bfd  bkpt calt chad "
-    "chrm cicp clro cprt desc dmdd dmnd dscm gTRC gXYZ gamt kTRC lumi meas metm mmod ncl2 ndin pre0 pre1 pre2 rTRC rXYZ rig0 "
-    "rig2 scrn tech vcgt vcgp view vued wtpt "sv;
+constexpr std::string_view knownTags = "A2B0 A2B1 A2B2 A2M0 B2A0 B2A1 B2A2 B2D0 B2D1 B2D2 B2D3 D2B0 D2B1 D2B2 D2B3 aabg "
+                                       "aagg aarg bTRC bXYZ bfd  bkpt calt chad "
+                                       "chrm cicp clro cprt desc dmdd dmnd dscm gTRC gXYZ gamt kTRC lumi meas metm mmod "
+                                       "ncl2 ndin pre0 pre1 pre2 rTRC rXYZ rig0 "
+                                       "rig2 scrn tech vcgt vcgp view vued wtpt "sv;
 
 uint32_t number(ByteView data, size_t at) { return png::number(data.data() + at); }
 
-std::string_view textAt(ByteView data, size_t at) {
-    return {reinterpret_cast<const char*>(data.data()) + at, 4};
-}
+std::string_view textAt(ByteView data, size_t at) { return {reinterpret_cast<const char*>(data.data()) + at, 4}; }
 
 bool isKnownTag(std::string_view tag) {
     for (size_t at = 0; at < knownTags.size(); at += 5) {

@@ -130,8 +130,7 @@ void fillBlock(const Component& component, const CoveredBlock& block) {
         }
     }
     toFrequencies(samples, frequencies);
-    for (int i = 0; i < DCTSIZE2; ++i)
-        block.coefficients[i] = quantised(frequencies[i], component.steps->quantval[i]);
+    for (int i = 0; i < DCTSIZE2; ++i) block.coefficients[i] = quantised(frequencies[i], component.steps->quantval[i]);
 }
 
 // Could any block whose covered samples have the fill's level have been coded to these coefficients? Looked for by going
@@ -244,7 +243,11 @@ int workOnComponent(Recoder& r, int index, jvirt_barray_ptr array) {
     component.blocksDown = (component.height + side - 1) / side;
     component.level = levelOf(r.in, index, r.color);
     component.steps = info.quant_table ? info.quant_table : r.in.quant_tbl_ptrs[info.quant_tbl_no];
-    if (r.areaCount && (!component.steps || component.steps->quantval[0] > coarsestStep)) return ERROR_FEATURE_NOT_SUPPORTED;
+    if (!r.areaCount) return SUCCESS;
+    if (!component.steps) return ERROR_FILE_READ;
+    const auto& steps = component.steps->quantval;
+    if (std::find(steps, steps + DCTSIZE2, 0) != steps + DCTSIZE2) return ERROR_FILE_READ;
+    if (steps[0] > coarsestStep) return ERROR_FEATURE_NOT_SUPPORTED;
     const auto common = reinterpret_cast<j_common_ptr>(&r.in);
     auto* mask = static_cast<uint8_t*>(
         r.in.mem->alloc_large(common, JPOOL_IMAGE, static_cast<size_t>(component.blocksAcross) * DCTSIZE2));

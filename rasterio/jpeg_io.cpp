@@ -22,9 +22,8 @@ void onProgress(j_common_ptr jpeg) {
 }
 
 // Faults that a sound file of another kind gives.
-constexpr auto unsupported =
-    std::to_array<int>({JERR_BAD_PRECISION, JERR_SOF_UNSUPPORTED, JERR_ARITH_NOTIMPL, JERR_NOT_COMPILED,
-                        JERR_CONVERSION_NOTIMPL, JERR_MISMATCHED_QUANT_TABLE});
+constexpr auto unsupported = std::to_array<int>({JERR_BAD_PRECISION, JERR_SOF_UNSUPPORTED, JERR_ARITH_NOTIMPL,
+                                                 JERR_NOT_COMPILED, JERR_CONVERSION_NOTIMPL, JERR_MISMATCHED_QUANT_TABLE});
 
 void grow(j_compress_ptr jpeg) {
     constexpr size_t firstBytes = size_t{1} << 16;
@@ -108,11 +107,11 @@ int jpegPerspective(const jpeg_decompress_struct& jpeg) {
 
 void writeJpegOrientation(j_compress_ptr jpeg, int perspective) {
     if (perspective == KB_VIEW_TOP_LEFT) return;
-    uint8_t block[] = {'E', 'x', 'i', 'f', 0, 0,             // a small TIFF follows
-                       'M', 'M', 0,   42,  0, 0, 0, 8,       // its directory stands at 8
-                       0,   1,                               // one entry
-                       1,   18,  0,   3,   0, 0, 0, 1,       // orientation, one word
-                       0,   0,   0,   0,   0, 0, 0, 0};      // the word; no further directory
+    uint8_t block[] = {'E', 'x', 'i', 'f', 0, 0,        // a small TIFF follows
+                       'M', 'M', 0,   42,  0, 0, 0, 8,  // its directory stands at 8
+                       0,   1,                          // one entry
+                       1,   18,  0,   3,   0, 0, 0, 1,  // orientation, one word
+                       0,   0,   0,   0,   0, 0, 0, 0}; // the word; no further directory
     block[25] = static_cast<uint8_t>(orientationFrom(perspective));
     jpeg_write_marker(jpeg, JPEG_APP0 + 1, block, sizeof block);
 }

@@ -68,8 +68,7 @@ bool encode(Writer& w) {
         w.jpeg.Y_density = static_cast<UINT16>(b.YResolution);
     }
     jpeg_start_compress(&w.jpeg, TRUE);
-    if (!w.profile.empty())
-        jpeg_write_icc_profile(&w.jpeg, w.profile.data(), static_cast<unsigned int>(w.profile.size()));
+    if (!w.profile.empty()) jpeg_write_icc_profile(&w.jpeg, w.profile.data(), static_cast<unsigned int>(w.profile.size()));
     while (w.jpeg.next_scanline < w.jpeg.image_height) {
         auto* row = const_cast<JSAMPROW>(lineOf(w, static_cast<int32_t>(w.jpeg.next_scanline)));
         jpeg_write_scanlines(&w.jpeg, &row, 1);

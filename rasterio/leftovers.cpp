@@ -65,7 +65,8 @@ bool tellJpegMarkers(ByteView file, LeftoverListener& listener) {
     size_t at = 2;
     bool inScan = false;
     while (at + 1 < file.size()) {
-        if (file[at] != 0xFF || file[at + 1] == 0 || file[at + 1] == 0xFF || (file[at + 1] >= 0xD0 && file[at + 1] <= 0xD7)) {
+        if (file[at] != 0xFF || file[at + 1] == 0 || file[at + 1] == 0xFF ||
+            (file[at + 1] >= 0xD0 && file[at + 1] <= 0xD7)) {
             if (!inScan) return told; // bytes where a marker is due: the comparison finds them
             ++at;
             continue;
@@ -79,9 +80,11 @@ bool tellJpegMarkers(ByteView file, LeftoverListener& listener) {
         const size_t length = static_cast<size_t>(file[at + 2]) << 8 | file[at + 3];
         if (length < 2 || file.size() - at - 2 < length) return told;
         const std::string_view data(reinterpret_cast<const char*>(file.data()) + at + 4, length - 2);
-        const bool preview = (marker == 0xE0 && ((data.starts_with("JFIF\0"sv) && length > 16) || data.starts_with("JFXX\0"sv))) ||
-                             (marker == 0xE2 && data.starts_with("MPF\0"sv));
-        const bool needed = (marker == 0xE0 && data.starts_with("JFIF\0"sv)) || (marker == 0xEE && data.starts_with("Adobe")) ||
+        const bool preview =
+            (marker == 0xE0 && ((data.starts_with("JFIF\0"sv) && length > 16) || data.starts_with("JFXX\0"sv))) ||
+            (marker == 0xE2 && data.starts_with("MPF\0"sv));
+        const bool needed = (marker == 0xE0 && data.starts_with("JFIF\0"sv)) ||
+                            (marker == 0xEE && data.starts_with("Adobe")) ||
                             (marker == 0xE2 && data.starts_with("ICC_PROFILE\0"sv)) ||
                             (marker == 0xE1 && data.starts_with("Exif\0\0"sv) && length == 34);
         if (preview)
@@ -176,7 +179,8 @@ int findBmpLeftovers(ByteView file, LeftoverListener& listener) {
     const uint64_t rows = static_cast<uint64_t>(std::abs(int64_t{height}));
     const bool masks = headerBytes == withMasks && bits == 32 && compression == 3;
     const bool known = width > 0 && rows > 0 && (masks || (headerBytes == plain && compression == 0)) &&
-                       (bits == 1 || bits == 4 || bits == 8 || bits == 24 || bits == 32) && colors <= (bits <= 8 ? 1u << bits : 0u);
+                       (bits == 1 || bits == 4 || bits == 8 || bits == 24 || bits == 32) &&
+                       colors <= (bits <= 8 ? 1u << bits : 0u);
     if (!known || file.size() < fileHeader + headerBytes) {
         listener.tell(KB_LEFT_CODING, fileHeader, 0, 1);
         return SUCCESS;
@@ -205,7 +209,8 @@ int findBmpLeftovers(ByteView file, LeftoverListener& listener) {
     }
     for (uint64_t row = 0; row < rows; ++row) {
         const ByteView bytes = file.subspan(static_cast<size_t>(offset + row * rowBytes), static_cast<size_t>(rowBytes));
-        if (isPaddedWithZeros(bytes.data(), rowBits) && isAllZero(bytes.subspan(static_cast<size_t>((rowBits + 7) / 8)))) continue;
+        if (isPaddedWithZeros(bytes.data(), rowBits) && isAllZero(bytes.subspan(static_cast<size_t>((rowBits + 7) / 8))))
+            continue;
         listener.tell(KB_LEFT_SLACK, offset + row * rowBytes, 0, 1);
         break;
     }

@@ -20,17 +20,22 @@ struct TagRow {
 };
 // What a page needs to be shown.
 constexpr auto neededTags = std::to_array<TagRow>({
-    {TIFFTAG_SUBFILETYPE, Count::one},    {TIFFTAG_IMAGEWIDTH, Count::one},      {TIFFTAG_IMAGELENGTH, Count::one},
-    {TIFFTAG_BITSPERSAMPLE, Count::samples}, {TIFFTAG_COMPRESSION, Count::one},  {TIFFTAG_PHOTOMETRIC, Count::one},
-    {TIFFTAG_FILLORDER, Count::one},      {TIFFTAG_STRIPOFFSETS, Count::strips}, {TIFFTAG_ORIENTATION, Count::one},
-    {TIFFTAG_SAMPLESPERPIXEL, Count::one}, {TIFFTAG_ROWSPERSTRIP, Count::one},   {TIFFTAG_STRIPBYTECOUNTS, Count::strips},
-    {TIFFTAG_XRESOLUTION, Count::one},    {TIFFTAG_YRESOLUTION, Count::one},     {TIFFTAG_PLANARCONFIG, Count::one},
-    {TIFFTAG_GROUP3OPTIONS, Count::one},  {TIFFTAG_GROUP4OPTIONS, Count::one},   {TIFFTAG_RESOLUTIONUNIT, Count::one},
-    {TIFFTAG_PAGENUMBER, Count::two},     {TIFFTAG_PREDICTOR, Count::one},       {TIFFTAG_COLORMAP, Count::map},
-    {TIFFTAG_EXTRASAMPLES, Count::one},   {TIFFTAG_SAMPLEFORMAT, Count::samples}, {profileTag, Count::any},
+    {TIFFTAG_SUBFILETYPE, Count::one},      {TIFFTAG_IMAGEWIDTH, Count::one},
+    {TIFFTAG_IMAGELENGTH, Count::one},      {TIFFTAG_BITSPERSAMPLE, Count::samples},
+    {TIFFTAG_COMPRESSION, Count::one},      {TIFFTAG_PHOTOMETRIC, Count::one},
+    {TIFFTAG_FILLORDER, Count::one},        {TIFFTAG_STRIPOFFSETS, Count::strips},
+    {TIFFTAG_ORIENTATION, Count::one},      {TIFFTAG_SAMPLESPERPIXEL, Count::one},
+    {TIFFTAG_ROWSPERSTRIP, Count::one},     {TIFFTAG_STRIPBYTECOUNTS, Count::strips},
+    {TIFFTAG_XRESOLUTION, Count::one},      {TIFFTAG_YRESOLUTION, Count::one},
+    {TIFFTAG_PLANARCONFIG, Count::one},     {TIFFTAG_GROUP3OPTIONS, Count::one},
+    {TIFFTAG_GROUP4OPTIONS, Count::one},    {TIFFTAG_RESOLUTIONUNIT, Count::one},
+    {TIFFTAG_PAGENUMBER, Count::two},       {TIFFTAG_PREDICTOR, Count::one},
+    {TIFFTAG_COLORMAP, Count::map},         {TIFFTAG_EXTRASAMPLES, Count::one},
+    {TIFFTAG_SAMPLEFORMAT, Count::samples}, {profileTag, Count::any},
 });
-constexpr auto imageTags = std::to_array<uint16_t>({TIFFTAG_SUBIFD, TIFFTAG_EXIFIFD, TIFFTAG_JPEGIFOFFSET, 32781 /* an ID */,
-                                                    34377 /* a photo editor's resources */, 37724 /* its layers */, 46, 50341});
+constexpr auto imageTags =
+    std::to_array<uint16_t>({TIFFTAG_SUBIFD, TIFFTAG_EXIFIFD, TIFFTAG_JPEGIFOFFSET, 32781 /* an ID */,
+                             34377 /* a photo editor's resources */, 37724 /* its layers */, 46, 50341});
 
 struct Used {
     uint64_t at, end;
@@ -140,13 +145,21 @@ bool endsDeflate(ByteView data, uint64_t size) {
 // The page written anew has the same strip.
 bool isFreshFax(const KernelBitmap& image, int kind, ByteView strip) {
     BlockStream stream;
-    if (saveTiff(image, {.uStructSize = 0, .uFlags = 0, .nPageNumber = 1, .nCompression = kind, .nQuality = 0, .nLevel = 0, .reserved = {}}, {}, stream) !=
-        SUCCESS)
+    if (saveTiff(image,
+                 {.uStructSize = 0,
+                  .uFlags = 0,
+                  .nPageNumber = 1,
+                  .nCompression = kind,
+                  .nQuality = 0,
+                  .nLevel = 0,
+                  .reserved = {}},
+                 {}, stream) != SUCCESS)
         return false;
     TiffFile file(stream);
     TiffDirectory page;
     if (file.open() != SUCCESS || file.directory(1, &page) != SUCCESS) return false;
-    const uint64_t at = numberOf(file, page, TIFFTAG_STRIPOFFSETS, 0), bytes = numberOf(file, page, TIFFTAG_STRIPBYTECOUNTS, 0);
+    const uint64_t at = numberOf(file, page, TIFFTAG_STRIPOFFSETS, 0),
+                   bytes = numberOf(file, page, TIFFTAG_STRIPBYTECOUNTS, 0);
     return bytes == strip.size() && at <= stream.bytes.size() && bytes <= stream.bytes.size() - at &&
            std::equal(strip.begin(), strip.end(), stream.bytes.begin() + static_cast<std::ptrdiff_t>(at));
 }
@@ -189,15 +202,18 @@ private:
     }
 
     void judgeEntry(const TiffEntry& entry) {
-        const auto row = std::find_if(neededTags.begin(), neededTags.end(), [&](const TagRow& r) { return r.tag == entry.tag; });
-        const bool lies = entry.bytes != UINT64_MAX && entry.valueAt <= data_.size() && entry.bytes <= data_.size() - entry.valueAt;
+        const auto row =
+            std::find_if(neededTags.begin(), neededTags.end(), [&](const TagRow& r) { return r.tag == entry.tag; });
+        const bool lies =
+            entry.bytes != UINT64_MAX && entry.valueAt <= data_.size() && entry.bytes <= data_.size() - entry.valueAt;
         if (lies && !entry.inEntry) use(entry.valueAt, entry.bytes);
         if (row == neededTags.end()) {
             const bool image = std::find(imageTags.begin(), imageTags.end(), entry.tag) != imageTags.end();
             tell(image ? KB_LEFT_IMAGE : KB_LEFT_PART, entry.valueAt, entry.tag);
             return;
         }
-        if (std::count_if(page_.entries.begin(), page_.entries.end(), [&](const TiffEntry& e) { return e.tag == entry.tag; }) > 1 ||
+        if (std::count_if(page_.entries.begin(), page_.entries.end(),
+                          [&](const TiffEntry& e) { return e.tag == entry.tag; }) > 1 ||
             !lies || (row->count != Count::any && entry.count != expectedCount(row->count, shape_))) {
             tell(KB_LEFT_SLACK, entry.valueAt, entry.tag);
         }
@@ -205,6 +221,11 @@ private:
             tell(KB_LEFT_SLACK, entry.valueAt, entry.tag);
         if (entry.tag == TIFFTAG_SUBFILETYPE && (numberOf(file_, page_, entry.tag, 0) & ~uint64_t{FILETYPE_PAGE}))
             tell(KB_LEFT_IMAGE, entry.valueAt, entry.tag);
+        // Bytes stand in words here; a second byte of its own would be seen by nobody.
+        std::vector<uint64_t> colors;
+        if (entry.tag == TIFFTAG_COLORMAP && (!lies || !file_.numbers(entry, &colors) ||
+                                              std::any_of(colors.begin(), colors.end(), [](uint64_t v) { return v % 257; })))
+            tell(KB_LEFT_SLACK, entry.valueAt, entry.tag);
         if (entry.tag == profileTag) {
             Bytes profile;
             if (!lies || !file_.values(entry, &profile) || !isSoundProfile(profile) ||
@@ -217,7 +238,8 @@ private:
     int useStrips(const KernelBitmap* image) {
         const TiffEntry *offsets = page_.find(TIFFTAG_STRIPOFFSETS), *counts = page_.find(TIFFTAG_STRIPBYTECOUNTS);
         std::vector<uint64_t> at, bytes;
-        if (!offsets || !counts || !file_.numbers(*offsets, &at) || !file_.numbers(*counts, &bytes) || at.size() != bytes.size()) {
+        if (!offsets || !counts || !file_.numbers(*offsets, &at) || !file_.numbers(*counts, &bytes) ||
+            at.size() != bytes.size()) {
             if (image) tell(KB_LEFT_CODING, page_.at, TIFFTAG_STRIPOFFSETS);
             return SUCCESS;
         }
@@ -231,7 +253,8 @@ private:
             const uint64_t rows = first < shape_.height ? std::min(shape_.rowsPerStrip, shape_.height - first) : 0;
             const ByteView strip = data_.subspan(static_cast<size_t>(at[i]), static_cast<size_t>(bytes[i]));
             if (!judgeStrip(*image, strip, rows * shape_.rowBytes(), at.size())) {
-                tell(codingIsKnown_ ? KB_LEFT_SLACK : KB_LEFT_CODING, at[i], codingIsKnown_ ? TIFFTAG_STRIPOFFSETS : TIFFTAG_COMPRESSION);
+                tell(codingIsKnown_ ? KB_LEFT_SLACK : KB_LEFT_CODING, at[i],
+                     codingIsKnown_ ? TIFFTAG_STRIPOFFSETS : TIFFTAG_COMPRESSION);
                 break;
             }
         }

@@ -36,8 +36,7 @@ int inflateExactly(ByteView packed, uint8_t* out, size_t size) {
     const std::unique_ptr<libdeflate_decompressor, FreeDecompressor> inflater(libdeflate_alloc_decompressor());
     if (!inflater) return ERROR_NO_MEMORY;
     size_t used = 0, made = 0;
-    const auto result =
-        libdeflate_zlib_decompress_ex(inflater.get(), packed.data(), packed.size(), out, size, &used, &made);
+    const auto result = libdeflate_zlib_decompress_ex(inflater.get(), packed.data(), packed.size(), out, size, &used, &made);
     return result == LIBDEFLATE_SUCCESS && used == packed.size() && made == size ? SUCCESS : ERROR_FILE_READ;
 }
 

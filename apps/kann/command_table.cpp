@@ -46,7 +46,8 @@ constexpr auto options = std::to_array<OptionRow>({
     {"points", '\0', Arity::many, "X,Y...", "points in the container's units; ends at the next option"},
     {"rotate", '\0', Arity::one, "DEGREES", "turn the new object clockwise about its centre"},
     {"parent", '\0', Arity::one, "TAG", "put the object into the container with this tag (default: the root)"},
-    {"regions", '\0', Arity::one, "FILE.json", "areas that are to be covered, in pixels of the page as viewed", ValueKind::file},
+    {"regions", '\0', Arity::one, "FILE.json", "areas that are to be covered, in pixels of the page as viewed",
+     ValueKind::file},
     {"report", '\0', Arity::one, "FILE.json", "write down what was covered, for verify", ValueKind::file},
     {"dry-run", '\0', Arity::flag, "", "write nothing, print what would be covered"},
     {"key", '\0', Arity::one, "KEY", "key of the lock"},
@@ -68,10 +69,12 @@ constexpr std::array tagOptions{Names("output"),     Names("page"), Names("out-d
                                 Names("files-from"), Names("jobs"), Names("progress")};
 constexpr std::array addOptions{Names("output"), Names("rect"),       Names("points"), Names("rotate"),
                                 Names("parent"), Names("store-page"), Names("to")};
-constexpr std::array redactOptions{Names("output"),  Names("format"),  Names("regions"), Names("report"),     Names("dry-run"),
-                                   Names("depth"),   Names("page"),    Names("store-page"), Names("out-dir"), Names("files-from"),
-                                   Names("store"),   Names("jobs"),    Names("progress")};
-constexpr std::array maskOptions{Names("output"), Names("store"), Names("format"), Names("to"), Names("page"), Names("store-page")};
+constexpr std::array redactOptions{Names("output"),  Names("format"),     Names("regions"), Names("report"),
+                                   Names("dry-run"), Names("depth"),      Names("page"),    Names("store-page"),
+                                   Names("out-dir"), Names("files-from"), Names("store"),   Names("jobs"),
+                                   Names("progress")};
+constexpr std::array maskOptions{Names("output"), Names("store"), Names("format"),
+                                 Names("to"),     Names("page"),  Names("store-page")};
 constexpr std::array unmaskOptions{Names("output"), Names("key"), Names("format"), Names("page"), Names("store-page")};
 constexpr std::array verifyOptions{Names("regions"), Names("page"), Names("store-page")};
 
@@ -112,26 +115,34 @@ constexpr auto commands = std::to_array<CommandRow>({
      "Pixels and other tags stay as they are; the bytes of the data are zeroed.", tagOptions, false, 0, anyNumber,
      runDetach},
     {"mask", "IMAGE STORE -o OUT --store STORE2", "cover areas so that they can be given back",
-     "Draws the redactions of STORE, and nothing else, into the pixels. What they cover goes into STORE2, which is a store with the "
-     "same tree, in native form unless --to picks the coded one. This is no redaction: whoever has STORE2 has the covered pixels, "
+     "Draws the redactions of STORE, and nothing else, into the pixels. What they cover goes into STORE2, which is a store "
+     "with the "
+     "same tree, in native form unless --to picks the coded one. This is no redaction: whoever has STORE2 has the covered "
+     "pixels, "
      "and a lock only scrambles them. OUT is written whole and new, without metadata, and never as JPEG.",
      maskOptions, false, 2, 2, runMask},
     {"unmask", "IMAGE STORE2 -o OUT [--key KEY]", "give back what mask has covered",
-     "Puts the pixels back that STORE2 holds, bit for bit. Locked redactions need their key; those with another one, or none given, "
+     "Puts the pixels back that STORE2 holds, bit for bit. Locked redactions need their key; those with another one, or "
+     "none given, "
      "stay covered, and the status is 3.",
      unmaskOptions, false, 2, 2, runUnmask},
     {"redact", "IMAGE [STORE] -o OUT", "cover areas for good",
      "Makes what redactions cover black, hidden ones too, whatever fill or mode they have; a turned one with the upright "
      "rectangle around it. Without STORE and --regions the redactions are those that the image carries in its tags; both "
      "together count both. Page n of the store belongs to page n of the image unless --page or --store-page picks one.\n\n"
-     "The image is written whole and new, all its pages with their resolution, orientation and colour profile and nothing else. "
-     "It is then judged as verify does; a result that isn't clean isn't written. Where there is nothing to cover the command "
+     "The image is written whole and new, all its pages with their resolution, orientation and colour profile and nothing "
+     "else. "
+     "It is then judged as verify does; a result that isn't clean isn't written. Where there is nothing to cover the "
+     "command "
      "fails.",
      redactOptions, false, 0, anyNumber, runRedact},
     {"verify", "IMAGE [STORE]", "look whether anything is left of what redact has covered",
-     "STORE is annotation data with redactions, or a report of redact. Covered areas have to be of one colour, those of a JPEG "
-     "black; no other page may show the same uncovered; and the file may hold nothing beside the pixels and what is needed to "
-     "show them: no metadata, previews, unused bytes, or annotation data with pictures. What can't be judged counts as left. Each find "
+     "STORE is annotation data with redactions, or a report of redact. Covered areas have to be of one colour, those of a "
+     "JPEG "
+     "black; no other page may show the same uncovered; and the file may hold nothing beside the pixels and what is needed "
+     "to "
+     "show them: no metadata, previews, unused bytes, or annotation data with pictures. What can't be judged counts as "
+     "left. Each find "
      "is a line on standard error, and the status is 5.",
      verifyOptions, false, 1, 2, runVerify},
 });

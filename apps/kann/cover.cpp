@@ -62,9 +62,7 @@ Used usedColors(const KernelBitmap& b) {
     return used;
 }
 
-std::uint32_t colorOf(const RGBQUAD& color) {
-    return RGB(color.rgbRed, color.rgbGreen, color.rgbBlue);
-}
+std::uint32_t colorOf(const RGBQUAD& color) { return RGB(color.rgbRed, color.rgbGreen, color.rgbBlue); }
 
 // Entries that tell of colours which no pixel shows: not black, and not the same as one that is shown.
 Used idleColors(const KernelBitmap& b, const Used& used) {
@@ -85,6 +83,15 @@ void clearPadding(Bitmap& bitmap, const std::string& name) {
         std::uint8_t* row = writableRow(bitmap, y, name);
         if (used % 8) row[used / 8] = static_cast<std::uint8_t>(row[used / 8] & 0xFF00u >> used % 8);
         std::fill(row + (used + 7) / 8, row + b.BytesPerLine, std::uint8_t{0});
+    }
+}
+
+// A fourth byte that isn't opacity is shown by nobody, and whatever stands there would go along unseen.
+void blankFourthByte(Bitmap& bitmap, const std::string& name) {
+    if (bitmap.record.BitsPerPixel != 32 || bitmap.record.Alpha) return;
+    for (int y = 0; y < bitmap.record.Height; ++y) {
+        std::uint8_t* row = writableRow(bitmap, y, name);
+        for (int x = 0; x < bitmap.record.Width; ++x) row[std::ptrdiff_t{x} * 4 + 3] = 0xFF;
     }
 }
 
@@ -140,6 +147,7 @@ COLORREF coverAreas(Bitmap& bitmap, std::span<const RECT> areas, const std::stri
         }
     }
     clearPadding(bitmap, name);
+    blankFourthByte(bitmap, name);
     dropUnusedColors(bitmap, areas.empty() ? RGBQUAD{} : color, name);
     return colorOf(color);
 }
@@ -148,6 +156,17 @@ std::optional<POINT> findUnlike(const KernelBitmap& b, const RECT& area) {
     const std::uint8_t* row = K_BitmapRowPointer(&b, area.top);
     if (!row) return POINT{area.left, area.top};
     return findOther(b, area, pixelAt(row, area.left, b.BitsPerPixel));
+}
+
+bool hasUnseenBytes(const KernelBitmap& b) {
+    if (b.BitsPerPixel != 32 || b.Alpha) return false;
+    for (int y = 0; y < b.Height; ++y) {
+        const std::uint8_t* row = K_BitmapRowPointer(&b, y);
+        for (int x = 0; x < b.Width; ++x) {
+            if (!row || row[std::ptrdiff_t{x} * 4 + 3] != 0xFF) return true;
+        }
+    }
+    return false;
 }
 
 bool hasUnusedColors(const KernelBitmap& b) {

@@ -71,7 +71,8 @@ int tellLeftover(const KernelLeftover* leftover, void* user) {
     }
     const auto row = std::ranges::find(kinds, leftover->nKind, &KindRow::kind);
     std::string text = leftover->uCode ? codeName(finds.image.format, leftover->uCode) + ": " : std::string();
-    text += std::string(row == kinds.end() ? "something unknown" : row->text) + ", at byte " + std::to_string(leftover->uOffset);
+    text +=
+        std::string(row == kinds.end() ? "something unknown" : row->text) + ", at byte " + std::to_string(leftover->uOffset);
     finds.add(leftover->nPage, text);
     return SUCCESS;
 }
@@ -127,8 +128,10 @@ void judgePage(Finds& finds, const PageRegions& regions) {
     const KernelBitmap& b = page.bitmap.record;
     for (const RECT& area : regions.areas) {
         const std::vector<RECT> stored = storedAreas(b, {&area, 1});
-        if (stored.empty() || findUnlike(b, stored[0])) finds.add(regions.page, "the area " + areaText(area) + " isn't of one colour");
+        if (stored.empty() || findUnlike(b, stored[0]))
+            finds.add(regions.page, "the area " + areaText(area) + " isn't of one colour");
     }
+    if (hasUnseenBytes(b)) finds.add(regions.page, "a fourth byte of the pixels that isn't shown");
     if (hasUnusedColors(b)) finds.add(regions.page, "the palette has colours that no pixel shows");
 }
 

@@ -139,7 +139,8 @@ Tree treeOf(const Store& store, int page) { return loadTree(store, store.inTag ?
 void checkKept(const std::vector<Redaction>& redactions, const std::string& name) {
     for (const Redaction& one : redactions) {
         if (isEmpty(one.kept) || !one.shown) continue;
-        const int width = std::max<int>(0, one.box.right - one.box.left), height = std::max<int>(0, one.box.bottom - one.box.top);
+        const int width = std::max<int>(0, one.box.right - one.box.left),
+                  height = std::max<int>(0, one.box.bottom - one.box.top);
         if (std::abs(one.kept.right - width) > 1 || std::abs(one.kept.bottom - height) > 1)
             throw failure(name, ERROR_INV_PARAMETER, "the store belongs to another image");
     }
@@ -177,7 +178,8 @@ void drawUnmasked(Bitmap& bitmap, const Tree& tree, const std::string& name, Unm
 
 int runMask(const Arguments& arguments) {
     const std::string target = arguments.text("store");
-    if (target.empty() || !arguments.has("output")) throw UsageError{"usage: kann mask " + std::string(arguments.command->synopsis)};
+    if (target.empty() || !arguments.has("output"))
+        throw UsageError{"usage: kann mask " + std::string(arguments.command->synopsis)};
     const std::string to = arguments.text("to", "native");
     if (to != "native" && to != "coded") throw UsageError{"--to can't be \"" + to + "\" here, only: native coded"};
     const std::uint32_t form = storedFormNumber(to);
@@ -211,7 +213,8 @@ int runMask(const Arguments& arguments) {
     keeper.commit();
     output.commit();
     if (!arguments.has("quiet"))
-        printError(output.name() + ": this is no redaction; " + keeper.name() + " holds the covered pixels and gives them back");
+        printError(output.name() + ": this is no redaction; " + keeper.name() +
+                   " holds the covered pixels and gives them back");
     else
         log.quiet = true;
     if (log.quiet) return log.warnings.empty() ? exitDone : exitWarnings;

@@ -68,7 +68,8 @@ std::vector<Redaction> LaidTree::redactions() const {
                             isShown(object, name_),
                             false};
         KernelBitmap kept{};
-        if (K_AnnGetBitmap(object, &kept) == SUCCESS) K_GetBitmapViewSize(&kept, &redaction.kept.right, &redaction.kept.bottom);
+        if (K_AnnGetBitmap(object, &kept) == SUCCESS)
+            K_GetBitmapViewSize(&kept, &redaction.kept.right, &redaction.kept.bottom);
         BOOL locked = FALSE;
         check(K_AnnGetLocked(object, &locked), name_);
         redaction.locked = locked != 0;
@@ -111,7 +112,8 @@ void writeChanged(const WholeImage& image, const Arguments& arguments, OutputFil
         if (image.losesDepth(number))
             throw failure(image.file.name, ERROR_FEATURE_NOT_SUPPORTED, "colours of more than 8 bits a sample");
         WholePage page = loadWholePage(image, number);
-        if (page.dropsProfile) log.warnings.push_back(image.file.name + ": the colour profile isn't sound or doesn't fit and is left out");
+        if (page.dropsProfile)
+            log.warnings.push_back(image.file.name + ": the colour profile isn't sound or doesn't fit and is left out");
         change(page.bitmap, number);
         addWholePage(page, format, number == 1, output);
     }

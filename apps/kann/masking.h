@@ -13,9 +13,9 @@ namespace kann {
 
 struct Redaction {
     HANNOBJECT object;
-    RECT box;         // viewed pixels, cut to the page; empty outside of it
-    RECT kept;        // 0, 0 and the size of the pixels that it holds, as viewed; empty without
-    bool shown;       // it and all that it lies in
+    RECT box;   // viewed pixels, cut to the page; empty outside of it
+    RECT kept;  // 0, 0 and the size of the pixels that it holds, as viewed; empty without
+    bool shown; // it and all that it lies in
     bool locked;
 };
 

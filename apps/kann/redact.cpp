@@ -53,7 +53,8 @@ std::vector<PageRow> keptPages(const WholeImage& image, Regions& regions, JobLog
     return rows;
 }
 
-void fillJpeg(std::span<const std::uint8_t> bytes, std::span<const RECT> areas, const std::string& name, OutputFile& output) {
+void fillJpeg(std::span<const std::uint8_t> bytes, std::span<const RECT> areas, const std::string& name,
+              OutputFile& output) {
     HGLOBAL block = nullptr;
     std::size_t size = 0;
     check(K_FillJpegAreas(bytes.data(), bytes.size(), areas.data(), static_cast<std::uint32_t>(areas.size()), RGB(0, 0, 0),

@@ -18,7 +18,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int farthest = 1 << 24;      // no image is larger
+constexpr int farthest = 1 << 24;        // no image is larger
 constexpr double pixelNoise = 1.0 / 512; // what arithmetic adds to a side that stands on a pixel's edge
 
 [[noreturn]] void refuse(const std::string& name, const std::string& what) {
@@ -129,7 +129,8 @@ int collectRedaction(HANNOBJECT object, void* user) {
     return SUCCESS;
 }
 
-void addTree(const Tree& tree, const std::string& file, const WholeImage& image, int page, FoundRegions& found, JobLog& log) {
+void addTree(const Tree& tree, const std::string& file, const WholeImage& image, int page, FoundRegions& found,
+             JobLog& log) {
     if (!tree) return;
     std::vector<HANNOBJECT> redactions;
     check(K_AnnEnumerate(tree.get(), collectRedaction, &redactions, ANN_FLAG_RECURSE, nullptr), file);
@@ -267,9 +268,9 @@ FoundRegions findRegions(const WholeImage& image, const RegionSources& sources, 
         if (page.page > image.pages) throw failure(image.file.name, ERROR_PAGE_NOT_FOUND, "page " + number);
         const SIZE size = image.viewedSize(page.page);
         if (page.width && (page.width != size.cx || page.height != size.cy)) {
-            throw failure(image.file.name, ERROR_INV_PARAMETER, "the regions belong to another image: page " + number +
-                                                                    " isn't " + std::to_string(page.width) + " x " +
-                                                                    std::to_string(page.height));
+            throw failure(image.file.name, ERROR_INV_PARAMETER,
+                          "the regions belong to another image: page " + number + " isn't " + std::to_string(page.width) +
+                              " x " + std::to_string(page.height));
         }
         PageRegions kept{page.page, size.cx, size.cy, {}};
         for (const RECT& area : page.areas) {

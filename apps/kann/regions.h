@@ -30,7 +30,7 @@ struct RegionSources {
     int storePage = 0;
 };
 struct FoundRegions {
-    Regions regions;     // cut to the pages, empty areas left out
+    Regions regions;          // cut to the pages, empty areas left out
     bool holdsPixels = false; // a redaction of the store keeps the pixels under it
 };
 // Both sources together when both are there; the tags of the image when none is. Throws Failure for regions of pages that

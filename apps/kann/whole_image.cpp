@@ -136,8 +136,9 @@ void addWholePage(const WholePage& page, int format, bool isFirst, OutputFile& o
     if (format == KB_FORMAT_TIFF) {
         const bool fax = page.compression == KB_COMPRESS_G3 || page.compression == KB_COMPRESS_G4;
         // What JPEG does to a covered area's edge couldn't be judged in a strip.
-        options.nCompression = page.compression == KB_COMPRESS_JPEG || (fax && b.BitsPerPixel != 1) ? int{KB_COMPRESS_DEFLATE}
-                                                                                                    : page.compression;
+        options.nCompression = page.compression == KB_COMPRESS_JPEG || (fax && b.BitsPerPixel != 1)
+                                   ? int{KB_COMPRESS_DEFLATE}
+                                   : page.compression;
         options.uFlags = isFirst ? 0 : SAVE_INSERTPAGE;
         options.nPageNumber = isFirst ? 1 : -1;
     }

@@ -27,8 +27,8 @@ WholeImage wholeImageOf(InputFile file);
 
 struct WholePage {
     Bitmap bitmap;
-    int compression = 0; // KB_COMPRESS_*
-    Bytes profile;       // empty without
+    int compression = 0;       // KB_COMPRESS_*
+    Bytes profile;             // empty without
     bool dropsProfile = false; // there was one that can't be taken along
 };
 // At most 8 bits, and the palette is the plain ramp of grey, either way round.

@@ -9,7 +9,8 @@
 namespace {
 
 // Areas in viewed pixels: one in the middle, one over its corner, two past the edges, one of a pixel.
-const std::vector<std::array<int, 4>> areas{{10, 8, 33, 21}, {30, 15, 41, 30}, {-5, 40, 9, 99}, {60, -3, 200, 4}, {50, 20, 51, 21}};
+const std::vector<std::array<int, 4>> areas{
+    {10, 8, 33, 21}, {30, 15, 41, 30}, {-5, 40, 9, 99}, {60, -3, 200, 4}, {50, 20, 51, 21}};
 
 constexpr PageKind kinds[] = {
     {"colour", "in.tif", 24, KB_COMPRESS_LZW},
@@ -84,7 +85,8 @@ TEST_F(KannRedactTest, EveryKindOfPageIsCoveredAndNothingElseChanges) {
         EXPECT_EQ(after.nViewPerspective, before.nViewPerspective);
         EXPECT_EQ(after.nXResolution, before.nXResolution);
         EXPECT_EQ(after.nYResolution, before.nYResolution);
-        EXPECT_EQ(after.nCompression, before.nCompression == KB_COMPRESS_JPEG ? int{KB_COMPRESS_DEFLATE} : before.nCompression);
+        EXPECT_EQ(after.nCompression,
+                  before.nCompression == KB_COMPRESS_JPEG ? int{KB_COMPRESS_DEFLATE} : before.nCompression);
         done({"verify", out, "report.json"});
         done({"verify", out, "--regions", "areas.json"});
         EXPECT_EQ(kann({"verify", kind.file, "--regions", "areas.json"}).status, 5);
@@ -99,7 +101,8 @@ TEST_F(KannRedactTest, EveryKindOfPageIsCoveredAndNothingElseChanges) {
 
 TEST_F(KannRedactTest, DeepGreyKeepsAllItsBits) {
     writeRegions("areas.json", areas);
-    for (const PageKind& kind : {PageKind{"12", "in.tif", 12, 0, 1, false, true}, PageKind{"16", "in.png", 16, 0, 1, false, true}}) {
+    for (const PageKind& kind :
+         {PageKind{"12", "in.tif", 12, 0, 1, false, true}, PageKind{"16", "in.png", 16, 0, 1, false, true}}) {
         makePage(kind.file, kind);
         const std::string out = std::string("out") + std::string(kind.file).substr(2);
         done({"redact", kind.file, "--regions", "areas.json", "-o", out});
@@ -107,7 +110,9 @@ TEST_F(KannRedactTest, DeepGreyKeepsAllItsBits) {
         for (std::size_t y = 0; y < before.size(); ++y) {
             for (int x = 0; x < width; ++x) {
                 for (int bit = x * kind.bits; bit < (x + 1) * kind.bits; ++bit) {
-                    const auto bitOf = [&](const std::string& row) { return row[static_cast<std::size_t>(bit / 8)] >> (7 - bit % 8) & 1; };
+                    const auto bitOf = [&](const std::string& row) {
+                        return row[static_cast<std::size_t>(bit / 8)] >> (7 - bit % 8) & 1;
+                    };
                     ASSERT_EQ(bitOf(after[y]), isCovered(x, static_cast<int>(y)) ? 0 : bitOf(before[y])) << x << "," << y;
                 }
             }
@@ -120,8 +125,12 @@ TEST_F(KannRedactTest, ResultsOfOtherFormatsAreCoveredToo) {
     const struct {
         const char *in, *out;
         int bits, perspective;
-    } rows_[] = {{"in.tif", "out.png", 24, KB_VIEW_RIGHT_TOP}, {"in.tif", "out.jpg", 24, KB_VIEW_LEFT_BOTTOM}, {"in.png", "out.jpg", 8, 1},
-                 {"in.png", "out.bmp", 8, 1},                  {"in.jpg", "out.png", 24, 1},                   {"in.jpg", "out.tif", 24, 1}};
+    } rows_[] = {{"in.tif", "out.png", 24, KB_VIEW_RIGHT_TOP},
+                 {"in.tif", "out.jpg", 24, KB_VIEW_LEFT_BOTTOM},
+                 {"in.png", "out.jpg", 8, 1},
+                 {"in.png", "out.bmp", 8, 1},
+                 {"in.jpg", "out.png", 24, 1},
+                 {"in.jpg", "out.tif", 24, 1}};
     for (const auto& row : rows_) {
         SCOPED_TRACE(testing::Message() << row.in << " " << row.out);
         makePage(row.in, {"", row.in, row.bits, 0, row.perspective});
@@ -145,7 +154,8 @@ TEST_F(KannRedactTest, ResultsOfOtherFormatsAreCoveredToo) {
             const auto at = static_cast<std::size_t>((y * width + x) * 3);
             if (near) continue;
             ++same;
-            ASSERT_TRUE(std::equal(before.begin() + static_cast<std::ptrdiff_t>(at), before.begin() + static_cast<std::ptrdiff_t>(at) + 3,
+            ASSERT_TRUE(std::equal(before.begin() + static_cast<std::ptrdiff_t>(at),
+                                   before.begin() + static_cast<std::ptrdiff_t>(at) + 3,
                                    after.begin() + static_cast<std::ptrdiff_t>(at)));
         }
     }
@@ -201,7 +211,8 @@ TEST_F(KannRedactTest, PagesGoByTheirNumbers) {
     EXPECT_EQ(report({"both.kba"}), "\"pages\":[" + first + R"(,{"page":2,"size":[75,53],"regions":)" + second + "]}\n");
     EXPECT_EQ(report({"one.kba"}), "\"pages\":[" + first + "]}\n");
     EXPECT_EQ(report({"both.kba", "--page", "2"}), R"("pages":[{"page":2,"size":[75,53],"regions":)" + second + "]}\n");
-    EXPECT_EQ(report({"both.kba", "--page", "3", "--store-page", "2"}), R"("pages":[{"page":3,"size":[75,53],"regions":)" + second + "]}\n");
+    EXPECT_EQ(report({"both.kba", "--page", "3", "--store-page", "2"}),
+              R"("pages":[{"page":3,"size":[75,53],"regions":)" + second + "]}\n");
     EXPECT_EQ(report({"both.kba", "--page", "4", "--store-page", "2"}), "1");
     done({"redact", "in.tif", "both.kba", "-o", "out.tif"});
     EXPECT_EQ(fileInfo("out.tif").nPages, 3);
@@ -219,7 +230,8 @@ TEST_F(KannRedactTest, PagesGoByTheirNumbers) {
 TEST_F(KannRedactTest, NothingGoesAlongButThePicture) {
     writeRegions("areas.json", areas);
     makePage("in.png", {"", "in.png", 24});
-    write("in.png", withPngChunk(read("in.png"), "IDAT", pngChunk("tEXt", std::string("Title\0SECRET", 12)) + pngChunk("eXIf", "SECRET")) +
+    write("in.png", withPngChunk(read("in.png"), "IDAT",
+                                 pngChunk("tEXt", std::string("Title\0SECRET", 12)) + pngChunk("eXIf", "SECRET")) +
                         "SECRET");
     makePage("in.jpg", {"", "in.jpg", 24});
     const std::string jpeg = read("in.jpg");
@@ -280,7 +292,8 @@ TEST_F(KannRedactTest, FailedRunsLeaveNoOutput) {
     // One pixel, 16 bits a sample, in a stored block.
     const std::string header("\0\0\0\1\0\0\0\1\20\2\0\0\0", 13);
     const std::string packed("\x78\x01\x01\x07\x00\xF8\xFF\x00\x01\x02\x03\x04\x05\x06\x00\x3F\x00\x16", 18);
-    write("deep.png", read("in.png").substr(0, 8) + pngChunk("IHDR", header) + pngChunk("IDAT", packed) + pngChunk("IEND", ""));
+    write("deep.png",
+          read("in.png").substr(0, 8) + pngChunk("IHDR", header) + pngChunk("IDAT", packed) + pngChunk("IEND", ""));
     writeRegions("pixel.json", {{0, 0, 1, 1}});
     const struct {
         const char* name;
@@ -296,7 +309,10 @@ TEST_F(KannRedactTest, FailedRunsLeaveNoOutput) {
         {"no such regions", {"in.png", "--regions", "gone.json"}, 1, "gone.json"},
         {"several pages", {"in.tif", "--regions", "areas.json"}, 1, "only TIFF holds several pages"},
         {"deep colour", {"deep.png", "--regions", "pixel.json"}, 1, "--depth 24"},
-        {"report that can't be written", {"in.png", "--regions", "areas.json", "--report", "none/report.json"}, 1, "none/report.json"},
+        {"report that can't be written",
+         {"in.png", "--regions", "areas.json", "--report", "none/report.json"},
+         1,
+         "none/report.json"},
     };
     for (const auto& row : table) {
         SCOPED_TRACE(row.name);
@@ -316,13 +332,23 @@ TEST_F(KannRedactTest, FailedRunsLeaveNoOutput) {
 TEST_F(KannRedactTest, RegionsAreReadStrictly) {
     makePage("in.png", {"", "in.png", 24});
     for (const char* text : {
-             "", "[]", "{}", R"({"schema":2,"pages":[]})", R"({"schema":1})", R"({"schema":1,"pages":{}})",
-             R"({"schema":1,"pages":[{"regions":[[1,1,2,2]]}]})", R"({"schema":1,"pages":[{"page":0,"regions":[[1,1,2,2]]}]})",
-             R"({"schema":1,"pages":[{"page":1,"region":[[1,1,2,2]]}]})", R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,2]]}]})",
-             R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,1,2]]}]})", R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,2.5,2]]}]})",
-             R"({"schema":1,"pages":[{"page":1,"regions":[["1",1,2,2]]}]})", R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,2,2]],"more":1}]})",
+             "",
+             "[]",
+             "{}",
+             R"({"schema":2,"pages":[]})",
+             R"({"schema":1})",
+             R"({"schema":1,"pages":{}})",
+             R"({"schema":1,"pages":[{"regions":[[1,1,2,2]]}]})",
+             R"({"schema":1,"pages":[{"page":0,"regions":[[1,1,2,2]]}]})",
+             R"({"schema":1,"pages":[{"page":1,"region":[[1,1,2,2]]}]})",
+             R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,2]]}]})",
+             R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,1,2]]}]})",
+             R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,2.5,2]]}]})",
+             R"({"schema":1,"pages":[{"page":1,"regions":[["1",1,2,2]]}]})",
+             R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,2,2]],"more":1}]})",
              R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,2,2]]},{"page":1,"regions":[[3,3,4,4]]}]})",
-             R"({"schema":1,"pages":[{"page":1,"size":[0,4],"regions":[[1,1,2,2]]}]})", R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,2,2]]}]} x)",
+             R"({"schema":1,"pages":[{"page":1,"size":[0,4],"regions":[[1,1,2,2]]}]})",
+             R"({"schema":1,"pages":[{"page":1,"regions":[[1,1,2,2]]}]} x)",
          }) {
         SCOPED_TRACE(text);
         write("areas.json", text);

@@ -69,7 +69,8 @@ void RedactTest::makeText(const std::string& name, std::uint32_t seed, bool appe
         }
     }
     KernelBitmap bitmap{};
-    ASSERT_EQ(K_CreateBitmap(&bitmap, 1, wide / scale, tall / scale, 8, KB_ORDER_GREY, nullptr, KB_VIEW_TOP_LEFT, 0, 0), SUCCESS);
+    ASSERT_EQ(K_CreateBitmap(&bitmap, 1, wide / scale, tall / scale, 8, KB_ORDER_GREY, nullptr, KB_VIEW_TOP_LEFT, 0, 0),
+              SUCCESS);
     for (int y = 0; y < bitmap.Height; ++y) {
         std::uint8_t* row = K_WritableBitmapRow(&bitmap, y);
         for (int x = 0; x < bitmap.Width; ++x) {
@@ -129,6 +130,7 @@ std::string withPngChunk(const std::string& png, std::string_view before, const 
 
 std::string jpegMarker(int marker, std::string_view data) {
     const std::size_t length = data.size() + 2;
-    std::string text{static_cast<char>(0xFF), static_cast<char>(marker), static_cast<char>(length >> 8), static_cast<char>(length)};
+    std::string text{static_cast<char>(0xFF), static_cast<char>(marker), static_cast<char>(length >> 8),
+                     static_cast<char>(length)};
     return text.append(data);
 }

@@ -39,7 +39,9 @@ constexpr Layout layouts[] = {
 struct Picture {
     int width = 0, height = 0;
     std::vector<uint8_t> rgb;
-    uint8_t* at(int x, int y) { return &rgb[(static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)) * 3]; }
+    uint8_t* at(int x, int y) {
+        return &rgb[(static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)) * 3];
+    }
 };
 
 // A smooth ground with something like text on it.
@@ -51,7 +53,8 @@ Picture pictureOf(int width, int height, uint32_t seed = 1) {
             state = state * 1664525u + 1013904223u;
             const bool ink = (x / 3 * 7 + y / 5 * 11 + static_cast<int>(seed)) % 5 < 2;
             for (int c = 0; c < 3; ++c)
-                p.at(x, y)[c] = static_cast<uint8_t>(ink ? 30 + 40 * c : 150 + (x + 2 * y + 9 * c) % 80 + static_cast<int>(state >> 29));
+                p.at(x, y)[c] =
+                    static_cast<uint8_t>(ink ? 30 + 40 * c : 150 + (x + 2 * y + 9 * c) % 80 + static_cast<int>(state >> 29));
         }
     }
     return p;
@@ -110,15 +113,22 @@ std::vector<Plane> coefficientsOf(const Bytes& bytes, std::vector<std::string>* 
     jpeg_mem_src(&jpeg, bytes.data(), static_cast<unsigned long>(bytes.size()));
     jpeg_read_header(&jpeg, TRUE);
     for (auto* m = jpeg.marker_list; m && markers; m = m->next)
-        markers->push_back(std::to_string(m->marker - JPEG_APP0) + ":" + std::string(reinterpret_cast<char*>(m->data), m->data_length));
+        markers->push_back(std::to_string(m->marker - JPEG_APP0) + ":" +
+                           std::string(reinterpret_cast<char*>(m->data), m->data_length));
     jvirt_barray_ptr* arrays = jpeg_read_coefficients(&jpeg);
     std::vector<Plane> planes;
     for (int c = 0; c < jpeg.num_components; ++c) {
         const jpeg_component_info& info = jpeg.comp_info[c];
-        Plane plane{info.h_samp_factor, info.v_samp_factor, jpeg.max_h_samp_factor, jpeg.max_v_samp_factor,
-                    static_cast<int>(info.width_in_blocks), static_cast<int>(info.height_in_blocks), {}};
+        Plane plane{info.h_samp_factor,
+                    info.v_samp_factor,
+                    jpeg.max_h_samp_factor,
+                    jpeg.max_v_samp_factor,
+                    static_cast<int>(info.width_in_blocks),
+                    static_cast<int>(info.height_in_blocks),
+                    {}};
         for (JDIMENSION row = 0; row < info.height_in_blocks; ++row) {
-            JBLOCKROW blocks = jpeg.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&jpeg), arrays[c], row, 1, FALSE)[0];
+            JBLOCKROW blocks =
+                jpeg.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&jpeg), arrays[c], row, 1, FALSE)[0];
             for (JDIMENSION x = 0; x < info.width_in_blocks; ++x) {
                 std::array<JCOEF, 64> block;
                 std::copy_n(blocks[x], 64, block.begin());
@@ -135,7 +145,8 @@ Bytes filled(const Bytes& bytes, const std::vector<RECT>& areas, int* result = n
     HGLOBAL block = nullptr;
     size_t size = 0;
     const std::vector<uint8_t> exact(bytes);
-    const int code = K_FillJpegAreas(exact.data(), exact.size(), areas.data(), static_cast<uint32_t>(areas.size()), color, &block, &size);
+    const int code =
+        K_FillJpegAreas(exact.data(), exact.size(), areas.data(), static_cast<uint32_t>(areas.size()), color, &block, &size);
     if (result) *result = code;
     if (code != SUCCESS) return {};
     const auto* data = static_cast<const uint8_t*>(GlobalLock(block));
@@ -146,7 +157,8 @@ Bytes filled(const Bytes& bytes, const std::vector<RECT>& areas, int* result = n
 
 uint32_t badBlocks(const Bytes& bytes, const std::vector<RECT>& areas, COLORREF color = RGB(0, 0, 0)) {
     uint32_t bad = 9999;
-    EXPECT_EQ(K_CheckJpegAreas(bytes.data(), bytes.size(), areas.data(), static_cast<uint32_t>(areas.size()), color, &bad), SUCCESS);
+    EXPECT_EQ(K_CheckJpegAreas(bytes.data(), bytes.size(), areas.data(), static_cast<uint32_t>(areas.size()), color, &bad),
+              SUCCESS);
     return bad;
 }
 
@@ -159,7 +171,8 @@ bool meets(const RECT& a, const RECT& b) {
     return a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
 }
 
-const std::vector<RECT> someAreas{{19, 13, 71, 50}, {60, 40, 90, 47}, {100, 90, 130, 120}, {-20, 60, 5, 70}, {3, 3, 4, 4}, {500, 0, 600, 9}};
+const std::vector<RECT> someAreas{{19, 13, 71, 50}, {60, 40, 90, 47}, {100, 90, 130, 120},
+                                  {-20, 60, 5, 70}, {3, 3, 4, 4},     {500, 0, 600, 9}};
 constexpr int pictureWidth = 123, pictureHeight = 101; // areas run past both
 
 } // namespace
@@ -178,9 +191,9 @@ TEST(JpegAreas, BlocksThatTouchAnAreaAreFilledAndAllOthersKeepTheirCoefficients)
                 for (int column = 0; column < old[c].across; ++column) {
                     const auto i = static_cast<size_t>(row * old[c].across + column);
                     const RECT pixels = pixelsOf(old[c], column, row);
-                    const bool touches = std::any_of(someAreas.begin(), someAreas.end(), [&](const RECT& a) { return meets(a, pixels); });
-                    if (!touches)
-                        EXPECT_EQ(old[c].blocks[i], fresh[c].blocks[i]) << c << " " << column << "," << row;
+                    const bool touches =
+                        std::any_of(someAreas.begin(), someAreas.end(), [&](const RECT& a) { return meets(a, pixels); });
+                    if (!touches) EXPECT_EQ(old[c].blocks[i], fresh[c].blocks[i]) << c << " " << column << "," << row;
                     (touches ? changed : kept) += 1;
                 }
             }
@@ -257,7 +270,9 @@ TEST(JpegAreas, TheJudgementTellsWhatIsLeftAtAnEdge) {
 
 TEST(JpegAreas, OnlyResolutionOrientationAndProfileGoAlong) {
     Bytes profile(132 + 12 + 20, 0);
-    const auto put = [&](size_t at, std::string_view text) { std::copy(text.begin(), text.end(), profile.begin() + static_cast<std::ptrdiff_t>(at)); };
+    const auto put = [&](size_t at, std::string_view text) {
+        std::copy(text.begin(), text.end(), profile.begin() + static_cast<std::ptrdiff_t>(at));
+    };
     profile[3] = static_cast<uint8_t>(profile.size());
     put(16, "RGB ");
     put(36, "acsp");
@@ -265,7 +280,8 @@ TEST(JpegAreas, OnlyResolutionOrientationAndProfileGoAlong) {
     put(132, "wtpt");
     profile[139] = 144;
     profile[143] = 20;
-    const Bytes exif = bytesOf("45786966 0000 4949 2A00 08000000 0200 1201 0300 01000000 06000000 0F01 0200 04000000 4D414B00 00000000");
+    const Bytes exif =
+        bytesOf("45786966 0000 4949 2A00 08000000 0200 1201 0300 01000000 06000000 0F01 0200 04000000 4D414B00 00000000");
     const auto extras = [&](jpeg_compress_struct& jpeg) {
         const auto marker = [&jpeg](int number, const Bytes& data) {
             jpeg_write_marker(&jpeg, number, data.data(), static_cast<unsigned>(data.size()));
