@@ -6,9 +6,11 @@
 #include "apps/kann/failure.h"
 #include "apps/kann/image_load.h"
 #include "apps/kann/output_file.h"
+#include "apps/kann/store_edit.h"
 #include "apps/kann/stored_forms.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <optional>
 
@@ -74,6 +76,15 @@ void readGeometry(NewObject& object, const Arguments& arguments, const std::stri
         throw UsageError{"an automation has no place"};
 }
 
+// Pictures and texts of these types drive each other out, so that two of them would lose one.
+void refuseSecondPicture(const Arguments& arguments, std::uint32_t type, const std::string& typeName) {
+    if (!kbann::hasType(kbann::typesMetafile, type)) return;
+    const auto pictures = std::to_array<std::string_view>({"stamp", "metafile", "image", "text"});
+    if (std::ranges::count_if(pictures, [&](std::string_view name) { return arguments.has(name); }) > 1) {
+        throw UsageError{"a " + typeName + " shows one thing: --stamp, --metafile, --image or --text"};
+    }
+}
+
 NewObject readObject(const Arguments& arguments) {
     NewObject object;
     const std::string& typeName = arguments.operands[1];
@@ -88,6 +99,7 @@ NewObject readObject(const Arguments& arguments) {
         object.properties.emplace_back(&row, readProperty(row, arguments.text(row.option.name)));
         if (row.option.name == "visible") object.visible = object.properties.back().second.word != 0;
     }
+    refuseSecondPicture(arguments, object.type, typeName);
     return object;
 }
 
@@ -144,15 +156,12 @@ int runAdd(const Arguments& arguments) {
         tree = loadTree(store, store.inTag ? 1 : givenPage);
         if (!tree) throw failure(target, tagNotFound, "the page carries no annotation data");
     }
-    // Marks of foreign tools and new trees go into the text form unless --to says otherwise.
-    const std::uint32_t form = arguments.has("to") ? storedFormNumber(arguments.text("to")) : storedFormNumber(store.form);
+    const std::uint32_t form = formToWrite(arguments, store);
     const std::string output = arguments.text("output");
     refuseForeignFile(output);
     OutputFile out(output);
     insert(findContainer(tree, arguments, target), object, target);
-
-    const bool paged = !store.inTag && form == storedFormNumber(store.form) && countPages(store) > 1;
-    out.write(saveTree(tree.get(), form, paged ? store.data : Bytes(), SAVE_REPLACEPAGE, givenPage, out.name()));
+    out.write(withPage(store, store.data, tree.get(), form, givenPage, out.name()));
     out.commit();
     return exitDone;
 }

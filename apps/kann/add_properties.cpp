@@ -4,6 +4,8 @@
 
 #include "apps/kann/failure.h"
 #include "apps/kann/text_encoding.h"
+#include "apps/kann/vector_image.h"
+#include "apps/kann/words.h"
 
 #include <algorithm>
 #include <array>
@@ -44,6 +46,50 @@ int setNodes(Object object, BOOL show, std::uint32_t gap) {
     return K_AnnSetNodes(object, show == -1 ? nowShown : show, gap == unset ? nowGap : gap, 0);
 }
 
+// What one setter sets together; the rest stays as it is.
+struct Unit {
+    std::uint32_t unit = 0, precision = 0;
+    bool ownText = false; // the unit's
+    std::string text;
+};
+
+template <typename Change> int changeUnit(Object object, Change change) {
+    Unit now;
+    std::uint32_t length = 0;
+    int code = K_AnnGetUnitLen(object, &length);
+    if (code != SUCCESS) return code;
+    now.text.resize(std::size_t{length} + 1);
+    code = K_AnnGetUnit(object, &now.unit, now.text.data(), &now.precision);
+    if (code != SUCCESS) return code;
+    change(now);
+    return K_AnnSetUnit(object, now.unit, now.ownText ? nullptr : now.text.c_str(), now.precision, 0);
+}
+
+struct Angle {
+    BOOL acute = FALSE;
+    std::uint32_t unit = 0, precision = 0;
+    bool ownText = false;
+    std::string text;
+    double radius = 0;
+};
+
+template <typename Change> int changeAngle(Object object, Change change) {
+    Angle now;
+    std::uint32_t length = 0;
+    int code = K_AnnGetProtractorOptions(object, nullptr, nullptr, &length, nullptr, nullptr, nullptr);
+    if (code != SUCCESS) return code;
+    now.text.resize(std::size_t{length} + 1);
+    code = K_AnnGetProtractorOptions(object, &now.acute, &now.unit, nullptr, now.text.data(), &now.precision, &now.radius);
+    if (code != SUCCESS) return code;
+    change(now);
+    return K_AnnSetProtractorOptions(object, now.acute, now.unit, now.ownText ? nullptr : now.text.c_str(), now.precision,
+                                     now.radius, 0);
+}
+
+HANDLE handleOf(const Metafile& metafile) {
+    return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(metafile.record.nHandle));
+}
+
 // clang-format off
 const auto rows = std::to_array<PropertyRow>({
     {option("visible", "YES|NO", "shown or hidden (default yes)", booleans), Kind::boolean, typesAll,
@@ -60,6 +106,10 @@ const auto rows = std::to_array<PropertyRow>({
      [](Object o, const Value& v) { return K_AnnSetName(o, -1, keepName, nullptr, asBool(v.word), 0); }},
     {option("image", "FILE", "picture of a stamp, point or pushpin"), Kind::image, kbann::typesBitmap,
      [](Object o, const Value& v) { return K_AnnSetBitmap(o, &v.image.record, 0); }},
+    {option("stamp", "NAME", "a predefined picture", predefinedPictures), Kind::word, kbann::typesMetafile,
+     [](Object o, const Value& v) { return K_AnnSetMetafile(o, nullptr, v.word, 0); }},
+    {option("metafile", "FILE", "a metafile as picture of a stamp or hotspot"), Kind::metafile, kbann::typesMetafile,
+     [](Object o, const Value& v) { return K_AnnSetMetafile(o, handleOf(v.metafile), ANN_METAFILE_USER, 0); }},
     {option("secondary-image", "FILE", "picture of a pushpin in run mode"), Kind::image, kbann::typesBitmap2,
      [](Object o, const Value& v) { return K_AnnSetSecondaryBitmap(o, &v.image.record, 0); }},
     {option("text", "TEXT", "text; line feeds break lines"), Kind::text, kbann::typesText & ~kbann::typeSet(ANN_OBJECT_RULER),
@@ -104,11 +154,22 @@ const auto rows = std::to_array<PropertyRow>({
      [](Object o, const Value& v) { return K_AnnSetShowFlags(o, v.word, 0); }},
     {option("gauge-length", "L", "length of a measurement's ends"), Kind::real, kbann::typesMeasure,
      [](Object o, const Value& v) { return K_AnnSetGaugeLength(o, v.real, 0); }},
-    {option("dpi", "X,Y", "resolution of the image under a measurement"), Kind::twoReals, kbann::typesMeasure,
-     [](Object o, const Value& v) {
-         const int code = K_AnnSetBitmapDpiX(o, v.real, 0);
-         return code == SUCCESS ? K_AnnSetBitmapDpiY(o, v.real2, 0) : code;
-     }},
+    {option("unit", "UNIT", "unit of lengths, with its own abbreviation", lengthUnits), Kind::word, kbann::typesMeasure,
+     [](Object o, const Value& v) { return changeUnit(o, [&](Unit& u) { u.unit = v.word; u.ownText = true; }); }},
+    {option("unit-text", "TEXT", "what is written behind a length"), Kind::text, kbann::typesMeasure,
+     [](Object o, const Value& v) { return changeUnit(o, [&](Unit& u) { u.text = v.text; }); }},
+    {option("precision", "N", "digits of a length behind the point, 0 to 200"), Kind::number, kbann::typesMeasure,
+     [](Object o, const Value& v) { return changeUnit(o, [&](Unit& u) { u.precision = v.word; }); }},
+    {option("acute", "YES|NO", "measure the smaller angle", booleans), Kind::boolean, kbann::typesProtractor,
+     [](Object o, const Value& v) { return changeAngle(o, [&](Angle& a) { a.acute = asBool(v.word); }); }},
+    {option("angle-unit", "UNIT", "unit of angles, with its own abbreviation", angleUnits), Kind::word, kbann::typesProtractor,
+     [](Object o, const Value& v) { return changeAngle(o, [&](Angle& a) { a.unit = v.word; a.ownText = true; }); }},
+    {option("angle-text", "TEXT", "what is written behind an angle"), Kind::text, kbann::typesProtractor,
+     [](Object o, const Value& v) { return changeAngle(o, [&](Angle& a) { a.text = v.text; }); }},
+    {option("angle-precision", "N", "digits of an angle behind the point, 0 to 200"), Kind::number, kbann::typesProtractor,
+     [](Object o, const Value& v) { return changeAngle(o, [&](Angle& a) { a.precision = v.word; }); }},
+    {option("arc-radius", "R", "radius of the arc; below 1 none is drawn"), Kind::real, kbann::typesProtractor,
+     [](Object o, const Value& v) { return changeAngle(o, [&](Angle& a) { a.radius = v.real; }); }},
     {option("grouping", "YES|NO", "objects of the container are selected as one", booleans), Kind::boolean, kbann::typesGroup,
      [](Object o, const Value& v) { return K_AnnSetGrouping(o, asBool(v.word), 0); }},
     {option("locked-icon", "YES|NO", "draw the icon of a lock", booleans), Kind::boolean, typesAll,
@@ -192,6 +253,7 @@ PropertyValue readProperty(const PropertyRow& row, const std::string& text) {
     case PropertyKind::color: value.color = readColor(text, what); break;
     case PropertyKind::text: value.text = toCodePage(text, what); break;
     case PropertyKind::image: value.image = loadImage(openInput(text), 1); break;
+    case PropertyKind::metafile: value.metafile = loadMetafile(openInput(text)); break;
     }
     return value;
 }

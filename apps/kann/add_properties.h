@@ -17,9 +17,10 @@ struct PropertyValue {
     COLORREF color = 0;
     std::string text; // in the library's code page
     Bitmap image;
+    Metafile metafile;
 };
 
-enum class PropertyKind : std::uint8_t { boolean, number, real, twoReals, color, text, word, image };
+enum class PropertyKind : std::uint8_t { boolean, number, real, twoReals, color, text, word, image, metafile };
 
 struct PropertyRow {
     OptionRow option;

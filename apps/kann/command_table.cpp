@@ -25,7 +25,7 @@ constexpr auto options = std::to_array<OptionRow>({
     {"output", 'o', Arity::one, "OUT", "write to OUT, \"-\" for standard output; a picture's format goes by the extension",
      ValueKind::file},
     {"format", '\0', Arity::one, "FORMAT", "picture format of OUT, whatever its extension", ValueKind::words,
-     "png jpeg tiff bmp"},
+     "png jpeg tiff bmp pdf"},
     {"out-dir", '\0', Arity::one, "DIR", "several inputs: write one result for each into DIR", ValueKind::folder},
     {"files-from", '\0', Arity::one, "LIST", "take further inputs from the lines of LIST, \"-\" for standard input",
      ValueKind::file},
@@ -38,6 +38,10 @@ constexpr auto options = std::to_array<OptionRow>({
      "run design"},
     {"scale", '\0', Arity::one, "S", "size of the result against the image (default 1)"},
     {"select", '\0', Arity::many, "TAG...", "select the objects with these tags; design mode draws their handles"},
+    {"dpi", '\0', Arity::one, "N|X,Y", "dots an inch: N to draw metafiles at (default 150), X,Y to measure by"},
+    {"width", '\0', Arity::one, "PIXELS", "draw metafiles so that they have this width"},
+    {"key", '\0', Arity::one, "KEY", "key of the lock"},
+    {"tag", '\0', Arity::one, "N", "only the objects with this tag"},
     {"json", '\0', Arity::flag, "", "one JSON document; JSON Lines for several inputs"},
     {"to", '\0', Arity::one, "FORM", "form of the result", ValueKind::words, "native coded tifftag wangtag wmf json"},
     {"as", '\0', Arity::one, "FORM", "form of the data in the tag (default: the store's own)", ValueKind::words,
@@ -55,9 +59,16 @@ constexpr auto options = std::to_array<OptionRow>({
 });
 
 using Names = std::string_view;
-constexpr std::array renderOptions{Names("output"),     Names("format"), Names("page"),   Names("store-page"),
-                                   Names("mode"),       Names("scale"),  Names("select"), Names("out-dir"),
-                                   Names("files-from"), Names("store"),  Names("jobs"),   Names("progress")};
+constexpr std::array renderOptions{Names("output"), Names("format"),  Names("page"),       Names("store-page"),
+                                   Names("mode"),   Names("scale"),   Names("select"),     Names("dpi"),
+                                   Names("width"),  Names("out-dir"), Names("files-from"), Names("store"),
+                                   Names("jobs"),   Names("progress")};
+constexpr std::array burnOptions{Names("output"),     Names("format"), Names("page"),  Names("store-page"),
+                                 Names("mode"),       Names("dpi"),    Names("width"), Names("out-dir"),
+                                 Names("files-from"), Names("store"),  Names("jobs"),  Names("progress")};
+constexpr std::array measureOptions{Names("json"), Names("dpi"), Names("page"), Names("store-page")};
+constexpr std::array hitOptions{Names("json"), Names("page"), Names("store-page"), Names("mode")};
+constexpr std::array lockOptions{Names("output"), Names("key"), Names("tag"), Names("store-page")};
 constexpr std::array infoOptions{Names("json"), Names("page"), Names("files-from"), Names("jobs"), Names("progress")};
 constexpr std::array convertOptions{Names("output"),     Names("to"),   Names("page"),    Names("out-dir"),
                                     Names("files-from"), Names("jobs"), Names("progress")};
@@ -84,18 +95,47 @@ constexpr auto commands = std::to_array<CommandRow>({
     {"render", "IMAGE [STORE] -o OUT", "draw an image with its annotations as a viewer shows them",
      "Without STORE the annotations are those that the image carries in its tag. The root container is fitted to the image, "
      "whatever zoom it was stored with. OUT has 24 bits a pixel, the image's resolution, and no annotation data.\n\n"
+     "A metafile is drawn at 150 dots an inch unless --dpi or --width is given. OUT may be a PDF: it takes all pages of the "
+     "image "
+     "unless --page picks one, and the annotations are shapes and text over it. What redactions cover isn't in the PDF's "
+     "images.\n\n"
      "With --out-dir or --files-from all operands are images; one store for all of them comes by --store.",
      renderOptions, false, 0, anyNumber, runRender},
+    {"burn", "IMAGE [STORE] -o OUT", "make the annotations part of the pixels",
+     "Without STORE the annotations are those that the image carries in its tag. Depth, orientation and resolution stay; a "
+     "TIFF "
+     "keeps its other pages and the page's compression, and the page loses its annotation data. Grey of 12 and 16 bits is "
+     "refused. OUT may be a PDF, as with render.\n\n"
+     "This isn't redaction: what was covered may be left in other places of the file.",
+     burnOptions, false, 0, anyNumber, runBurn},
     {"info", "FILE... [--json]", "show form, pages and tree of annotation data",
-     "Tells each object's type, bounds, tag, name and text, and whether redactions hold pixels that can be restored. With "
-     "--json "
-     "every stored field is told.",
+     "Tells each object's type, bounds, tag, name, text and measures, and whether redactions hold pixels that can be "
+     "restored. "
+     "With --json every stored field is told.",
      infoOptions, false, 0, anyNumber, runInfo},
     {"add", "STORE TYPE --rect L,T,R,B | --points X,Y... [--PROPERTY VALUE...] -o OUT", "put one more object in a tree",
-     "STORE may be new:WxH for a new tree of that size. TYPE is the name of an object type, such as rect, line or text. An "
-     "object "
-     "is visible unless --visible no is given.",
+     "STORE may be new:WxH for a new tree of that size. TYPE is the name of an object type, such as rect, line, stamp or "
+     "ruler. "
+     "An object is visible unless --visible no is given. A stamp shows a predefined picture (--stamp), a metafile, an image "
+     "or a "
+     "text.",
      addOptions, true, 2, 2, runAdd},
+    {"measure", "STORE [IMAGE] [--dpi X,Y] [--json]", "tell lengths, angles and areas",
+     "Lengths rest on the resolution of IMAGE, or of the TIFF that carries the annotations, or on --dpi; without any of "
+     "them 150 "
+     "dots an inch are assumed, and that is told. Areas are in pixels of the object's own space.",
+     measureOptions, false, 1, 2, runMeasure},
+    {"hit", "STORE X Y [--json]", "tell what lies at a pixel of the image",
+     "The front-most object at that pixel, without those that are hidden or locked. Unless STORE is a TIFF that carries its "
+     "annotations the image is as large as the tree. Coordinates below 0 stand behind \"--\".",
+     hitOptions, false, 3, 3, runHit},
+    {"lock", "STORE --key KEY -o OUT [--tag N]", "lock objects with a key",
+     "All items of all pages, or those of --store-page or --tag. An object that is locked already keeps its key. A lock "
+     "guards "
+     "against changes by hand and against lifting a redaction; it doesn't encrypt.",
+     lockOptions, false, 1, 1, runLock},
+    {"unlock", "STORE --key KEY -o OUT [--tag N]", "unlock objects that have this key",
+     "Objects with another key stay locked, and the status is 3.", lockOptions, false, 1, 1, runUnlock},
     {"convert", "STORE -o OUT --to FORM", "write annotation data in another form",
      "All pages are taken along unless --page picks one. The forms of tags and of json hold one page, the first one by "
      "default.",

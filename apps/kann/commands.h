@@ -6,6 +6,7 @@
 namespace kann {
 
 int runRender(const Arguments& arguments);
+int runBurn(const Arguments& arguments);
 int runInfo(const Arguments& arguments);
 int runAdd(const Arguments& arguments);
 int runConvert(const Arguments& arguments);
@@ -17,5 +18,9 @@ int runRedact(const Arguments& arguments);
 int runVerify(const Arguments& arguments);
 int runMask(const Arguments& arguments);
 int runUnmask(const Arguments& arguments);
+int runMeasure(const Arguments& arguments);
+int runHit(const Arguments& arguments);
+int runLock(const Arguments& arguments);
+int runUnlock(const Arguments& arguments);
 
 } // namespace kann

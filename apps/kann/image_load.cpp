@@ -3,6 +3,7 @@
 #include "apps/kann/image_load.h"
 
 #include "apps/kann/failure.h"
+#include "apps/kann/vector_image.h"
 
 #include <algorithm>
 #include <array>
@@ -136,22 +137,27 @@ InputPath::~InputPath() {
 }
 
 bool isTiff(const InputFile& input) {
-    const Bytes start = readStart(input, 16);
+    const Bytes start = readStart(input, recognizedBytes);
     return K_RecognizeFormat(start.data(), start.size()) == KB_FORMAT_TIFF;
 }
 
-int imagePages(const InputFile& input) {
+KernelFileInfo imageInfo(const InputFile& input, int page) {
     const InputPath path(input);
+    const KernelLoadOptions options = pageOptions(page);
     KernelFileInfo info{};
-    check(K_FileInfo(path.get(), &info, 0, nullptr), input.name);
-    return info.nPages;
+    check(K_FileInfo(path.get(), &info, 0, &options), input.name, page > 1 ? "page " + std::to_string(page) : std::string());
+    return info;
 }
 
+int imagePages(const InputFile& input) { return imageInfo(input, 1).nPages; }
+
 Bitmap loadImage(const InputFile& input, int page) {
-    const Bytes start = readStart(input, 16);
+    const Bytes start = readStart(input, recognizedBytes);
     if (start.empty()) throw failure(input.name, ERROR_FILE_READ, "the file is empty");
     const int format = K_RecognizeFormat(start.data(), start.size());
     if (format == KB_FORMAT_UNKNOWN) throw failure(input.name, ERROR_FILE_FORMAT, "not an image");
+    if (vectorSize().width > 0 && page == 1 && (format == KB_FORMAT_WMF || format == KB_FORMAT_EMF))
+        return loadAtWidth(input);
     Bitmap bitmap;
     const KernelLoadOptions options = pageOptions(page);
     const InputPath path(input);
@@ -176,10 +182,9 @@ StoreForm recognizeStore(const Bytes& bytes) {
 }
 
 Bytes readTag(const InputFile& input, int page) {
+    imageInfo(input, page); // a page that isn't there is a failure, a tag that isn't there is none
     const InputPath path(input);
     const KernelLoadOptions options = pageOptions(page);
-    KernelFileInfo info{};
-    check(K_FileInfo(path.get(), &info, 0, &options), input.name, page > 1 ? "page " + std::to_string(page) : std::string());
     std::uint16_t type = 0;
     std::uint32_t count = 0;
     HGLOBAL hTag = nullptr;

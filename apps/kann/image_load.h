@@ -35,6 +35,18 @@ struct Bitmap {
     ~Bitmap() { K_FreeBitmap(&record); }
 };
 
+struct Metafile {
+    KernelMetafile record{};
+
+    Metafile() = default;
+    Metafile(Metafile&& other) noexcept : record(std::exchange(other.record, {})) {}
+    Metafile& operator=(Metafile&& other) noexcept {
+        std::swap(record, other.record);
+        return *this;
+    }
+    ~Metafile() { K_FreeMetafile(&record); }
+};
+
 struct TreeDeleter {
     void operator()(HANNOBJECT root) const { K_AnnDestroy(root, 0); }
 };
@@ -47,6 +59,8 @@ struct InputFile {
     Bytes bytes;
     bool inMemory = false;
 };
+// First bytes that tell a format.
+inline constexpr std::size_t recognizedBytes = 48;
 // "-" is standard input. Throws Failure for what can't be read.
 InputFile openInput(const std::string& name);
 // Up to `count` bytes from the beginning.
@@ -70,6 +84,8 @@ private:
 
 Bitmap loadImage(const InputFile& input, int page);
 bool isTiff(const InputFile& input);
+// Header of a page. Throws Failure.
+KernelFileInfo imageInfo(const InputFile& input, int page);
 int imagePages(const InputFile& input);
 
 enum class StoreForm : std::uint8_t { unknown, native, coded, wang };

@@ -5,11 +5,11 @@
 #include "apps/kann/batch.h"
 #include "apps/kann/commands.h"
 #include "apps/kann/failure.h"
+#include "apps/kann/fit.h"
+#include "apps/kann/measures.h"
+#include "apps/kann/object_facts.h"
 #include "apps/kann/stored_text.h"
 #include "kbann/object_types.h"
-
-#include <array>
-#include <charconv>
 
 namespace kann {
 
@@ -17,23 +17,11 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-int collect(HANNOBJECT object, void* user) {
-    static_cast<std::vector<HANNOBJECT>*>(user)->push_back(object);
-    return SUCCESS;
-}
-
-std::uint32_t typeOf(HANNOBJECT object) {
-    std::uint32_t type = ANN_OBJECT_LAST;
-    K_AnnGetType(object, &type);
-    return type;
-}
-
 std::vector<HANNOBJECT> childrenOf(HANNOBJECT object, const std::string& file, std::uint32_t moreFlags = 0) {
-    std::vector<HANNOBJECT> children;
     HANNOBJECT first = nullptr;
     check(K_AnnGetItem(object, &first), file);
-    if (first) check(K_AnnEnumerate(object, collect, &children, ANN_FLAG_NOTTHIS | moreFlags, nullptr), file);
-    return children;
+    if (!first) return {};
+    return objectsOf(object, ANN_FLAG_NOTTHIS | moreFlags, file);
 }
 
 bool isStored(HANNOBJECT object, const std::string& file) {
@@ -54,6 +42,7 @@ Json nodeRecord(StoredNode& node, HANNOBJECT object, const std::string& file, bo
     record["fields"] = std::move(node.fields);
     record["bounds"] = {bounds.left, bounds.top, bounds.right, bounds.bottom};
     record["client"] = {client.left, client.top, client.right, client.bottom};
+    if (const Json measures = measuresOf(object, file); !measures.is_null()) record["measures"] = measures;
     Json children = Json::array();
     std::size_t next = 0;
     for (const HANNOBJECT child : childrenOf(object, file)) {
@@ -67,32 +56,13 @@ Json nodeRecord(StoredNode& node, HANNOBJECT object, const std::string& file, bo
 
 std::string numberText(const Json& number) {
     if (number.is_number_integer()) return std::to_string(number.get<std::int64_t>());
-    if (!number.is_number()) return "?";
-    std::array<char, 32> digits{};
-    const auto [end, error] =
-        std::to_chars(digits.data(), digits.data() + digits.size(), number.get<double>(), std::chars_format::general, 9);
-    return error == std::errc{} ? std::string(digits.data(), end) : "?";
+    return number.is_number() ? numberText(number.get<double>()) : "?";
 }
 
 std::string listText(const Json& numbers) {
     std::string text;
     for (const Json& one : numbers) text.append(text.empty() ? "" : ",").append(numberText(one));
     return text;
-}
-
-// A text on one line, between quotes.
-std::string quotedText(const std::string& text) {
-    constexpr std::size_t longest = 60;
-    std::string line = "\"";
-    for (const char c : text) {
-        if (line.size() > longest && (static_cast<unsigned char>(c) & 0xC0) != 0x80) return line + "...\"";
-        if (c == '\n') {
-            line += "\\n";
-        } else if (c != '\r') {
-            line += c;
-        }
-    }
-    return line + "\"";
 }
 
 void describeNode(const Json& node, std::size_t depth, std::string& out) {
@@ -104,6 +74,7 @@ void describeNode(const Json& node, std::size_t depth, std::string& out) {
     if (fields.value("uTag", 0u) != 0) out += " tag " + numberText(fields["uTag"]);
     if (fields.contains("pszName")) out += " name " + quotedText(fields["pszName"].get<std::string>());
     if (fields.contains("pszText")) out += " text " + quotedText(fields["pszText"].get<std::string>());
+    if (node.contains("measures")) out += ": " + measuresText(node["measures"]);
     if (!fields.value("bVisible", true)) out += " hidden";
     if (fields.contains("bLocked")) out += " locked";
     if (fields.contains("pszUser")) out += " user " + quotedText(fields["pszUser"].get<std::string>());
@@ -136,6 +107,7 @@ std::string dumpDocument(const Json& document, int indent) {
 Json infoDocument(const Store& store, int page) {
     const std::string& file = store.file.name;
     const Tree tree = loadTree(store, store.inTag ? 1 : page);
+    if (tree && store.inTag) measureBy(tree, fileResolution(store.file, page), file);
     bool restorable = false;
     Json root;
     if (tree) {

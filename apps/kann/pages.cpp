@@ -4,6 +4,7 @@
 #include "apps/kann/commands.h"
 #include "apps/kann/failure.h"
 #include "apps/kann/image_load.h"
+#include "apps/kann/object_facts.h"
 #include "apps/kann/output_file.h"
 #include "apps/kann/stored_forms.h"
 
@@ -37,13 +38,6 @@ int readPage(const std::string& text) {
 int countItem(HANNOBJECT, void* user) {
     ++*static_cast<std::uint64_t*>(user);
     return SUCCESS;
-}
-
-std::string numberText(double value) {
-    std::string text = std::to_string(value);
-    text.erase(text.find_last_not_of('0') + 1);
-    if (text.ends_with('.')) text.pop_back();
-    return text;
 }
 
 // A line a page: number, objects below the root, the root's rectangle.

@@ -18,6 +18,7 @@ constexpr auto formats = std::to_array<PictureFormat>({
     {"jpeg", ".jpg", ".jpg .jpeg", KB_FORMAT_JPEG},
     {"tiff", ".tif", ".tif .tiff", KB_FORMAT_TIFF},
     {"bmp", ".bmp", ".bmp", KB_FORMAT_BMP},
+    {"pdf", ".pdf", ".pdf", formatPdf},
 });
 
 } // namespace
@@ -41,10 +42,16 @@ const PictureFormat& pictureFormatOf(std::string_view path) {
     throw UsageError{"the extension of \"" + std::string(path) + "\" names no picture format; use --format"};
 }
 
-void savePicture(const Bitmap& picture, int format, OutputFile& output) {
+const PictureFormat& pictureFormatFor(const Arguments& arguments, const std::vector<Job>& jobs) {
+    if (arguments.has("format") || arguments.has("out-dir") || jobs.empty())
+        return pictureFormatByName(arguments.text("format", "png"));
+    return pictureFormatOf(jobs[0].output);
+}
+
+void savePicture(const Bitmap& picture, int format, const KernelSaveOptions* options, OutputFile& output) {
     HGLOBAL block = nullptr;
     std::size_t size = 0;
-    check(K_SaveMemory(&picture.record, format, nullptr, &block, &size), output.name());
+    check(K_SaveMemory(&picture.record, format, options, &block, &size), output.name());
     const std::unique_ptr<KbMemory, HGLOBAL (*)(HGLOBAL)> owner(block, GlobalFree);
     output.write(std::span(static_cast<const std::uint8_t*>(GlobalLock(block)), size));
 }

@@ -1,6 +1,7 @@
 // Formats that a picture is written in, by name and by the extension of a file.
 #pragma once
 
+#include "apps/kann/batch.h"
 #include "apps/kann/image_load.h"
 #include "apps/kann/output_file.h"
 
@@ -13,13 +14,20 @@ struct PictureFormat {
     std::string_view name;
     std::string_view extension;  // of new files
     std::string_view extensions; // that name it, separated by blanks
-    int format;                  // KB_FORMAT_*
+    int format;                  // KB_FORMAT_*, or formatPdf
 };
+
+// Not a format of raster files: pages that are drawn (page_output.h).
+inline constexpr int formatPdf = -1;
 
 // Throw UsageError for what isn't one. Standard output, pipes and devices are PNG.
 const PictureFormat& pictureFormatByName(std::string_view name);
 const PictureFormat& pictureFormatOf(std::string_view path);
 
-void savePicture(const Bitmap& picture, int format, OutputFile& output);
+// By the options of the command line: --format, else the extension of the one output, else PNG. Throws UsageError.
+const PictureFormat& pictureFormatFor(const Arguments& arguments, const std::vector<Job>& jobs);
+
+// `options` null: the format's defaults.
+void savePicture(const Bitmap& picture, int format, const KernelSaveOptions* options, OutputFile& output);
 
 } // namespace kann
