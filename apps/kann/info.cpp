@@ -54,14 +54,14 @@ Json nodeRecord(StoredNode& node, HANNOBJECT object, const std::string& file, bo
     return record;
 }
 
-std::string numberText(const Json& number) {
+std::string valueText(const Json& number) {
     if (number.is_number_integer()) return std::to_string(number.get<std::int64_t>());
     return number.is_number() ? numberText(number.get<double>()) : "?";
 }
 
 std::string listText(const Json& numbers) {
     std::string text;
-    for (const Json& one : numbers) text.append(text.empty() ? "" : ",").append(numberText(one));
+    for (const Json& one : numbers) text.append(text.empty() ? "" : ",").append(valueText(one));
     return text;
 }
 
@@ -71,7 +71,7 @@ void describeNode(const Json& node, std::size_t depth, std::string& out) {
     out += " " + listText(node["bounds"]);
     if (fields.contains("pPoints") && fields["pPoints"].size() > 3)
         out += " (" + std::to_string(fields["pPoints"].size()) + " points)";
-    if (fields.value("uTag", 0u) != 0) out += " tag " + numberText(fields["uTag"]);
+    if (fields.value("uTag", 0u) != 0) out += " tag " + valueText(fields["uTag"]);
     if (fields.contains("pszName")) out += " name " + quotedText(fields["pszName"].get<std::string>());
     if (fields.contains("pszText")) out += " text " + quotedText(fields["pszText"].get<std::string>());
     if (node.contains("measures")) out += ": " + measuresText(node["measures"]);
@@ -79,7 +79,7 @@ void describeNode(const Json& node, std::size_t depth, std::string& out) {
     if (fields.contains("bLocked")) out += " locked";
     if (fields.contains("pszUser")) out += " user " + quotedText(fields["pszUser"].get<std::string>());
     if (fields.contains("bitmap")) {
-        out += " image " + numberText(fields["bitmap"]["width"]) + "x" + numberText(fields["bitmap"]["height"]);
+        out += " image " + valueText(fields["bitmap"]["width"]) + "x" + valueText(fields["bitmap"]["height"]);
         if (node["type"] == "REDACT") out += " (restorable)";
     }
     out += "\n";
@@ -89,8 +89,8 @@ void describeNode(const Json& node, std::size_t depth, std::string& out) {
 std::string describe(const Json& document) {
     std::string out = document["file"].get<std::string>() + ": ";
     if (document["root"].is_null()) return out + "no annotation data\n";
-    out += document["form"].get<std::string>() + " form, version " + numberText(document["version"]) + ", page " +
-           numberText(document["page"]) + " of " + numberText(document["pages"]);
+    out += document["form"].get<std::string>() + " form, version " + valueText(document["version"]) + ", page " +
+           valueText(document["page"]) + " of " + valueText(document["pages"]);
     if (document["restorable"].get<bool>()) out += ", holds pixels that can be restored";
     out += "\n";
     describeNode(document["root"], 1, out);

@@ -69,7 +69,7 @@ int changeLocks(const Arguments& arguments, bool lock) {
         found = found || !objects.empty();
         data = withPage(store, data, tree.get(), form, page, out.name());
     }
-    if (!found) throw failure(name, ERROR_BAD_TAG, "no object has the tag " + std::to_string(*request.tag));
+    if (!found) throw failure(name, ERROR_INV_PARAMETER, "no object has the tag " + std::to_string(*request.tag));
     out.write(data);
     out.commit();
     JobLog log;
