@@ -112,6 +112,24 @@ TEST_F(KannStatusTest, FailuresAreOneLineAndLeaveTheOldOutput) {
         {"value not in the list", {"render", "image.png", "--mode", "walk", "-o", "out.png"}, 2, "run design"},
         {"page 0", {"render", "image.png", "--page", "0", "-o", "out.png"}, 2, "--page can't be \"0\""},
         {"number with a tail", {"info", "tree.kba", "--page", "1x"}, 2, "--page"},
+        {"resolution of one number", {"measure", "tree.kba", "--dpi", "300"}, 2, "2 numbers are due"},
+        {"resolution below one", {"measure", "tree.kba", "--dpi", "300,0"}, 2, "from 1 up"},
+        {"measured image page",
+         {"measure", "tree.kba", "scan.tif", "--page", "3"},
+         1,
+         "kann: scan.tif: Page not found: page 3 (code -310)\n"},
+        {"measure of no tree", {"measure", "scan.tif"}, 1, "kann: scan.tif: Tag not found"},
+        {"hit in an image", {"hit", "image.png", "1", "1"}, 1, "not annotation data (code -7)\n"},
+        {"lock over a picture",
+         {"lock", "tree.kba", "--key", "k", "-o", "out.png"},
+         1,
+         "holds no annotation data (code -13)\n"},
+        {"unlock without a key", {"unlock", "tree.kba", "-o", "new.kba"}, 2, "usage: kann unlock"},
+        {"burned page",
+         {"burn", "scan.tif", "tree.kba", "--page", "3", "-o", "out.png"},
+         1,
+         "kann: scan.tif: Page not found: page 3 (code -310)\n"},
+        {"burned store", {"burn", "image.png", "short.kba", "-o", "out.png"}, 1, "kann: short.kba: "},
         {"extension of no format", {"render", "image.png", "-o", "out.xyz"}, 2, "out.xyz"},
         {"text without a byte",
          {"add", "tree.kba", "text", "--rect", "1,1,9,9", "--text", "\xE6\x97\xA5", "-o", "out.png"},
@@ -247,7 +265,8 @@ TEST_F(KannStatusTest, EveryCommandHasHelp) {
     const KannResult none = kann({});
     EXPECT_EQ(none.status, 2);
     EXPECT_EQ(none.out, "");
-    for (const char* command : {"render", "info", "add", "convert", "pages", "attach", "extract", "detach"}) {
+    for (const char* command : {"render", "burn", "info", "add", "measure", "hit", "lock", "unlock", "convert", "pages",
+                                "attach", "extract", "detach"}) {
         SCOPED_TRACE(command);
         EXPECT_NE(none.err.find(std::string("\n  ") + command + " "), std::string::npos);
         const std::string help = done({"help", command});
