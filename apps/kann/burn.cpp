@@ -164,7 +164,7 @@ void burn(const Job& job, const PageChoice& pages, int outFormat, JobLog& log) {
         KernelSaveOptions save{};
         K_DefaultSaveOptions(&save, sizeof save);
         save.nQuality = jpegQuality;
-        savePicture(image, outFormat, &save, output);
+        savePicture(image, outFormat, output, &save);
     }
     output.commit();
 }
@@ -175,13 +175,11 @@ int runBurn(const Arguments& arguments) {
     const PageChoice pages = readPageChoice(arguments);
     setVectorSize(arguments);
     // With --out-dir results keep the names of their inputs, and so their formats, unless --format says otherwise.
-    const bool named = arguments.has("format");
-    const std::string extension(named ? pictureFormatByName(arguments.text("format")).extension : std::string_view());
-    const std::vector<Job> jobs = makeJobs(arguments, {true, false, true, extension});
+    const PictureFormat* const named =
+        arguments.has("format") ? &pictureFormatByName(arguments.text("format"), Documents::yes) : nullptr;
+    const std::vector<Job> jobs = makeJobs(arguments, {true, false, true, std::string(named ? named->extension : "")});
     std::map<std::string, int> formats; // by output
-    for (const Job& job : jobs) {
-        formats[job.output] = (named ? pictureFormatByName(arguments.text("format")) : pictureFormatOf(job.output)).format;
-    }
+    for (const Job& job : jobs) formats[job.output] = (named ? *named : pictureFormatOf(job.output, Documents::yes)).format;
     return runJobs(arguments, jobs,
                    [&pages, &formats](const Job& job, JobLog& log) { burn(job, pages, formats.at(job.output), log); });
 }

@@ -23,13 +23,14 @@ constexpr auto formats = std::to_array<PictureFormat>({
 
 } // namespace
 
-const PictureFormat& pictureFormatByName(std::string_view name) {
+const PictureFormat& pictureFormatByName(std::string_view name, Documents documents) {
     const auto row = std::ranges::find(formats, name, &PictureFormat::name);
-    if (row == formats.end()) throw UsageError{"no picture format \"" + std::string(name) + "\""};
+    if (row == formats.end() || (row->format == formatPdf && documents == Documents::no))
+        throw UsageError{"no picture format \"" + std::string(name) + "\""};
     return *row;
 }
 
-const PictureFormat& pictureFormatOf(std::string_view path) {
+const PictureFormat& pictureFormatOf(std::string_view path, Documents documents) {
     std::string extension = std::filesystem::path(path).extension().string();
     std::error_code error;
     const auto type = std::filesystem::status(path, error).type();
@@ -37,18 +38,13 @@ const PictureFormat& pictureFormatOf(std::string_view path) {
     if (path == "-" || (extension.empty() && stream)) extension = formats[0].extension;
     std::ranges::transform(extension, extension.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     for (const PictureFormat& row : formats) {
+        if (row.format == formatPdf && documents == Documents::no) continue;
         if (hasWord(row.extensions, extension)) return row;
     }
     throw UsageError{"the extension of \"" + std::string(path) + "\" names no picture format; use --format"};
 }
 
-const PictureFormat& pictureFormatFor(const Arguments& arguments, const std::vector<Job>& jobs) {
-    if (arguments.has("format") || arguments.has("out-dir") || jobs.empty())
-        return pictureFormatByName(arguments.text("format", "png"));
-    return pictureFormatOf(jobs[0].output);
-}
-
-void savePicture(const Bitmap& picture, int format, const KernelSaveOptions* options, OutputFile& output) {
+void savePicture(const Bitmap& picture, int format, OutputFile& output, const KernelSaveOptions* options) {
     HGLOBAL block = nullptr;
     std::size_t size = 0;
     check(K_SaveMemory(&picture.record, format, options, &block, &size), output.name());

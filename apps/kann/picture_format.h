@@ -1,7 +1,6 @@
 // Formats that a picture is written in, by name and by the extension of a file.
 #pragma once
 
-#include "apps/kann/batch.h"
 #include "apps/kann/image_load.h"
 #include "apps/kann/output_file.h"
 
@@ -20,14 +19,13 @@ struct PictureFormat {
 // Not a format of raster files: pages that are drawn (page_output.h).
 inline constexpr int formatPdf = -1;
 
-// Throw UsageError for what isn't one. Standard output, pipes and devices are PNG.
-const PictureFormat& pictureFormatByName(std::string_view name);
-const PictureFormat& pictureFormatOf(std::string_view path);
+enum class Documents : bool { no, yes };
 
-// By the options of the command line: --format, else the extension of the one output, else PNG. Throws UsageError.
-const PictureFormat& pictureFormatFor(const Arguments& arguments, const std::vector<Job>& jobs);
+// Throw UsageError for what isn't one, and for documents where they aren't wanted. Standard output, pipes and devices are PNG.
+const PictureFormat& pictureFormatByName(std::string_view name, Documents documents = Documents::no);
+const PictureFormat& pictureFormatOf(std::string_view path, Documents documents = Documents::no);
 
 // `options` null: the format's defaults.
-void savePicture(const Bitmap& picture, int format, const KernelSaveOptions* options, OutputFile& output);
+void savePicture(const Bitmap& picture, int format, OutputFile& output, const KernelSaveOptions* options = nullptr);
 
 } // namespace kann

@@ -132,7 +132,7 @@ void render(const Job& job, const RenderOptions& options, JobLog& log) {
         select(tree, options.select, name, log);
         drawTree(image, tree, fitTree(tree, image.record.Width, image.record.Height, options.scale, name), name);
     }
-    savePicture(image, options.format, nullptr, output);
+    savePicture(image, options.format, output);
     output.commit();
 }
 
@@ -146,9 +146,11 @@ int runRender(const Arguments& arguments) {
         options.select.insert(static_cast<std::uint32_t>(parseNumber(tag, "--select", 0, 0xFFFFFFFFll)));
     }
     setVectorSize(arguments);
-    const PictureFormat& named = pictureFormatByName(arguments.text("format", "png"));
+    const PictureFormat& named = pictureFormatByName(arguments.text("format", "png"), Documents::yes);
     const std::vector<Job> jobs = makeJobs(arguments, {true, false, true, std::string(named.extension)});
-    options.format = pictureFormatFor(arguments, jobs).format;
+    options.format = arguments.has("format") || arguments.has("out-dir") || jobs.empty()
+                         ? named.format
+                         : pictureFormatOf(jobs[0].output, Documents::yes).format;
     if (options.format == formatPdf && (arguments.has("scale") || arguments.has("select"))) {
         throw UsageError{"--scale and --select don't go with a PDF"};
     }
