@@ -5,6 +5,7 @@
 #include "apps/kann/failure.h"
 #include "apps/kann/fit.h"
 #include "apps/kann/image_load.h"
+#include "apps/kann/opacity_burn.h"
 #include "apps/kann/output_file.h"
 #include "apps/kann/page_output.h"
 #include "apps/kann/picture_format.h"
@@ -110,7 +111,11 @@ void burnInto(Bitmap& image, const Tree& tree, const InputFile& file, const std:
         throw failure(file.name, ERROR_FEATURE_NOT_SUPPORTED, "grey of 12 or 16 bits takes no annotations");
     }
     measureBy(tree, resolutionOf(pixels), treeName);
-    realize(pixels, tree, false, treeName);
+    if (pixels.BitsPerPixel == 32 && pixels.Alpha) {
+        realizeWithOpacity(image, tree, treeName);
+    } else {
+        realize(pixels, tree, false, treeName);
+    }
 }
 
 // Replaces one page in a copy of the file.

@@ -1,49 +1,7 @@
 // kann render: what the picture shows, pixel by pixel, and what it keeps of the image.
-#include "tests/apps/kann_process.h"
+#include "tests/apps/kann_pictures.h"
 
-#include <array>
-#include <cstring>
-
-namespace {
-
-using Color = std::array<std::uint8_t, 3>; // blue, green, red
-constexpr Color white{255, 255, 255}, red{0, 0, 255}, blue{255, 0, 0};
-
-struct Box {
-    int left, top, right, bottom; // right and bottom excluded
-    bool holds(int x, int y) const { return x >= left && x < right && y >= top && y < bottom; }
-};
-
-class KannRenderTest : public KannTest {
-protected:
-    void makeWhite(const std::string& name, int width, int height, int format = KB_FORMAT_PNG, int bits = 24) const {
-        saveBitmap(path(name), width, height, bits, format, [](KernelBitmap& bitmap) {
-            for (int y = 0; y < bitmap.Height; ++y) {
-                std::memset(K_WritableBitmapRow(&bitmap, y), 255, static_cast<std::size_t>(bitmap.BytesPerLine));
-            }
-        });
-    }
-
-    // Every pixel has the colour that `model` tells.
-    template <typename Model> void expectPicture(const std::string& name, int width, int height, Model model) const {
-        const std::vector<std::uint8_t> got = pixels(name);
-        ASSERT_EQ(got.size(), static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3) << name;
-        int wrong = 0;
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                const Color due = model(x, y);
-                const std::uint8_t* at =
-                    &got[(static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)) * 3];
-                if (std::memcmp(at, due.data(), 3) != 0 && ++wrong < 4) {
-                    ADD_FAILURE() << name << " at " << x << ", " << y << ": " << +at[0] << " " << +at[1] << " " << +at[2];
-                }
-            }
-        }
-        EXPECT_EQ(wrong, 0) << name;
-    }
-};
-
-} // namespace
+using KannRenderTest = KannPictureTest;
 
 TEST_F(KannRenderTest, ARectangleStandsWhereItIsFitted) {
     makeWhite("page.png", 40, 30);
@@ -116,7 +74,7 @@ TEST_F(KannRenderTest, ImagesOfEveryKindBecomeTwentyFourBitsOnWhite) {
         for (int y = 1; y < 4; ++y) *K_WritableBitmapRow(&bitmap, y) = 0xFF;
     });
     done({"render", "side.tif", "none.kba", "-o", "side.png"});
-    expectPicture("side.png", 4, 8, [](int x, int) { return x == 3 ? Color{0, 0, 0} : white; });
+    expectPicture("side.png", 4, 8, [](int x, int) { return x == 3 ? black : white; });
     done({"render", "side.tif", "none.kba", "-o", "side_out.tif"});
     const KernelFileInfo info = fileInfo("side_out.tif");
     EXPECT_EQ(info.nBitsPerPixel, 24);
