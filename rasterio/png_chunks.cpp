@@ -66,7 +66,7 @@ Bytes packProfile(ByteView profile) {
     const std::unique_ptr<libdeflate_compressor, FreeCompressor> compressor(libdeflate_alloc_compressor(level));
     if (!compressor) throw std::bad_alloc();
     Bytes chunk(name.begin(), name.end());
-    chunk.insert(chunk.end(), {0, 0}); // end of the name; the one way of packing
+    chunk.resize(chunk.size() + 2); // end of the name; the one way of packing
     const size_t begin = chunk.size();
     chunk.resize(begin + libdeflate_zlib_compress_bound(compressor.get(), profile.size()));
     chunk.resize(begin + libdeflate_zlib_compress(compressor.get(), profile.data(), profile.size(), chunk.data() + begin,

@@ -24,7 +24,7 @@ public:
     bool holds(FPoint p) const { return std::abs(p.x) <= reachX_ && std::abs(p.y) <= reachY_; }
 
 private:
-    static constexpr double reach = 1 << 22; // points of 1/72 inch
+    static constexpr double reach = 4'000'000; // points of 1/72 inch
     void chain(const std::vector<FPoint>& points, bool closed) const;
 
     cairo_t* cairo_ = nullptr;

@@ -76,7 +76,7 @@ bool PdfPage::startPage(DeviceContext& dc, int width, int height, int dpiX, int 
 bool PdfPage::finish() {
     const bool hadPage = surface_ != nullptr;
     endPage();
-    for (const auto& [key, face] : faces_) cairo_font_face_destroy(face);
+    for (const auto& [key, face] : faces_) cairo_font_face_destroy(face); // null is allowed
     faces_.clear();
     if (!hadPage) return false;
     cairo_surface_finish(surface_);
@@ -123,6 +123,8 @@ void PdfPage::setPen(const PenState& pen, bool dashed) {
     cairo_set_line_cap(cairo_, wide ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
     cairo_set_line_join(cairo_, wide ? CAIRO_LINE_JOIN_ROUND : CAIRO_LINE_JOIN_MITER);
     cairo_set_miter_limit(cairo_, 1.5); // square corners, and no thorns
+    // The page keeps lines as they are; only their extents are worked out, and that needn't be finer than the eye sees.
+    cairo_set_tolerance(cairo_, std::max(0.1, pen.width / 400.0));
     double lengths[6];
     const int count = dashed && pen.dash ? pen.dash->count : 0;
     for (int i = 0; i < count; ++i) lengths[i] = static_cast<double>(pen.dash->lengths[i]) * pen.width;

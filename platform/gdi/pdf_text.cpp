@@ -35,15 +35,15 @@ cairo_matrix_t fontMatrix(const RealisedFont::Outlines& outlines, double cosine,
 
 cairo_font_face_t* PdfPage::fontFace(const char* file, int index, bool embolden) {
     const std::string key = std::string(file) + '\n' + std::to_string(index) + (embolden ? "b" : "");
-    if (const auto it = faces_.find(key); it != faces_.end()) return it->second;
+    cairo_font_face_t*& face = faces_[key];
+    if (face) return face;
     FcPattern* pattern = FcPatternCreate();
     if (!pattern) throw std::bad_alloc();
     FcPatternAddString(pattern, FC_FILE, reinterpret_cast<const FcChar8*>(file));
     FcPatternAddInteger(pattern, FC_INDEX, index);
     if (embolden) FcPatternAddBool(pattern, FC_EMBOLDEN, FcTrue);
-    cairo_font_face_t* face = cairo_ft_font_face_create_for_pattern(pattern);
+    face = cairo_ft_font_face_create_for_pattern(pattern);
     FcPatternDestroy(pattern);
-    faces_.emplace(key, face);
     return face;
 }
 

@@ -10,7 +10,7 @@ namespace {
 using P = ClassicPlayer;
 using R = ClassicRecord;
 
-void drawText(P& p, const uint8_t* bytes, size_t count, TextCall& call) {
+void drawText(P& p, const uint8_t* bytes, size_t count, TextRun& call) {
     decodeText(bytes, count, p.out.font().lfCharSet, call);
     p.out.text(call);
 }
@@ -62,7 +62,7 @@ bool blit(P& p, const R& r, bool device, bool stretch) {
 bool classicTextOut(P& p, const R& r) {
     const size_t count = r.word(0), padded = (count + 1) / 2 * 2;
     if (!r.has(2, padded + 4)) return false;
-    TextCall call;
+    TextRun call;
     call.at = r.point(1 + padded / 2);
     drawText(p, r.bytes + 2, count, call);
     return true;
@@ -70,7 +70,7 @@ bool classicTextOut(P& p, const R& r) {
 
 bool classicExtTextOut(P& p, const R& r) {
     const size_t count = r.word(2);
-    TextCall call;
+    TextRun call;
     call.at = r.point(0);
     call.options = r.word(3);
     size_t at = 8;

@@ -22,7 +22,7 @@ struct TextPart {
 };
 
 bool drawText(P& p, const R& r, const TextPart& part) {
-    TextCall call;
+    TextRun call;
     call.at = part.at;
     call.options = part.options;
     call.hasBox = part.box.left < part.box.right && part.box.top < part.box.bottom;
@@ -123,7 +123,7 @@ bool enhancedSmallText(P& p, const R& r) {
     if (!part.wide) {
         // Bytes here are the low halves of Unicode, whatever the font's charset.
         if (!r.has(part.text, part.count)) return false;
-        TextCall call;
+        TextRun call;
         call.at = part.at;
         call.options = part.options;
         call.hasBox = part.text == 52 && part.box.left < part.box.right && part.box.top < part.box.bottom;

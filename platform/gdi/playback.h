@@ -105,7 +105,7 @@ struct PlayState {
     RegionRef clip, metaClip;            // destination device units; null: none
 };
 
-struct TextCall {
+struct TextRun {
     FPoint at;
     UINT options = 0;
     bool hasBox = false;
@@ -210,7 +210,7 @@ public:
     void gradientTriangle(const Vertex& a, const Vertex& b, const Vertex& c);
 
     // -- text --
-    void text(const TextCall& call);
+    void text(const TextRun& call);
     const LOGFONTA& font() const;
 
     // Whether the file has asked for more work on regions and patterns than its size can justify; nothing is drawn any
@@ -279,6 +279,6 @@ private:
 };
 
 // The charset's bytes as UTF-16; widths of double bytes fall together.
-void decodeText(const uint8_t* bytes, size_t count, int charset, TextCall& call);
+void decodeText(const uint8_t* bytes, size_t count, int charset, TextRun& call);
 
 } // namespace kb::gdi

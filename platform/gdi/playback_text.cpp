@@ -51,7 +51,7 @@ private:
 
 } // namespace
 
-void decodeText(const uint8_t* bytes, size_t count, int charset, TextCall& call) {
+void decodeText(const uint8_t* bytes, size_t count, int charset, TextRun& call) {
     const char* encoding = nullptr;
     for (const CharsetRow& row : charsets)
         if (row.charset == charset) encoding = row.encoding;
@@ -114,7 +114,7 @@ bool narrow(const std::vector<uint16_t>& text, bool symbols, std::string& out) {
 
 } // namespace
 
-void Playback::text(const TextCall& call) {
+void Playback::text(const TextRun& call) {
     if (!usable_ || exhausted()) return;
     const bool moves = state.textAlign & TA_UPDATECP;
     const FPoint at = moves ? state.position : call.at;

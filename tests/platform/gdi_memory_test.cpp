@@ -194,4 +194,52 @@ TEST(GdiMemory, ARecordingThatLostARecordIsRefused) {
     EXPECT_GT(lost, 10);
 }
 
+// A page goes on after a call that found no memory, and what it misses is that call's figure.
+TEST(GdiMemory, APageSurvivesEveryRefusedAllocation) {
+    const auto draw = [](int n, bool& refused) {
+        size_t written = 0;
+        bool drawn = true;
+        std::thread([&] {
+            const HBRUSH brush = CreateHatchBrush(HS_CROSS, 7);
+            const HRGN region = CreatePolygonRgn(star, 5, WINDING);
+            const auto count = [](void* sum, const void*, size_t bytes) -> BOOL {
+                *static_cast<size_t*>(sum) += bytes;
+                return TRUE;
+            };
+            wasRefused = false;
+            countdown = n;
+            const HDC dc = KbCreatePdfDC(count, &written);
+            drawn = dc && KbStartPdfPage(dc, side, side, 96, 96);
+            if (drawn) {
+                SelectObject(dc, brush);
+                SetROP2(dc, R2_XORPEN);
+                drawn = Polygon(dc, star, 5);
+                drawn = SelectClipRgn(dc, region) != ERROR && drawn;
+                drawn = Ellipse(dc, 3, 4, 60, 50) && drawn;
+                const uint32_t pixels[4] = {1, 2, 3, 4};
+                const BITMAPINFOHEADER head{sizeof head, 2, 2, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+                drawn = StretchDIBits(dc, 0, 0, 2, 2, 0, 0, 2, 2, pixels, reinterpret_cast<const BITMAPINFO*>(&head),
+                                      DIB_RGB_COLORS, SRCINVERT) &&
+                        drawn;
+                drawn = TextOutA(dc, 3, 3, "Ag8", 3) && drawn;
+            }
+            countdown = 0;
+            refused = wasRefused;
+            const bool closed = dc && KbClosePdfDC(dc);
+            EXPECT_EQ(closed, written > 0) << "allocation " << n;
+            DeleteObject(brush), DeleteObject(region);
+        }).join();
+        return drawn ? written : 0;
+    };
+    bool refused = false;
+    const size_t whole = draw(0, refused);
+    ASSERT_GT(whole, 0u);
+    for (int n = 1;; ++n) {
+        ASSERT_LT(n, 2000);
+        const size_t written = draw(n, refused);
+        EXPECT_TRUE(written == 0 || written == whole) << "allocation " << n << ": success, but not all drawn";
+        if (!refused) break;
+    }
+}
+
 } // namespace

@@ -197,7 +197,7 @@ TEST(Png, DamageIsTold) {
 Bytes withSegment(const Bytes& jpeg, uint8_t marker, const Bytes& content) {
     Bytes out;
     out.reserve(jpeg.size() + content.size() + 4);
-    out.insert(out.end(), jpeg.begin(), jpeg.begin() + 2);
+    out.assign(jpeg.begin(), jpeg.begin() + 2);
     const size_t length = content.size() + 2;
     out.insert(out.end(), {0xFF, marker, static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)});
     out.insert(out.end(), content.begin(), content.end());
