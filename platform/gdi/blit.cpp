@@ -211,6 +211,8 @@ void blit(const BlitTarget& target, const BlitArea& to, const PixelReader& sourc
     // Within one surface rows are taken in the order that reads them before they are written.
     const bool backwards = vertical.rises() && vertical.at(vertical.first) < vertical.first;
     const int rows = vertical.last - vertical.first;
+    const bool overlaps = source.top == s.top && source.bits == s.bits; // rows may change while they are read
+    int readyRow = -1; // the source row that has been converted, which a stretched picture shows again
     for (int i = 0; i < rows; ++i) {
         const int y = backwards ? vertical.last - 1 - i : vertical.first + i;
         const auto sy = static_cast<int>(vertical.at(y));
@@ -230,7 +232,8 @@ void blit(const BlitTarget& target, const BlitArea& to, const PixelReader& sourc
                 const uint32_t v = none ? source.raw(columns[k], sy) : mergePixels(source, sx0, sx1, sy0, sy1, stretchMode);
                 storePixel(&sourceRow[k * static_cast<size_t>(bytes)], bytes, convert(v));
             }
-        } else {
+        } else if (sy != readyRow || overlaps) {
+            readyRow = sy;
             uint8_t* out = sourceRow.data();
             for (size_t k = 0; k < count; ++k, out += bytes) storePixel(out, bytes, convert(source.raw(columns[k], sy)));
         }

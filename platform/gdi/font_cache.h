@@ -84,7 +84,7 @@ private:
     bool loadOutline(const Source& source, bool grey);
 
     LOGFONTA font_;
-    FaceFile* face_ = nullptr; // null: the built-in strokes
+    FaceFile* face_ = nullptr;                       // null: the built-in strokes
     std::vector<std::pair<FaceFile*, void*>> sizes_; // the font library's size objects
     SymbolSet symbols_ = SymbolSet::none;            // when the face that was asked for is one that stands for signs
     int em_ = 0;                                     // character height in pixels

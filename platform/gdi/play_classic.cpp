@@ -51,7 +51,8 @@ bool ClassicPlayer::play(const uint8_t* data, size_t size) {
 void ClassicPlayer::keepRatio() {
     PageMapping& p = out.state.page;
     if (fit != ClassicFit::context || out.state.mapMode != MM_ISOTROPIC) return;
-    const double sx = std::abs(p.viewportWidth / p.windowWidth) / dpi.cx, sy = std::abs(p.viewportHeight / p.windowHeight) / dpi.cy;
+    const double sx = std::abs(p.viewportWidth / p.windowWidth) / dpi.cx,
+                 sy = std::abs(p.viewportHeight / p.windowHeight) / dpi.cy;
     if (sx > sy)
         p.viewportWidth *= sy / sx;
     else

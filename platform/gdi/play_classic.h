@@ -38,8 +38,8 @@ struct ClassicPlayer {
     ClassicFit fit;
     PageMapping base; // the page before the file has said anything
     SIZE dpi{96, 96};
-    bool windowSet = false;            // the file has set an extent
-    SIZE viewportReference{0, 0};      // of a fitted file: what its viewports are measured by
+    bool windowSet = false;       // the file has set an extent
+    SIZE viewportReference{0, 0}; // of a fitted file: what its viewports are measured by
     POINT viewportReferenceOrigin{0, 0};
     bool viewportOriginSet = false;
     bool viewportFlippedX = false, viewportFlippedY = false;

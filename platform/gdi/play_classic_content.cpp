@@ -41,10 +41,9 @@ bool blit(P& p, const R& r, bool device, bool stretch) {
         area.height = r.number(2);
     }
     DibImage image;
-    const bool whole =
-        device ? loadDeviceBitmap(r.bytes + (at + 4) * 2, r.size - (at + 4) * 2, 0, p.out.state.textColor,
-                                  p.out.state.bkColor, image)
-               : dibAt(p, r, at + 4, DIB_RGB_COLORS, image);
+    const bool whole = device ? loadDeviceBitmap(r.bytes + (at + 4) * 2, r.size - (at + 4) * 2, 0, p.out.state.textColor,
+                                                 p.out.state.bkColor, image)
+                              : dibAt(p, r, at + 4, DIB_RGB_COLORS, image);
     if (!whole) return true;
     // Equal sizes are in logical units of both sides: the source's own are its pixels.
     if (!stretch) {

@@ -33,12 +33,12 @@ struct DibImage {
 
 struct DibSource {
     const uint8_t* header;
-    size_t headerBytes; // what there is from `header` on
+    size_t headerBytes;  // what there is from `header` on
     const uint8_t* bits; // null: right behind the header and its colours
     size_t bitsBytes;
-    UINT usage;                         // DIB_RGB_COLORS or DIB_PAL_COLORS
+    UINT usage;                           // DIB_RGB_COLORS or DIB_PAL_COLORS
     const std::vector<COLORREF>* palette; // for DIB_PAL_COLORS; null: greys
-    int64_t rows = -1;                  // rows that the bits hold, or -1 for all of them
+    int64_t rows = -1;                    // rows that the bits hold, or -1 for all of them
 };
 
 // False for what isn't whole or of no known kind: 1, 4, 8, 16, 24, 32 bits, plain, with masks or run-length coded.

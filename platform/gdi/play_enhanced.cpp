@@ -22,8 +22,9 @@ bool readFrame(const EnhancedRecord& header, Frame& frame) {
     const RECT bounds = header.box(8), inHundredths = header.box(24);
     double pixelsX = header.number(72), pixelsY = header.number(76);
     double mmX = header.number(80), mmY = header.number(84);
-    // Later headers know the size to a thousandth.
-    if (header.size >= 108 && header.number(100) > 0 && header.number(104) > 0) {
+    // Later headers know the size to a thousandth; a description may stand in its place in earlier ones.
+    const size_t description = header.dword(60) ? header.dword(64) : header.size;
+    if (std::min(header.size, description) >= 108 && header.number(100) > 0 && header.number(104) > 0) {
         mmX = header.number(100) / 1000.0;
         mmY = header.number(104) / 1000.0;
     }

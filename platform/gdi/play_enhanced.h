@@ -32,8 +32,7 @@ struct EnhancedRecord {
 };
 
 struct EnhancedPlayer {
-    EnhancedPlayer(HDC hDC, const Affine& placement, bool mirrored, size_t bytes)
-        : out(hDC, placement, mirrored, bytes) {}
+    EnhancedPlayer(HDC hDC, const Affine& placement, bool mirrored, size_t bytes) : out(hDC, placement, mirrored, bytes) {}
     Playback out;
     double pixelsPerMmX = 1, pixelsPerMmY = 1; // of the recording device
     std::vector<FPoint> points;

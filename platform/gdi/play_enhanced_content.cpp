@@ -49,8 +49,8 @@ bool drawText(P& p, const R& r, const TextPart& part) {
 }
 
 TextPart readTextPart(const R& r, size_t at, bool wide, bool advanced) {
-    return {r.point(at), r.dword(at + 8), r.dword(at + 12), r.dword(at + 36), r.dword(at + 16),
-            r.box(at + 20), wide,         advanced};
+    return {r.point(at), r.dword(at + 8), r.dword(at + 12), r.dword(at + 36), r.dword(at + 16), r.box(at + 20),
+            wide,        advanced};
 }
 
 constexpr uint32_t advancedMode = 2;
@@ -93,8 +93,7 @@ bool blit(P& p, const R& r, bool sized) {
         return true;
     }
     DibImage image;
-    if (dibAt(p, r, 84, r.dword(80), image))
-        p.out.stretchDib(image, b.to.x, b.to.y, b.width, b.height, b.from, rop);
+    if (dibAt(p, r, 84, r.dword(80), image)) p.out.stretchDib(image, b.to.x, b.to.y, b.width, b.height, b.from, rop);
     return true;
 }
 
@@ -114,7 +113,8 @@ bool enhancedPolyText(P& p, const R& r, bool wide) {
 
 bool enhancedSmallText(P& p, const R& r) {
     constexpr UINT noBox = 0x100, bytes = 0x200;
-    TextPart part{r.point(8), r.dword(16), 36, 0, r.dword(20), {0, 0, 0, 0}, !(r.dword(20) & bytes), r.dword(24) == advancedMode};
+    TextPart part{
+        r.point(8), r.dword(16), 36, 0, r.dword(20), {0, 0, 0, 0}, !(r.dword(20) & bytes), r.dword(24) == advancedMode};
     if (!(part.options & noBox)) {
         if (!r.has(36, 16)) return false;
         part.box = r.box(36);
@@ -153,8 +153,7 @@ bool enhancedPlgBlt(P& p, const R& r) {
     const SourceArea from = sourceArea(r, 64, r.point(48), r.number(56), r.number(60));
     DibImage image, mask;
     const bool masked = r.dword(128) && dibAt(p, r, 124, r.dword(120), mask);
-    if (dibAt(p, r, 96, r.dword(92), image))
-        p.out.plgBlt(image, masked ? &mask : nullptr, corners, from, r.point(112));
+    if (dibAt(p, r, 96, r.dword(92), image)) p.out.plgBlt(image, masked ? &mask : nullptr, corners, from, r.point(112));
     return true;
 }
 

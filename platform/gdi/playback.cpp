@@ -377,15 +377,14 @@ RegionRef Playback::regionOf(const std::vector<RECT>& boxes, const Affine& toDev
             const POINT p = at(b.left, b.top), q = at(b.right, b.bottom);
             *out++ = {std::min(p.x, q.x), std::min(p.y, q.y), std::max(p.x, q.x), std::max(p.y, q.y)};
         }
-        region = ExtCreateRegion(nullptr, static_cast<DWORD>(memory.size() * 4),
-                                 reinterpret_cast<const RGNDATA*>(memory.data()));
+        region =
+            ExtCreateRegion(nullptr, static_cast<DWORD>(memory.size() * 4), reinterpret_cast<const RGNDATA*>(memory.data()));
     } else {
         std::vector<POINT> points;
         points.reserve(boxes.size() * 4);
         const bool turned = toDevice.determinant() < 0;
         for (const RECT& b : boxes) {
-            const POINT corners[4] = {
-                at(b.left, b.top), at(b.right, b.top), at(b.right, b.bottom), at(b.left, b.bottom)};
+            const POINT corners[4] = {at(b.left, b.top), at(b.right, b.top), at(b.right, b.bottom), at(b.left, b.bottom)};
             for (int i = 0; i < 4; ++i) points.push_back(corners[turned ? 3 - i : i]);
         }
         const std::vector<INT> counts(boxes.size(), 4);

@@ -27,8 +27,7 @@ bool needsSource(DWORD rop) {
 uint32_t rop3(uint32_t code, uint32_t pattern, uint32_t source, uint32_t target) {
     uint32_t result = 0;
     for (uint32_t i = 0; i < 8; ++i)
-        if (code >> i & 1)
-            result |= (i & 4 ? pattern : ~pattern) & (i & 2 ? source : ~source) & (i & 1 ? target : ~target);
+        if (code >> i & 1) result |= (i & 4 ? pattern : ~pattern) & (i & 2 ? source : ~source) & (i & 1 ? target : ~target);
     return result & 0xFFFFFF;
 }
 
@@ -53,7 +52,8 @@ struct SourceMap {
     SourceMap(FPoint origin, FPoint across, FPoint down, const SourceArea& from)
         : left(std::min(from.x, from.x + from.width)), top(std::min(from.y, from.y + from.height)),
           right(std::max(from.x, from.x + from.width)), bottom(std::max(from.y, from.y + from.height)) {
-        const Affine unit{across.x - origin.x, across.y - origin.y, down.x - origin.x, down.y - origin.y, origin.x, origin.y};
+        const Affine unit{
+            across.x - origin.x, across.y - origin.y, down.x - origin.x, down.y - origin.y, origin.x, origin.y};
         back = unit.inverse().then({from.width, 0, 0, from.height, from.x, from.y});
     }
     bool find(double x, double y, int& column, int& row) const {
@@ -106,7 +106,8 @@ void Playback::putMasked(const RECT& box, int width, int height, const std::vect
         mask[i] = touched[i] ? 0 : 0xFFFFFF;
         whole = whole && touched[i];
     }
-    if (!whole) StretchDIBits(hDC_, box.left, box.top, w, h, 0, 0, width, height, mask.data(), &info, DIB_RGB_COLORS, SRCAND);
+    if (!whole)
+        StretchDIBits(hDC_, box.left, box.top, w, h, 0, 0, width, height, mask.data(), &info, DIB_RGB_COLORS, SRCAND);
     std::vector<uint32_t> picture(pixels);
     for (size_t i = 0; i < mask.size(); ++i) picture[i] = touched[i] ? pixels[i] : 0;
     StretchDIBits(hDC_, box.left, box.top, w, h, 0, 0, width, height, picture.data(), &info, DIB_RGB_COLORS,
@@ -304,8 +305,8 @@ void Playback::alphaBlend(const DibImage& image, double x, double y, double widt
     });
 }
 
-void Playback::transparentBlt(const DibImage& image, double x, double y, double width, double height,
-                              const SourceArea& from, COLORREF transparent) {
+void Playback::transparentBlt(const DibImage& image, double x, double y, double width, double height, const SourceArea& from,
+                              COLORREF transparent) {
     PixelReader reader;
     if (!readerOf(image, reader)) return;
     const FPoint corners[4] = {placed(x, y), placed(x + width, y), placed(x + width, y + height), placed(x, y + height)};
@@ -331,7 +332,8 @@ uint32_t mix(double red, double green, double blue) {
 } // namespace
 
 void Playback::gradientRect(const Vertex& a, const Vertex& b, bool vertical) {
-    const FPoint corners[4] = {placed(a.at.x, a.at.y), placed(b.at.x, a.at.y), placed(b.at.x, b.at.y), placed(a.at.x, b.at.y)};
+    const FPoint corners[4] = {placed(a.at.x, a.at.y), placed(b.at.x, a.at.y), placed(b.at.x, b.at.y),
+                               placed(a.at.x, b.at.y)};
     const SourceMap map(corners[0], corners[1], corners[3], {0, 0, 1, 1});
     composite(corners, [&](double px, double py, uint32_t& value) {
         const FPoint p = map.back.at(px, py);

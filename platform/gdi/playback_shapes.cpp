@@ -62,8 +62,7 @@ StrokeStyle Playback::strokeStyle() const {
     static const struct {
         int style;
         std::vector<double> pattern; // in pen widths
-    } patterns[] = {
-        {PS_DASH, {3, 1}}, {PS_DOT, {1, 1}}, {PS_DASHDOT, {3, 1, 1, 1}}, {PS_DASHDOTDOT, {3, 1, 1, 1, 1, 1}}};
+    } patterns[] = {{PS_DASH, {3, 1}}, {PS_DOT, {1, 1}}, {PS_DASHDOT, {3, 1, 1, 1}}, {PS_DASHDOTDOT, {3, 1, 1, 1, 1, 1}}};
     for (const auto& row : patterns)
         if (row.style == p.style)
             for (const double v : row.pattern) style.dashes.push_back(v * style.width);
@@ -291,8 +290,7 @@ struct BoxAxes {
     double cx, cy, rx, ry;
     explicit BoxAxes(const RECT& b)
         : cx((static_cast<double>(b.left) + b.right) / 2), cy((static_cast<double>(b.top) + b.bottom) / 2),
-          rx(std::abs(static_cast<double>(b.right) - b.left) / 2), ry(std::abs(static_cast<double>(b.bottom) - b.top) / 2) {
-    }
+          rx(std::abs(static_cast<double>(b.right) - b.left) / 2), ry(std::abs(static_cast<double>(b.bottom) - b.top) / 2) {}
 };
 
 constexpr double fullTurn = 2 * std::numbers::pi;

@@ -19,9 +19,9 @@ struct CharsetRow {
     int charset;
     const char* encoding;
 };
-constexpr CharsetRow charsets[] = {
-    {128, "CP932"},  {129, "CP949"},  {130, "JOHAB"},  {134, "GBK"},    {136, "BIG5"},   {161, "CP1253"}, {162, "CP1254"},
-    {163, "CP1258"}, {177, "CP1255"}, {178, "CP1256"}, {186, "CP1257"}, {204, "CP1251"}, {222, "CP874"},  {238, "CP1250"}, {255, "CP850"}};
+constexpr CharsetRow charsets[] = {{128, "CP932"},  {129, "CP949"},  {130, "JOHAB"},  {134, "GBK"},    {136, "BIG5"},
+                                   {161, "CP1253"}, {162, "CP1254"}, {163, "CP1258"}, {177, "CP1255"}, {178, "CP1256"},
+                                   {186, "CP1257"}, {204, "CP1251"}, {222, "CP874"},  {238, "CP1250"}, {255, "CP850"}};
 
 // A converter that was opened, kept by the thread: files change their fonts often.
 class Converter {
@@ -160,8 +160,7 @@ void Playback::text(const TextRun& call) {
         const int height = std::clamp(roundAway(std::abs(static_cast<double>(wanted.lfHeight)) * scaleAcross), 1, 1 << 26);
         wanted.lfHeight = cell ? height : -height;
         if (wanted.lfWidth)
-            wanted.lfWidth = std::clamp(
-                roundAway(std::abs(static_cast<double>(wanted.lfWidth)) * scaleAlong), 1, 1 << 26);
+            wanted.lfWidth = std::clamp(roundAway(std::abs(static_cast<double>(wanted.lfWidth)) * scaleAlong), 1, 1 << 26);
     }
     if (measuring) {
         const double length = static_cast<double>(call.text.size()) * std::abs(wanted.lfHeight) * 0.5;
@@ -273,7 +272,8 @@ void Playback::text(const TextRun& call) {
         if (state.textAlign & TA_RIGHT) length = -length;
         const Affine own = state.page.map();
         const bool up = !call.advanced && own.d < 0, left = !call.advanced && own.a < 0;
-        state.position = {at.x + length * std::cos(escape) * (left ? -1 : 1), at.y - length * std::sin(escape) * (up ? -1 : 1)};
+        state.position = {at.x + length * std::cos(escape) * (left ? -1 : 1),
+                          at.y - length * std::sin(escape) * (up ? -1 : 1)};
     }
 }
 
