@@ -101,9 +101,10 @@ loadEight(const uint8_t* p, const int32_t* offsets, __m256i& left, __m256i& righ
     right = _mm256_castps_si256(_mm256_shuffle_ps(x, y, 0xDD));
 }
 
-// Eight pixels a step; all four neighbours lie inside, and so do the eight bytes that are read for two of them.
-template <int bytes> __attribute__((target("avx2"))) int sampleVector(const SampleSource& s, const SampleLine& line,
-                                                                      int first, int last, uint32_t* out) {
+// Eight pixels a step, of at least eight; all four neighbours lie inside, and so do the eight bytes that are read for two of
+// them.
+template <int bytes> __attribute__((target("avx2"))) void sampleVector(const SampleSource& s, const SampleLine& line,
+                                                                       int first, int last, uint32_t* out) {
     const int64_t startX = line.x + first * line.stepX, startY = line.y + first * line.stepY;
     const int64_t pixelX = startX >> one, pixelY = startY >> one;
     const uint8_t* top = s.rows + pixelY * s.stride + pixelX * bytes;
@@ -117,8 +118,13 @@ template <int bytes> __attribute__((target("avx2"))) int sampleVector(const Samp
                                  _mm256_mullo_epi32(count, _mm256_set1_epi32(stepY)));
     const __m256i eightX = _mm256_set1_epi32(8 * stepX), eightY = _mm256_set1_epi32(8 * stepY);
     const __m256i stride = _mm256_set1_epi32(static_cast<int32_t>(s.stride)), width = _mm256_set1_epi32(bytes);
-    int i = first;
-    for (; i + 8 <= last; i += 8) {
+    // The last step goes back over pixels that are done, so that none are left for the plain loop.
+    for (int i = first; i < last; i += 8) {
+        if (const int back = i + 8 - last; back > 0) {
+            i -= back;
+            x = _mm256_sub_epi32(x, _mm256_set1_epi32(back * stepX));
+            y = _mm256_sub_epi32(y, _mm256_set1_epi32(back * stepY));
+        }
         alignas(32) int32_t offsets[8];
         const __m256i rows = _mm256_mullo_epi32(_mm256_srai_epi32(y, one), stride);
         const __m256i columns = _mm256_mullo_epi32(_mm256_srai_epi32(x, one), width);
@@ -137,7 +143,6 @@ template <int bytes> __attribute__((target("avx2"))) int sampleVector(const Samp
         x = _mm256_add_epi32(x, eightX);
         y = _mm256_add_epi32(y, eightY);
     }
-    return i;
 }
 
 // Whether all sums of the vector loop stay within 32 bits.
@@ -178,20 +183,21 @@ bool haveVectors() {
 }
 
 void sampleRun(const SampleSource& source, const SampleLine& line, int count, uint32_t* out, bool vectors) {
-    int first = 0, last = 0, done = 0;
+    int first = 0, last = 0;
     if (vectors && fitsVectors(source, line, count)) {
         last = count;
         // Eight bytes are read for two pixels: of three bytes each, two of the next one too.
         narrow(line.x, line.stepX, source.width - (source.bytes == 3 ? 2 : 1), first, last);
         narrow(line.y, line.stepY, source.height - 1, first, last);
-        done = first;
-        if (first < last) {
-            done = source.bytes == 3 ? sampleVector<3>(source, line, first, last, out)
-                                     : sampleVector<4>(source, line, first, last, out);
-        }
+        if (last - first < 8)
+            first = last = 0;
+        else if (source.bytes == 3)
+            sampleVector<3>(source, line, first, last, out);
+        else
+            sampleVector<4>(source, line, first, last, out);
     }
     samplePlain(source, line, 0, first, out);
-    samplePlain(source, line, done, count, out);
+    samplePlain(source, line, last, count, out);
 }
 
 void writeRun(const uint32_t* run, int count, uint8_t* target, int bytes, Mix mix, bool vectors) {

@@ -22,7 +22,7 @@ struct SampleLine {
 };
 
 // Most pixels of one run; its positions stay within 32-bit sums.
-inline constexpr int maxRun = 256;
+inline constexpr int maxRun = 512;
 
 // `count` mixtures of four pixels each, as 0xAARRGGBB (0 for the first byte at 24 bits). Pixels beyond an edge are those at
 // the edge.
