@@ -39,23 +39,26 @@ public:
         }
         return {};
     }
-    bool keep(Mapping mapping) {
+    // Gives what there is no room for: the mapping itself when it is too much, else one that has waited for long.
+    Mapping keep(Mapping mapping) {
         const std::lock_guard lock(mutex_);
-        if (total_ + mapping.bytes > limit) return false;
+        if (total_ + mapping.bytes > limit) return mapping;
+        total_ += mapping.bytes;
         for (auto& kept : kept_) {
             if (kept.address) continue;
             kept = mapping;
-            total_ += mapping.bytes;
-            return true;
+            return {};
         }
-        return false;
+        const Mapping oldest = std::exchange(kept_[turn_++ % kept_.size()], mapping);
+        total_ -= oldest.bytes;
+        return oldest;
     }
 
 private:
     static constexpr size_t limit = size_t{128} << 20;
     std::mutex mutex_;
     std::array<Mapping, 64> kept_;
-    size_t total_ = 0;
+    size_t total_ = 0, turn_ = 0;
 };
 
 // Never destroyed: buffers may be freed by other libraries' destructors after ours have run.
@@ -106,7 +109,10 @@ void retainPixels(KernelPixels* pixels) noexcept { pixels->owners.fetch_add(1, s
 
 void releasePixels(KernelPixels* pixels) noexcept {
     if (!pixels || pixels->owners.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-    if (pixels->mapped && !mappingPool().keep({pixels->rows, pixels->mapped})) munmap(pixels->rows, pixels->mapped);
+    if (pixels->mapped) {
+        const Mapping excess = mappingPool().keep({pixels->rows, pixels->mapped});
+        if (excess.address) munmap(excess.address, excess.bytes);
+    }
     pixels->~KernelPixels();
     KbFree(pixels);
 }
