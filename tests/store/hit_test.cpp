@@ -2,6 +2,7 @@
 #include "store/hit_test.h"
 #include "store/hit_shapes.h"
 #include "store/library.h"
+#include "store/shared_pictures.h"
 #include "tests/store/support.h"
 
 #include <cmath>
@@ -32,9 +33,11 @@ std::string at(HANNOBJECT tree, const std::vector<POINT>& points) {
     return answers;
 }
 
+KernelBitmap& placeOf(HitMask which) { return const_cast<KernelBitmap&>(annGlyphMask(which)); }
+
 // A mask of 4 by 2 pixels: black on the left half of its upper row, white elsewhere.
 struct Mask {
-    explicit Mask(KernelBitmap LibraryState::*field, int bits, int perspective) : place(libraryState().*field) {
+    Mask(HitMask which, int bits, int perspective) : place(placeOf(which)) {
         kept = place;
         place = {};
         EXPECT_EQ(K_CreateBitmap(&place, 1, 4, 2, bits, KB_ORDER_BGR, nullptr, perspective, 0, 0), SUCCESS);
@@ -359,8 +362,7 @@ TEST(HitTest, MasksOfGlyphs) {
         for (const int perspective : {KB_VIEW_TOP_LEFT, KB_VIEW_BOTTOM_LEFT}) {
             SCOPED_TRACE(std::to_string(bits) + " bits, perspective " + std::to_string(perspective));
             const Tree tree;
-            const Mask audio(&LibraryState::audioMask, bits, perspective),
-                video(&LibraryState::videoMask, bits, perspective);
+            const Mask audio(HitMask::audio, bits, perspective), video(HitMask::video, bits, perspective);
             makeItem(tree.root, ANN_OBJECT_AUDIO, {101, 101, 199, 199});
             makeItem(tree.root, ANN_OBJECT_VIDEO, {301, 101, 399, 199});
             // Both have rectangles of 100 by 100 from 100 or 300; the audio glyph's is cut to 52 of them.
@@ -368,10 +370,10 @@ TEST(HitTest, MasksOfGlyphs) {
             EXPECT_EQ(at(tree.root, {{310, 110}, {336, 110}, {340, 110}, {310, 160}}), "bbrr");
         }
     const Tree tree; // glyphs without a mask
-    const KernelBitmap kept = std::exchange(libraryState().audioMask, {});
+    const KernelBitmap kept = std::exchange(placeOf(HitMask::audio), {});
     makeItem(tree.root, ANN_OBJECT_AUDIO, {101, 101, 199, 199});
     EXPECT_EQ(at(tree.root, {{110, 190}, {151, 190}, {152, 190}}), "bbr");
-    libraryState().audioMask = kept;
+    placeOf(HitMask::audio) = kept;
 }
 
 TEST(HitTest, Pushpins) {
