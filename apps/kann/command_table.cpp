@@ -54,7 +54,6 @@ constexpr auto options = std::to_array<OptionRow>({
      ValueKind::file},
     {"report", '\0', Arity::one, "FILE.json", "write down what was covered, for verify", ValueKind::file},
     {"dry-run", '\0', Arity::flag, "", "write nothing, print what would be covered"},
-    {"key", '\0', Arity::one, "KEY", "key of the lock"},
     {"depth", '\0', Arity::one, "24", "let colours of more than 8 bits a sample be cut to 8", ValueKind::words, "24"},
 });
 
@@ -93,46 +92,40 @@ constexpr std::size_t anyNumber = 1u << 24;
 
 constexpr auto commands = std::to_array<CommandRow>({
     {"render", "IMAGE [STORE] -o OUT", "draw an image with its annotations as a viewer shows them",
-     "Without STORE the annotations are those that the image carries in its tag. The root container is fitted to the image, "
-     "whatever zoom it was stored with. OUT has 24 bits a pixel, the image's resolution, and no annotation data.\n\n"
-     "A metafile is drawn at 150 dots an inch unless --dpi or --width is given. OUT may be a PDF: it takes all pages of the "
-     "image "
-     "unless --page picks one, and the annotations are shapes and text over it. What redactions cover isn't in the PDF's "
-     "images.\n\n"
+     "Without STORE the annotations are those that the image carries in its tag. The root container is fitted to the "
+     "image, whatever zoom it was stored with. OUT has 24 bits a pixel, the image's resolution, and no annotation "
+     "data.\n\n"
+     "A metafile is drawn at 150 dots an inch unless --dpi or --width is given. OUT may be a PDF: it takes all pages of "
+     "the image unless --page picks one, and the annotations are shapes and text over it. What redactions cover isn't in "
+     "the PDF's images.\n\n"
      "With --out-dir or --files-from all operands are images; one store for all of them comes by --store.",
      renderOptions, false, 0, anyNumber, runRender},
     {"burn", "IMAGE [STORE] -o OUT", "make the annotations part of the pixels",
      "Without STORE the annotations are those that the image carries in its tag. Depth, orientation and resolution stay; a "
-     "TIFF "
-     "keeps its other pages and the page's compression, and the page loses its annotation data. Grey of 12 and 16 bits is "
-     "refused. OUT may be a PDF, as with render.\n\n"
-     "This isn't redaction: what was covered may be left in other places of the file.",
+     "TIFF keeps its other pages and the page's compression, and the page loses its annotation data. Grey of 12 and 16 "
+     "bits is refused. OUT may be a PDF, as with render.\n\n"
+     "This isn't redaction: the file may hold what was covered elsewhere; see redact.",
      burnOptions, false, 0, anyNumber, runBurn},
     {"info", "FILE... [--json]", "show form, pages and tree of annotation data",
      "Tells each object's type, bounds, tag, name, text and measures, and whether redactions hold pixels that can be "
-     "restored. "
-     "With --json every stored field is told.",
+     "restored. With --json every stored field is told.",
      infoOptions, false, 0, anyNumber, runInfo},
     {"add", "STORE TYPE --rect L,T,R,B | --points X,Y... [--PROPERTY VALUE...] -o OUT", "put one more object in a tree",
      "STORE may be new:WxH for a new tree of that size. TYPE is the name of an object type, such as rect, line, stamp or "
-     "ruler. "
-     "An object is visible unless --visible no is given. A stamp shows a predefined picture (--stamp), a metafile, an image "
-     "or a "
-     "text.",
+     "ruler. An object is visible unless --visible no is given. A stamp shows a predefined picture (--stamp), a metafile, "
+     "an image or a text.",
      addOptions, true, 2, 2, runAdd},
     {"measure", "STORE [IMAGE] [--dpi X,Y] [--json]", "tell lengths, angles and areas",
      "Lengths rest on the resolution of IMAGE, or of the TIFF that carries the annotations, or on --dpi; without any of "
-     "them 150 "
-     "dots an inch are assumed, and that is told. Areas are in pixels of the object's own space.",
+     "them 150 dots an inch are assumed, and that is told. Areas are in pixels of the object's own space.",
      measureOptions, false, 1, 2, runMeasure},
     {"hit", "STORE X Y [--json]", "tell what lies at a pixel of the image",
-     "The front-most object at that pixel, without those that are hidden or locked. Unless STORE is a TIFF that carries its "
-     "annotations the image is as large as the tree. Coordinates below 0 stand behind \"--\".",
+     "The front-most object at that pixel, without those that are hidden or locked. Unless STORE is a TIFF that carries "
+     "its annotations the image is as large as the tree. Coordinates below 0 stand behind \"--\".",
      hitOptions, false, 3, 3, runHit},
     {"lock", "STORE --key KEY -o OUT [--tag N]", "lock objects with a key",
      "All items of all pages, or those of --store-page or --tag. An object that is locked already keeps its key. A lock "
-     "guards "
-     "against changes by hand and against lifting a redaction; it doesn't encrypt.",
+     "guards against changes by hand and against lifting a redaction; it doesn't encrypt.",
      lockOptions, false, 1, 1, runLock},
     {"unlock", "STORE --key KEY -o OUT [--tag N]", "unlock objects that have this key",
      "Objects with another key stay locked, and the status is 3.", lockOptions, false, 1, 1, runUnlock},
@@ -143,8 +136,7 @@ constexpr auto commands = std::to_array<CommandRow>({
     {"pages", "STORE list | insert N STORE2 | replace N STORE2 | delete N",
      "list, insert, replace and delete pages of a store",
      "Works in place, through a temporary copy, or to OUT. Insert puts the page of STORE2 before page N. N of last puts it "
-     "behind "
-     "the last; delete last takes the last page away.",
+     "behind the last; delete last takes the last page away.",
      pagesOptions, false, 2, 4, runPages},
     {"attach", "IMAGE.tif STORE -o OUT.tif [--page N] [--as FORM]", "put annotation data into the tag of a TIFF page",
      "Pixels and other tags stay as they are. One page of the store goes into the tag.", attachOptions, false, 0, anyNumber,
@@ -156,36 +148,43 @@ constexpr auto commands = std::to_array<CommandRow>({
      runDetach},
     {"mask", "IMAGE STORE -o OUT --store STORE2", "cover areas so that they can be given back",
      "Draws the redactions of STORE, and nothing else, into the pixels. What they cover goes into STORE2, which is a store "
-     "with the "
-     "same tree, in native form unless --to picks the coded one. This is no redaction: whoever has STORE2 has the covered "
-     "pixels, "
-     "and a lock only scrambles them. OUT is written whole and new, without metadata, and never as JPEG.",
+     "with the same tree, in native form unless --to picks the coded one. This is no redaction: whoever has STORE2 has the "
+     "covered pixels, and a lock only scrambles them. OUT is written whole and new, without metadata, and never as JPEG.",
      maskOptions, false, 2, 2, runMask},
     {"unmask", "IMAGE STORE2 -o OUT [--key KEY]", "give back what mask has covered",
      "Puts the pixels back that STORE2 holds, bit for bit. Locked redactions need their key; those with another one, or "
-     "none given, "
-     "stay covered, and the status is 3.",
+     "none given, stay covered, and the status is 3.",
      unmaskOptions, false, 2, 2, runUnmask},
     {"redact", "IMAGE [STORE] -o OUT", "cover areas for good",
      "Makes what redactions cover black, hidden ones too, whatever fill or mode they have; a turned one with the upright "
      "rectangle around it. Without STORE and --regions the redactions are those that the image carries in its tags; both "
      "together count both. Page n of the store belongs to page n of the image unless --page or --store-page picks one.\n\n"
      "The image is written whole and new, all its pages with their resolution, orientation and colour profile and nothing "
-     "else. "
-     "It is then judged as verify does; a result that isn't clean isn't written. Where there is nothing to cover the "
-     "command "
-     "fails.",
+     "else. It is then judged as verify does; a result that isn't clean isn't written. Where there is nothing to cover the "
+     "command fails.",
      redactOptions, false, 0, anyNumber, runRedact},
     {"verify", "IMAGE [STORE]", "look whether anything is left of what redact has covered",
      "STORE is annotation data with redactions, or a report of redact. Covered areas have to be of one colour, those of a "
-     "JPEG "
-     "black; no other page may show the same uncovered; and the file may hold nothing beside the pixels and what is needed "
-     "to "
-     "show them: no metadata, previews, unused bytes, or annotation data with pictures. What can't be judged counts as "
-     "left. Each find "
-     "is a line on standard error, and the status is 5.",
+     "JPEG black; no other page may show the same uncovered; and the file may hold nothing beside the pixels and what is "
+     "needed to show them: no metadata, previews, unused bytes, or annotation data with pictures. What can't be judged "
+     "counts as left. Each find is a line on standard error, and the status is 5.",
      verifyOptions, false, 1, 2, runVerify},
 });
+
+// Each option has one row, and each name in a command's list stands for one.
+consteval bool tablesFit() {
+    for (std::size_t i = 0; i < options.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j) {
+            if (options[i].name == options[j].name) return false;
+        }
+    }
+    return std::ranges::all_of(commands, [](const CommandRow& command) {
+        return std::ranges::all_of(command.options, [](std::string_view name) {
+            return std::ranges::find(options, name, &OptionRow::name) != options.end();
+        });
+    });
+}
+static_assert(tablesFit());
 
 } // namespace
 

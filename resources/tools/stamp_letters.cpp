@@ -94,7 +94,6 @@ constexpr auto strokes = std::to_array<LetterStroke>({
     {'Z', Ends::level, {{64, 0}, {2, 100}}},
     {'-', Ends::square, {{0, 52}, {26, 52}}},
 });
-static_assert(std::ranges::is_sorted(strokes.begin(), strokes.end() - 1, {}, &LetterStroke::letter));
 
 // Letters whose sides lean or hang over stand closer, lest they seem to fall out of the line.
 constexpr double tuckOf(char letter) {
@@ -112,14 +111,10 @@ double addText(Outline& outline, std::string_view text, double weight, double sp
             x += blankWidth;
             continue;
         }
-        const auto rows = std::ranges::equal_range(strokes.begin(), strokes.end() - 1, letter, {}, &LetterStroke::letter);
-        const bool hyphen = letter == '-';
-        if (rows.empty() && !hyphen) throw std::invalid_argument(std::string("no strokes for ") + letter);
-        const std::span<const LetterStroke> found =
-            hyphen ? std::span(&strokes.back(), 1) : std::span(rows.begin(), rows.end());
         double width = 0;
         Outline shape;
-        for (const auto& stroke : found) {
+        for (const auto& stroke : strokes) {
+            if (stroke.letter != letter) continue;
             std::vector<Corner> corners(stroke.path.corners().begin(), stroke.path.corners().end());
             for (Corner& corner : corners) {
                 width = std::max(width, corner.x);
@@ -127,6 +122,7 @@ double addText(Outline& outline, std::string_view text, double weight, double sp
             }
             addStroke(shape, corners, weight, stroke.ends);
         }
+        if (shape.empty()) throw std::invalid_argument(std::string("no strokes for ") + letter);
         const double tuck = tuckOf(letter);
         append(outline, std::move(shape), [&](Point p) {
             return Point{x - tuck + (p.x + weight) * scale, (p.y + weight) * scale};

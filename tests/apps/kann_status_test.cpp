@@ -130,6 +130,10 @@ TEST_F(KannStatusTest, FailuresAreOneLineAndLeaveTheOldOutput) {
          1,
          "kann: scan.tif: Page not found: page 3 (code -310)\n"},
         {"burned store", {"burn", "image.png", "short.kba", "-o", "out.png"}, 1, "kann: short.kba: "},
+        {"document where a picture is due",
+         {"redact", "image.png", "tree.kba", "--format", "pdf", "-o", "out.png"},
+         2,
+         "no picture format \"pdf\""},
         {"extension of no format", {"render", "image.png", "-o", "out.xyz"}, 2, "out.xyz"},
         {"text without a byte",
          {"add", "tree.kba", "text", "--rect", "1,1,9,9", "--text", "\xE6\x97\xA5", "-o", "out.png"},
@@ -266,7 +270,7 @@ TEST_F(KannStatusTest, EveryCommandHasHelp) {
     EXPECT_EQ(none.status, 2);
     EXPECT_EQ(none.out, "");
     for (const char* command : {"render", "burn", "info", "add", "measure", "hit", "lock", "unlock", "convert", "pages",
-                                "attach", "extract", "detach"}) {
+                                "attach", "extract", "detach", "mask", "unmask", "redact", "verify"}) {
         SCOPED_TRACE(command);
         EXPECT_NE(none.err.find(std::string("\n  ") + command + " "), std::string::npos);
         const std::string help = done({"help", command});
