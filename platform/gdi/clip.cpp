@@ -75,13 +75,16 @@ void combineClip(DeviceContext& dc, Region& with, int mode) {
 
 } // namespace
 
-void deviceRegion(const DeviceContext& dc, const Region& region, Region& out) {
+namespace {
+
+// toBox(box): where a box of the region lies in the result.
+template <class ToBox> void mapRegion(const Region& region, Region& out, ToBox&& toBox) {
     int count;
     const pixman_box32_t* boxes = region.boxes(&count);
     std::vector<pixman_box32_t> mapped;
     mapped.reserve(static_cast<size_t>(count));
     for (int i = 0; i < count; ++i) {
-        const Box b = deviceBox(dc, boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2);
+        const Box b = toBox(boxes[i]);
         if (!b.empty()) mapped.push_back({b.left, b.top, b.right, b.bottom});
     }
     Region made;
@@ -91,6 +94,21 @@ void deviceRegion(const DeviceContext& dc, const Region& region, Region& out) {
         throw std::bad_alloc();
     }
     std::swap(made.set, out.set);
+}
+
+} // namespace
+
+void deviceRegion(const DeviceContext& dc, const Region& region, Region& out) {
+    mapRegion(region, out, [&](const pixman_box32_t& b) { return deviceBox(dc, b.x1, b.y1, b.x2, b.y2); });
+}
+
+void logicalRegion(const DeviceContext& dc, const Region& region, Region& out) {
+    const Mapping& map = dc.state.map;
+    mapRegion(region, out, [&](const pixman_box32_t& b) {
+        const auto [left, right] = std::minmax({map.logicalX(b.x1), map.logicalX(b.x2)});
+        const auto [top, bottom] = std::minmax({map.logicalY(b.y1), map.logicalY(b.y2)});
+        return Box{left, top, right, bottom};
+    });
 }
 
 // What is left when the region is cut with itself, moved by the border's size to all four sides.

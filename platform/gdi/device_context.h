@@ -67,6 +67,8 @@ int clipKind(const DeviceContext& dc);
 void clipAsRegion(const Clip& clip, Region& out);
 // A region in logical units spread out to the device, box by box.
 void deviceRegion(const DeviceContext& dc, const Region& region, Region& out);
+// The other way.
+void logicalRegion(const DeviceContext& dc, const Region& region, Region& out);
 // What of a region lies within `width` and `height` of its border.
 void frameRegion(const Region& region, int width, int height, Region& border);
 

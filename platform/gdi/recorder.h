@@ -4,8 +4,9 @@
 //   its own and no state of the context holds it any more; that is looked at when the next slot is needed, so that slots
 //   are reused lowest first.
 // - The file's mapping, modes and saved states are those of the context, because both see the same calls.
-// - Clip regions are in device units, which a player doesn't scale. A region that narrows the clip is therefore held back: an
-//   image painted through it becomes two blits, an AND mask and an OR. Only when anything else is drawn is it recorded.
+// - A context's clip region is in device units. The file's is in logical ones, but many players don't scale it. A region that
+//   narrows the clip is therefore held back: an image painted through it becomes two blits, an AND mask and an OR. Only when
+//   anything else is drawn is it recorded.
 #pragma once
 
 #include "platform/gdi/output.h"

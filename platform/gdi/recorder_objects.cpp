@@ -212,6 +212,7 @@ void Recorder::writeClip(DeviceContext& dc) {
     }
     Region whole;
     clipAsRegion(dc.state.clip, whole);
+    if (!dc.state.map.identity) logicalRegion(dc, whole, whole);
     const bool fills = slots_.empty() || free_.count(0);
     if (fills) {
         takeSlot(dc);

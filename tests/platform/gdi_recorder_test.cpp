@@ -222,6 +222,12 @@ TEST(Recorder, RegionsLiveForOneCall) {
     Recording clipped;
     SelectClipRgn(clipped.dc, more);
     EXPECT_EQ(clipped.close(), "2fa 5 0 0 0 0; " + part + "; 12c 1; 1f0 1; 1f0 0");
+    // It comes in device units and is kept in logical ones.
+    Recording mapped;
+    SetWindowOrgEx(mapped.dc, 100, -200, nullptr);
+    SelectClipRgn(mapped.dc, more);
+    EXPECT_EQ(mapped.close(), "20b -200 100; 2fa 5 0 0 0 0; 6ff 0 6 0 0 34 1 2 115 -170 150 -140 2 -170 -140 115 150 2; "
+                              "12c 1; 1f0 1; 1f0 0");
     DeleteObject(region), DeleteObject(more), DeleteObject(brush);
 }
 
