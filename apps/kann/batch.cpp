@@ -89,7 +89,9 @@ void printOut(const std::string& text) {
 std::vector<Job> makeJobs(const Arguments& arguments, const BatchRules& rules) {
     std::vector<std::string> inputs = arguments.operands;
     std::string store = arguments.text("store");
-    const bool several = arguments.has("out-dir") || arguments.has("files-from") || (!rules.hasOutput && inputs.size() > 1);
+    const std::size_t alone = rules.hasStore ? 2 : 1; // operands of one job
+    const bool several =
+        arguments.has("out-dir") || arguments.has("files-from") || (!rules.hasOutput && inputs.size() > alone);
     if (arguments.has("files-from")) {
         for (std::string& line : linesOf(arguments.text("files-from"))) inputs.push_back(std::move(line));
     } else if (!several && rules.hasStore && inputs.size() == 2 && store.empty()) {

@@ -46,7 +46,8 @@ Arguments parseArguments(const CommandRow& command, std::span<const char* const>
         } else {
             parsed[i].option = app.add_option(names, parsed[i].values);
             if (row.arity == Arity::one) {
-                parsed[i].option->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+                parsed[i].option->expected(1)->allow_extra_args(false)->multi_option_policy(
+                    CLI::MultiOptionPolicy::TakeLast);
             } else {
                 parsed[i].option->expected(1, 1 << 24);
             }

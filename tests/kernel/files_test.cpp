@@ -132,8 +132,10 @@ TEST(Metafiles, HoldersOwnTheirBits) {
     KernelMetafile first{}, second{};
     ASSERT_EQ(K_WrapMetafile(handle, &first), SUCCESS);
     EXPECT_EQ(first.bEnhanced, 0u);
-    EXPECT_EQ(first.nWidth, 200);
-    EXPECT_EQ(first.nHeight, 100);
+    EXPECT_EQ(first.nRight, 200);
+    EXPECT_EQ(first.nBottom, 100);
+    EXPECT_EQ(first.nWidth, 5292); // at 96 pixels an inch, in 1/100 millimetre
+    EXPECT_EQ(first.nHeight, 2646);
     ASSERT_EQ(K_CopyMetafile(&second, &first), SUCCESS);
     EXPECT_NE(second.nHandle, first.nHandle);
     K_FreeMetafile(&first);
