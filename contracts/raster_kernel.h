@@ -199,8 +199,9 @@ KB_API void K_SetConversionSetting(uint32_t first, uint32_t second);
 
 /* --- Metafile holders --------------------------------------------------------------------------------------------------- */
 
-KB_API int K_CopyMetafile(KernelMetafile* dst, const KernelMetafile* src); /* a handle of its own, bits shared; empty copies empty */
-KB_API void K_FreeMetafile(KernelMetafile* m);                             /* empty afterwards */
+KB_API int K_CopyMetafile(KernelMetafile* dst,
+                          const KernelMetafile* src); /* a handle of its own, bits shared; empty copies empty */
+KB_API void K_FreeMetafile(KernelMetafile* m);        /* empty afterwards */
 /* Takes over a platform metafile handle of either kind: the holder owns it. ERROR_INV_PARAMETER for a dead one. */
 KB_API int K_WrapMetafile(HANDLE handle, KernelMetafile* m);
 /* Plays the picture into a rectangle of the context (logical units; sides swapped mirror), which keeps its state. The

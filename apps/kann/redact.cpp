@@ -149,8 +149,10 @@ int runRedact(const Arguments& arguments) {
     options.cutsDepth = arguments.has("depth");
     const std::vector<Job> jobs = makeJobs(arguments, {true, false, !options.dryRun, {}});
     if (jobs.size() > 1 && !options.report.empty()) throw UsageError{"--report goes with one image"};
-    if (options.format.empty() && jobs.size() == 1 && !jobs[0].several && !options.dryRun)
-        wholeFormat({}, {}, jobs[0].output, false); // a name without a format is told before the work
+    // A format that there isn't is told before the work.
+    const bool named = jobs.size() == 1 && !jobs[0].several;
+    if (!options.dryRun && (named || !options.format.empty()))
+        wholeFormat({}, options.format, named ? jobs[0].output : std::string(), false);
     return runJobs(arguments, jobs, [&options](const Job& job, JobLog& log) { redact(job, options, log); });
 }
 
