@@ -63,6 +63,8 @@ struct DeviceContext {
 void clipToBox(Clip& clip, const Box& box);
 void setClipRegion(Clip& clip, const Region& region);
 int clipKind(const DeviceContext& dc);
+// As CreatePolyPolygonRgn, with rows and right sides cut to a box: what nobody will see costs nothing.
+HRGN polygonRegion(const POINT* points, const INT* counts, int polygons, int fillMode, const Box& reach);
 // The clip as a region; without one, everything.
 void clipAsRegion(const Clip& clip, Region& out);
 // A region in logical units spread out to the device, box by box.

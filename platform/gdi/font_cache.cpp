@@ -420,7 +420,7 @@ bool RealisedFont::loadOutline(const Source& source, bool grey) {
     const FT_Face f = source.face->face;
     setSize(*source.face);
     FT_Int32 flags = FT_LOAD_NO_BITMAP;
-    if (turned_ || em_ > largestKeptEm)
+    if (turned_ || reach() > largestKeptEm)
         flags |= FT_LOAD_NO_HINTING;
     else
         flags |= grey ? FT_LOAD_TARGET_LIGHT : FT_LOAD_TARGET_MONO;
@@ -521,7 +521,7 @@ std::unique_ptr<GlyphBitmap> RealisedFont::render(const Source& source, bool gre
 void RealisedFont::drawLarge(const Source& source, GlyphPainter& painter, int64_t x, int64_t y) {
     const Box clip = painter.clip();
     // Nothing of a character lies farther from its place than this.
-    const int64_t far = int64_t{4} * em_ + 64;
+    const int64_t far = int64_t{4} * reach() + 64;
     if (source.stroke < 0x20 || x + far < clip.left || x - far > clip.right || y + far < clip.top || y - far > clip.bottom)
         return;
     if (!source.face) {
@@ -558,7 +558,7 @@ void RealisedFont::drawLarge(const Source& source, GlyphPainter& painter, int64_
 }
 
 void RealisedFont::draw(uint8_t c, GlyphPainter& painter, int64_t x, int64_t y, bool grey) {
-    if (em_ > largestKeptEm) {
+    if (reach() > largestKeptEm) {
         drawLarge(sourceOf(c), painter, x, y);
         return;
     }
@@ -573,7 +573,7 @@ void RealisedFont::draw(char32_t c, GlyphPainter& painter, int64_t x, int64_t y,
         return;
     }
     Letter& found = letter(c);
-    if (em_ > largestKeptEm) {
+    if (reach() > largestKeptEm) {
         drawLarge(found.source, painter, x, y);
         return;
     }

@@ -82,6 +82,8 @@ private:
     std::unique_ptr<GlyphBitmap> render(const Source& source, bool grey);
     void drawLarge(const Source& source, GlyphPainter& painter, int64_t x, int64_t y);
     bool loadOutline(const Source& source, bool grey);
+    // Pixels that a character may take, either way.
+    int reach() const { return std::max(em_, emX_ / 64); }
 
     LOGFONTA font_;
     FaceFile* face_ = nullptr;                       // null: the built-in strokes
@@ -104,7 +106,7 @@ private:
 RealisedFont& realisedFont(const DeviceContext& dc);
 
 inline constexpr int largestEm = 8191;    // pixels; greater heights are drawn at this one
-inline constexpr int largestKeptEm = 256; // above it characters are drawn from their outlines each time
+inline constexpr int largestKeptEm = 256; // above it, high or wide, characters are drawn from their outlines each time
 
 // Widths of the partial texts in logical units, as GetTextExtentExPointA gives them, for UTF-16. Of a surrogate pair both
 // units get the same.

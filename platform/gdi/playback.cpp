@@ -1,6 +1,7 @@
 // State, objects and mapping of a file that is played, and the destination's objects and modes kept in step with them.
 #include "platform/gdi/playback.h"
 
+#include "platform/gdi/device_context.h"
 #include "platform/gdi/playback_applied.h"
 
 #include <algorithm>
@@ -70,11 +71,23 @@ Affine deviceMap(HDC hDC) {
 
 Playback::Playback(HDC hDC, const Affine& placement, bool mirrored, size_t bytes)
     : hDC_(hDC), placement_(placement), device_(deviceMap(hDC)), mirrored_(mirrored),
-      workLeft_((size_t{1} << 27) + bytes * 256), applied_(std::make_unique<Applied>()) {
+      workLeft_((size_t{1} << 24) + bytes * 16), applied_(std::make_unique<Applied>()) {
     applied_->ownPen = GetCurrentObject(hDC, OBJ_PEN);
     applied_->ownBrush = GetCurrentObject(hDC, OBJ_BRUSH);
     applied_->ownFont = GetCurrentObject(hDC, OBJ_FONT);
-    state.brushOriginSet = false;
+    // The file's clips only cut away from what can be drawn on now; they may be moved about before they do.
+    RECT seen{};
+    if (GetClipBox(hDC, &seen) <= NULLREGION || GetDeviceCaps(hDC, TECHNOLOGY) == DT_METAFILE)
+        seen = {-(1 << 20), -(1 << 20), 1 << 20, 1 << 20}; // a recording has no edges
+    const auto around = [](POINT p, POINT q) {
+        const int64_t width = std::abs(static_cast<int64_t>(q.x) - p.x), height = std::abs(static_cast<int64_t>(q.y) - p.y);
+        return RECT{saturate(std::min(p.x, q.x) - width), saturate(std::min(p.y, q.y) - height),
+                    saturate(std::max(p.x, q.x) + width), saturate(std::max(p.y, q.y) + height)};
+    };
+    POINT corners[2] = {{seen.left, seen.top}, {seen.right, seen.bottom}};
+    reachUnits_ = around(corners[0], corners[1]);
+    LPtoDP(hDC, corners, 2);
+    reach_ = around(corners[0], corners[1]);
     enterDestination();
     mapChanged();
 }
@@ -319,7 +332,7 @@ void Playback::syncBrush() {
     if (b.style == BS_HATCHED) {
         made = CreateHatchBrush(b.hatch, color(b.color));
     } else if (b.pattern && b.pattern.width <= 4096 && b.pattern.height <= 4096) {
-        spend(static_cast<size_t>(b.pattern.width) * static_cast<size_t>(b.pattern.height));
+        spend(static_cast<size_t>(b.pattern.width) * static_cast<size_t>(b.pattern.height) / 4);
         std::vector<uint32_t> packed(b.pattern.head);
         const size_t head = packed.size() * 4;
         packed.resize((head + b.pattern.bytes + 3) / 4);
@@ -358,7 +371,7 @@ void Playback::syncFont(const LOGFONTA& wanted) {
 
 // ---- clip ----
 
-RegionRef Playback::regionOf(const std::vector<RECT>& boxes, const Affine& toDevice) {
+RegionRef Playback::regionOf(const std::vector<RECT>& boxes, const Affine& toDevice, const RECT& reach) {
     spend(boxes.size() * 8);
     if (exhausted() || !toDevice.usable()) return std::make_shared<RegionHolder>(CreateRectRgn(0, 0, 0, 0));
     const auto at = [&](LONG x, LONG y) {
@@ -388,7 +401,8 @@ RegionRef Playback::regionOf(const std::vector<RECT>& boxes, const Affine& toDev
             for (int i = 0; i < 4; ++i) points.push_back(corners[turned ? 3 - i : i]);
         }
         const std::vector<INT> counts(boxes.size(), 4);
-        region = CreatePolyPolygonRgn(points.data(), counts.data(), static_cast<int>(counts.size()), WINDING);
+        region = polygonRegion(points.data(), counts.data(), static_cast<int>(counts.size()), WINDING,
+                               {reach.left, reach.top, reach.right, reach.bottom});
     }
     return std::make_shared<RegionHolder>(region ? region : CreateRectRgn(0, 0, 0, 0));
 }
@@ -411,7 +425,8 @@ void Playback::clipRegion(const std::vector<RECT>* boxes, Frame frame, int mode)
         if (mode == RGN_COPY) state.clip = nullptr;
         return;
     }
-    state.clip = combine(state.clip, regionOf(*boxes, (frame == Frame::logical ? map_ : placement_).then(device_)), mode);
+    state.clip =
+        combine(state.clip, regionOf(*boxes, (frame == Frame::logical ? map_ : placement_).then(device_), reach_), mode);
 }
 
 void Playback::clipBox(const RECT& box, int mode) {
@@ -448,9 +463,10 @@ void Playback::clipToPath(int mode) {
             }
             counts.push_back(static_cast<INT>(figure.count));
         }
-        const HRGN region = counts.empty() ? CreateRectRgn(0, 0, 0, 0)
-                                           : CreatePolyPolygonRgn(points.data(), counts.data(),
-                                                                  static_cast<int>(counts.size()), state.polyFillMode);
+        const HRGN region = counts.empty()
+                                ? CreateRectRgn(0, 0, 0, 0)
+                                : polygonRegion(points.data(), counts.data(), static_cast<int>(counts.size()),
+                                                state.polyFillMode, {reach_.left, reach_.top, reach_.right, reach_.bottom});
         if (region) state.clip = combine(state.clip, std::make_shared<RegionHolder>(region), mode);
     }
     path_.clear();
@@ -472,7 +488,7 @@ void Playback::paintRegion(const std::vector<RECT>& boxes, RegionPaint paint, co
     syncModes();
     syncBrush();
     // Regions to be drawn are in units of the destination; where those are finer than its pixels, nothing is lost.
-    const RegionRef region = regionOf(boxes, map_);
+    const RegionRef region = regionOf(boxes, map_, reachUnits_);
     const auto hBrush = static_cast<HBRUSH>(GetCurrentObject(hDC_, OBJ_BRUSH));
     if (paint == RegionPaint::invert)
         InvertRgn(hDC_, region->handle);

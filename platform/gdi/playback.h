@@ -254,7 +254,7 @@ private:
     void addBezier(FlatPath& path, const FPoint* points, size_t count);
     void drawPath(const FlatPath& path, bool fill, bool stroke);
     void fillFigures(const FlatPath& path, int fillMode);
-    RegionRef regionOf(const std::vector<RECT>& boxes, const Affine& toDevice);
+    RegionRef regionOf(const std::vector<RECT>& boxes, const Affine& toDevice, const RECT& reach);
     RegionRef combine(const RegionRef& now, const RegionRef& with, int mode);
     void spend(size_t work);
 
@@ -275,6 +275,7 @@ private:
     std::vector<POINT> points_;
     std::vector<INT> counts_;
     size_t workLeft_;
+    RECT reach_{}, reachUnits_{}; // what of a region can matter, in pixels and in units of the destination
     std::unique_ptr<Applied> applied_;
 };
 

@@ -97,15 +97,15 @@ KB_API HRGN CreatePolygonRgn(const POINT* pPoints, int count, int fillMode) {
     return CreatePolyPolygonRgn(pPoints, &count, 1, fillMode);
 }
 
-KB_API HRGN CreatePolyPolygonRgn(const POINT* pPoints, const INT* pCounts, int polygons, int fillMode) {
-    if (!pPoints || !pCounts || polygons < 1 || (fillMode != ALTERNATE && fillMode != WINDING)) return nullptr;
+HRGN kb::gdi::polygonRegion(const POINT* points, const INT* counts, int polygons, int fillMode, const Box& reach) {
+    if (!points || !counts || polygons < 1 || (fillMode != ALTERNATE && fillMode != WINDING)) return nullptr;
     return guarded<HRGN>(nullptr, [&]() -> HRGN {
         PolygonFiller& filler = scratch().filler;
-        filler.begin(reachBox);
+        filler.begin(intersect(reach, reachBox));
         for (int i = 0; i < polygons; ++i) {
-            if (pCounts[i] < 2) return nullptr;
-            filler.add(pPoints, static_cast<size_t>(pCounts[i]));
-            pPoints += pCounts[i];
+            if (counts[i] < 2) return nullptr;
+            filler.add(points, static_cast<size_t>(counts[i]));
+            points += counts[i];
         }
         BandBuilder bands;
         filler.fill(fillMode, [&](int64_t y, int64_t x0, int64_t x1) { bands.add(y, x0, x1); });
@@ -113,6 +113,10 @@ KB_API HRGN CreatePolyPolygonRgn(const POINT* pPoints, const INT* pCounts, int p
         bands.finish(*region);
         return publishRegion(std::move(region));
     });
+}
+
+KB_API HRGN CreatePolyPolygonRgn(const POINT* pPoints, const INT* pCounts, int polygons, int fillMode) {
+    return polygonRegion(pPoints, pCounts, polygons, fillMode, reachBox);
 }
 
 KB_API HRGN CreateEllipticRgn(int left, int top, int right, int bottom) {

@@ -402,7 +402,7 @@ TEST(PlayEnhanced, BrokenRecordsEndThePlay) {
 // Regions that grow with every record would cost the square of their number; the play ends instead.
 TEST(PlayEnhanced, WorkIsBoundedByTheSizeOfTheFile) {
     Enhanced file = Enhanced().stock(BLACK_BRUSH).rectangle(0, 0, 9, 9);
-    for (int i = 0; i < 60000; ++i) {
+    for (int i = 0; i < 12000; ++i) {
         const int x = i % 300 * 3, y = i / 300 * 3;
         const Bytes one = region({{x, y, x + 1, y + 1}});
         file.record(75, Bytes().u32(static_cast<int64_t>(one.size())).u32(i ? RGN_OR : RGN_COPY).add(one));
