@@ -30,7 +30,8 @@ int judgePngRows(const PngShape& shape, const std::vector<ByteView>& parts, uint
     Bytes packed;
     for (const ByteView part : parts) packed.insert(packed.end(), part.begin(), part.end());
     if (size / 1032 > packed.size()) return ERROR_FILE_READ;
-    Scratch rows(size);
+    constexpr size_t readBehind = 4; // the fast ways to undo a filter read a word at a time
+    Scratch rows(size + readBehind);
     if (!rows.data()) return ERROR_NO_MEMORY;
     const int result = png::inflateExactly(packed, rows.data(), size);
     if (result == ERROR_NO_MEMORY) return result;

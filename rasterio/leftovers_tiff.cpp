@@ -187,11 +187,7 @@ public:
         KernelFileInfo info{};
         LoadedBitmap image;
         if (const int result = loadTiff(stream, limits, &image.record, &info); result != SUCCESS) return result;
-        for (int32_t y = 0; y < image.record.Height; ++y) {
-            if (isPaddedWithZeros(K_BitmapRowPointer(&image.record, y), shape_.rowBits())) continue;
-            tell(KB_LEFT_SLACK, page_.at, TIFFTAG_STRIPOFFSETS);
-            break;
-        }
+        if (const int result = judgeRowEnds(); result != SUCCESS) return result;
         return useStrips(&image.record);
     }
 
@@ -232,6 +228,34 @@ private:
                 !profileFits(profile, shape_.samples == 1 && shape_.photometric != PHOTOMETRIC_PALETTE))
                 tell(KB_LEFT_PROFILE, entry.valueAt, entry.tag);
         }
+    }
+
+    // Bits behind the end of a row. A load clears them, so the strips are unpacked here once more; fax data has no room for any.
+    int judgeRowEnds() {
+        if (shape_.rowBits() % 8 == 0 || shape_.compression == COMPRESSION_CCITTFAX3 ||
+            shape_.compression == COMPRESSION_CCITTFAX4)
+            return SUCCESS;
+        MemoryStream stream(data_);
+        const TiffPointer tiff = openTiff(stream, "rhm", 0);
+        if (!tiff || !TIFFSetSubDirectory(tiff.get(), page_.at)) return ERROR_FILE_READ;
+        const auto rowBytes = static_cast<size_t>(shape_.rowBytes());
+        const uint64_t stripRows = std::min(shape_.rowsPerStrip, shape_.height);
+        if (TIFFScanlineSize64(tiff.get()) != rowBytes || TIFFStripSize64(tiff.get()) < stripRows * rowBytes)
+            return ERROR_FILE_READ;
+        Scratch strip(static_cast<size_t>(stripRows) * rowBytes);
+        if (!strip.data()) return ERROR_NO_MEMORY;
+        for (uint64_t first = 0; first < shape_.height; first += stripRows) {
+            const auto rows = static_cast<size_t>(std::min(stripRows, shape_.height - first));
+            const auto bytes = static_cast<tmsize_t>(rows * rowBytes);
+            if (TIFFReadEncodedStrip(tiff.get(), static_cast<uint32_t>(first / stripRows), strip.data(), bytes) != bytes)
+                return ERROR_FILE_READ;
+            for (size_t y = 0; y < rows; ++y) {
+                if (isPaddedWithZeros(strip.data() + y * rowBytes, shape_.rowBits())) continue;
+                tell(KB_LEFT_SLACK, page_.at, TIFFTAG_STRIPOFFSETS);
+                return SUCCESS;
+            }
+        }
+        return SUCCESS;
     }
 
     // `image` null: what the strips hold isn't judged.

@@ -1,4 +1,5 @@
-// Each page is boiled down to a square of mean brightnesses, which doesn't depend on its size and depth. Two pages are alike
+// Each page is boiled down to a square of mean brightnesses, each over the exact part of the page that it stands for, so that
+// the page's size and depth hardly matter. Two pages are alike
 // when the squares go together outside the covered areas; the other one is a copy when it has something to see inside them.
 #include "apps/kann/page_likeness.h"
 
@@ -12,13 +13,28 @@ namespace kann {
 
 namespace {
 
-constexpr int side = 64;
+constexpr int side = 32;
 using Square = std::array<double, side * side>;
 using Mask = std::array<bool, side * side>;
 
-constexpr double flat = 1.5;        // deviation of brightness, of 255, of what shows nothing
-constexpr double together = 0.85;   // correlation of pages that show the same
-constexpr std::size_t fewest = 128; // cells that a comparison needs
+constexpr double flat = 1.5;       // deviation of brightness, of 255, of what shows nothing
+constexpr double together = 0.75;  // correlation of pages that show the same; other pages of a text have up to about 0.55
+constexpr std::size_t fewest = 32; // cells that a comparison needs
+
+// The cells that a row or column of a page falls into, with its shares in them.
+struct Share {
+    std::size_t cell;
+    double weight;
+};
+
+// Calls `add` for each cell that the pixels from `at` to `at` + 1 of `length` touch.
+template <class Add> void forShares(int at, int length, Add&& add) {
+    const double begin = static_cast<double>(at) * side / length, end = static_cast<double>(at + 1) * side / length;
+    for (auto cell = static_cast<std::size_t>(begin); cell < side && static_cast<double>(cell) < end; ++cell) {
+        const double from = std::max(begin, static_cast<double>(cell)), to = std::min(end, static_cast<double>(cell) + 1);
+        if (to > from) add(cell, to - from);
+    }
+}
 
 Square squareOf(const WholeImage& image, int page) {
     WholePage loaded = loadWholePage(image, page);
@@ -26,23 +42,25 @@ Square squareOf(const WholeImage& image, int page) {
     check(K_NormalizeBitmap(&loaded.bitmap.record), image.file.name);
     check(K_ChangeBitmapDepth(&loaded.bitmap.record, &upright.record, 24, 0, 0, 0, 0, 0, 0), image.file.name);
     const KernelBitmap& b = upright.record;
-    Square sums{}, counts{};
-    const auto cell = [](int at, int length) { return static_cast<std::size_t>(std::int64_t{at} * side / length); };
-    // Pages smaller than the square leave cells out: those take the pixel that they lie in.
-    for (int y = 0; y < std::max(b.Height, side); ++y) {
-        const int fromY = b.Height >= side ? y : y * b.Height / side;
-        const std::uint8_t* row = K_BitmapRowPointer(&b, fromY);
-        const std::size_t down = cell(y, std::max(b.Height, side));
-        for (int x = 0; x < std::max(b.Width, side); ++x) {
-            const int fromX = b.Width >= side ? x : x * b.Width / side;
-            const std::uint8_t* pixel = row + std::ptrdiff_t{fromX} * 3;
-            const std::size_t at = down * side + cell(x, std::max(b.Width, side));
-            sums[at] += (pixel[0] + 2.0 * pixel[1] + pixel[2]) / 4;
-            counts[at] += 1;
-        }
+    std::vector<std::vector<Share>> shares(static_cast<std::size_t>(b.Width)); // of the columns
+    for (int x = 0; x < b.Width; ++x) {
+        forShares(x, b.Width, [&](std::size_t cell, double weight) {
+            shares[static_cast<std::size_t>(x)].push_back({cell, weight});
+        });
     }
-    for (std::size_t i = 0; i < sums.size(); ++i) sums[i] /= counts[i];
-    return sums;
+    Square square{}; // a cell's shares have the sum 1
+    for (int y = 0; y < b.Height; ++y) {
+        std::array<double, side> line{};
+        const std::uint8_t* pixel = K_BitmapRowPointer(&b, y);
+        for (int x = 0; x < b.Width; ++x, pixel += 3) {
+            const double brightness = (pixel[0] + 2.0 * pixel[1] + pixel[2]) / 4;
+            for (const Share& share : shares[static_cast<std::size_t>(x)]) line[share.cell] += brightness * share.weight;
+        }
+        forShares(y, b.Height, [&](std::size_t down, double weight) {
+            for (std::size_t x = 0; x < side; ++x) square[down * side + x] += line[x] * weight;
+        });
+    }
+    return square;
 }
 
 // Cells that an area touches.

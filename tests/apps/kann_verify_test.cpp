@@ -169,6 +169,8 @@ TEST_F(KannVerifyTest, LeaksInTiff) {
               "belong to nothing"},
              {"room beside a value", "lzw.tif", [](std::string& bytes) { bytes[entryOf(bytes, 259) + 10] = 'x'; },
               "tag 259"},
+             {"bits behind the rows", "bits.tif",
+              [](std::string& bytes) { bytes[numberAt(bytes, entryOf(bytes, 273) + 8) + 9] |= 1; }, "data that isn't shown"},
              {"a chain that loops", "lzw.tif",
               [](std::string& bytes) {
                   const std::size_t directory = numberAt(bytes, 4);
@@ -282,15 +284,21 @@ TEST_F(KannVerifyTest, OtherPagesThatShowTheSame) {
     done({"verify", "clean.tif", "areas.json"});
     const struct {
         const char* name;
-        int angle;
-    } rows_[] = {{"the page itself", 0}, {"turned", 9000}};
+        int scale, angle;
+        bool mirrored;
+    } rows_[] = {{"the page itself", 1, 0, false},
+                 {"a small one", 4, 0, false},
+                 {"turned", 1, 9000, false},
+                 {"small and turned", 4, 27000, false},
+                 {"mirrored", 2, 0, true}};
     for (const auto& row : rows_) {
         SCOPED_TRACE(row.name);
         write("leak.tif", read("clean.tif"));
-        makeText("copy.tif", 1, false, 1);
+        makeText("copy.tif", 1, false, row.scale);
         KernelBitmap bitmap{};
         ASSERT_EQ(K_LoadFile(path("copy.tif").c_str(), &bitmap, 0, 0, nullptr, nullptr), SUCCESS);
         EXPECT_EQ(row.angle ? K_RotateBitmap(&bitmap, row.angle, 1, 0) : SUCCESS, SUCCESS);
+        EXPECT_EQ(row.mirrored ? K_ReverseBitmap(&bitmap) : SUCCESS, SUCCESS);
         KernelSaveOptions options{};
         K_DefaultSaveOptions(&options, sizeof options);
         options.uFlags = SAVE_INSERTPAGE;
