@@ -75,6 +75,7 @@ BENCHMARK(Stamps)
     ->Args({24, 8, 30, 0})
     ->Args({24, 24, 30, 1})
     ->Args({24, 24, 0, 0})
+    ->Args({24, 32, 0, 0})
     ->Args({24, 24, 90, 0})
     ->Args({8, 24, 30, 0})
     ->Unit(benchmark::kMillisecond);

@@ -109,6 +109,30 @@ void storePixel(uint8_t* p, int bytes, uint32_t v) {
     if (bytes == 4) p[3] = static_cast<uint8_t>(v >> 24);
 }
 
+// A row between 24 and 32 bits, which most pictures and pages have: their colours lie in the same three bytes.
+template <int From, int To> void recodeRow(const uint8_t* row, const std::vector<int32_t>& columns, uint8_t* out) {
+    for (const int32_t column : columns) {
+        const uint8_t* p = row + ptrdiff_t{column} * From;
+        for (int i = 0; i < 3; ++i) out[i] = p[i];
+        if constexpr (To == 4) out[3] = 0;
+        out += To;
+    }
+}
+
+void convertRow(PixelConverter& convert, const PixelReader& source, int y, const std::vector<int32_t>& columns, int bytes,
+                uint8_t* out) {
+    if (convert.keepsColors() && source.bits >= 24 && !source.masked) {
+        const uint8_t* row = source.top + source.stride * y;
+        const bool wide = bytes == 4;
+        if (source.bits == 32) return wide ? recodeRow<4, 4>(row, columns, out) : recodeRow<4, 3>(row, columns, out);
+        return wide ? recodeRow<3, 4>(row, columns, out) : recodeRow<3, 3>(row, columns, out);
+    }
+    for (const int32_t column : columns) {
+        storePixel(out, bytes, convert(source.raw(column, y)));
+        out += bytes;
+    }
+}
+
 // What becomes of the source pixels that shrink into one.
 uint32_t mergePixels(const PixelReader& source, int64_t x0, int64_t x1, int64_t y0, int64_t y1, int mode) {
     uint64_t sum[4] = {};
@@ -234,8 +258,7 @@ void blit(const BlitTarget& target, const BlitArea& to, const PixelReader& sourc
             }
         } else if (sy != readyRow || overlaps) {
             readyRow = sy;
-            uint8_t* out = sourceRow.data();
-            for (size_t k = 0; k < count; ++k, out += bytes) storePixel(out, bytes, convert(source.raw(columns[k], sy)));
+            convertRow(convert, source, sy, columns, bytes, sourceRow.data());
         }
         bool anyGap = false;
         if (pattern) patternRow(*pattern, y, x0, x1, bytes, patternBuffer.data(), gaps.data(), anyGap);

@@ -21,6 +21,7 @@ public:
                    COLORREF sourceBackground);
 
     bool copiesRaw() const { return way_ == Way::raw; }
+    bool keepsColors() const { return way_ == Way::direct; } // from more than 8 bits to more than 8
     uint32_t operator()(uint32_t pixel) {
         switch (way_) {
         case Way::raw: return pixel;
