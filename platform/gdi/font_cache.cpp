@@ -458,8 +458,16 @@ template <class Line> void placeStrokes(uint8_t c, double unit, bool slanted, do
 } // namespace
 
 RealisedFont::Outlines RealisedFont::outlines() const {
-    if (!face_) return {};
-    return {face_->path.c_str(), face_->index, emX_ / 64.0, static_cast<double>(em_), slanted_, embolden_};
+    return {face_ != nullptr, emX_ / 64.0, static_cast<double>(em_), slanted_, embolden_};
+}
+
+RealisedFont::FaceGlyph RealisedFont::faceGlyph(char32_t c) {
+    const int place = placeOf(c);
+    const Source source = place >= 0 ? sourceOf(static_cast<uint8_t>(place)) : letter(c).source;
+    if (place >= 0 && symbols_ != SymbolSet::none) {
+        if (const char32_t sign = symbolUnicode(symbols_, static_cast<uint8_t>(place))) c = sign;
+    }
+    return {source.face->path.c_str(), source.face->index, source.glyph, c};
 }
 
 double RealisedFont::strokes(uint8_t c, std::vector<StrokeLine>& out) const {

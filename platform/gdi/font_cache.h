@@ -42,14 +42,22 @@ public:
     int strikeOutTop() const { return strikeOutTop_; }
     int lineWidth() const { return lineWidth_; }
 
-    // The face's file and how characters are made of it; no file: the built-in strokes.
+    // How characters are made of a face's outlines. Without one (hasFace false) they are the built-in strokes.
     struct Outlines {
-        const char* file;
-        int index;
+        bool hasFace;
         double emX, emY; // pixels
         bool slanted, embolden;
     };
     Outlines outlines() const;
+    // The file that a character comes from, its place in it and the character that it shows, which for pictorial fonts isn't
+    // the one in the text. The file's name lives as long as the thread's cache. Only of a font with a face.
+    struct FaceGlyph {
+        const char* file;
+        int index;
+        uint32_t glyph;
+        char32_t shown;
+    };
+    FaceGlyph faceGlyph(char32_t c);
     // The built-in strokes of a character in pixels around the pen's place, slanted and turned, and their width.
     double strokes(uint8_t c, std::vector<StrokeLine>& out) const;
 

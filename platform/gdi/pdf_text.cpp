@@ -6,13 +6,13 @@
 
 #include <cairo-ft.h>
 #include <fontconfig/fontconfig.h>
-#include FT_FREETYPE_H
 
 namespace kb::gdi {
 
 namespace {
 
 size_t putUtf8(char32_t c, char* out) {
+    if (c >= 0xD800 && c < 0xE000) c = 0xFFFD; // half of a pair: the page's library takes no such text
     if (c < 0x80) return out[0] = static_cast<char>(c), 1;
     const int more = c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
     constexpr uint8_t lead[] = {0, 0xC0, 0xE0, 0xF0};
@@ -30,6 +30,33 @@ cairo_matrix_t fontMatrix(const RealisedFont::Outlines& outlines, double cosine,
                       -slant * sine + outlines.emY * cosine, 0, 0);
     return m;
 }
+
+// Characters of one face that follow each other.
+struct TextRun {
+    cairo_font_face_t* face = nullptr;
+    std::vector<cairo_glyph_t> glyphs;
+    std::vector<cairo_text_cluster_t> clusters;
+    std::string utf8;
+
+    void add(const RealisedFont::FaceGlyph& glyph, POINT at) {
+        char bytes[4];
+        const size_t n = putUtf8(glyph.shown, bytes);
+        utf8.append(bytes, n);
+        glyphs.push_back({glyph.glyph, double(at.x), double(at.y)});
+        clusters.push_back({static_cast<int>(n), 1});
+    }
+    // Draws what is there and begins anew.
+    void show(cairo_t* cairo) {
+        if (glyphs.empty()) return;
+        cairo_set_font_face(cairo, face);
+        cairo_show_text_glyphs(cairo, utf8.data(), static_cast<int>(utf8.size()), glyphs.data(),
+                               static_cast<int>(glyphs.size()), clusters.data(), static_cast<int>(clusters.size()),
+                               static_cast<cairo_text_cluster_flags_t>(0));
+        glyphs.clear();
+        clusters.clear();
+        utf8.clear();
+    }
+};
 
 } // namespace
 
@@ -78,21 +105,11 @@ bool PdfPage::text(DeviceContext& dc, const TextCall& call) {
     setColor(swapRedBlue(dc.state.textColor));
 
     const RealisedFont::Outlines outlines = font.outlines();
-    std::vector<cairo_glyph_t> glyphs;
-    std::vector<cairo_text_cluster_t> clusters;
-    std::string utf8;
+    TextRun run;
     std::vector<StrokeLine> strokes;
-    FT_Face face = nullptr;
-    cairo_scaled_font_t* scaled = nullptr;
-    if (outlines.file) {
-        cairo_set_font_face(cairo_, fontFace(outlines.file, outlines.index, outlines.embolden));
+    if (outlines.hasFace) {
         const cairo_matrix_t matrix = fontMatrix(outlines, line.cosine, line.sine);
         cairo_set_font_matrix(cairo_, &matrix);
-        scaled = cairo_get_scaled_font(cairo_);
-        glyphs.reserve(call.count);
-        clusters.reserve(call.count);
-        utf8.reserve(call.count * 4);
-        if (!(face = cairo_ft_scaled_font_lock_face(scaled))) return false;
     } else {
         path_.begin();
     }
@@ -102,12 +119,13 @@ bool PdfPage::text(DeviceContext& dc, const TextCall& call) {
         const POINT p = line.at(static_cast<double>(along), 0);
         along += advanceOf(dc, font, call.text, call.dx, i);
         if (c < 0x20 || c > 0x10FFFF || !path_.holds({double(p.x), double(p.y)})) continue;
-        if (face) {
-            char bytes[4];
-            const size_t n = putUtf8(c, bytes);
-            utf8.append(bytes, n);
-            glyphs.push_back({FT_Get_Char_Index(face, c), double(p.x), double(p.y)});
-            clusters.push_back({static_cast<int>(n), 1});
+        if (outlines.hasFace) {
+            const RealisedFont::FaceGlyph glyph = font.faceGlyph(c);
+            if (cairo_font_face_t* face = fontFace(glyph.file, glyph.index, outlines.embolden); face != run.face) {
+                run.show(cairo_);
+                run.face = face;
+            }
+            run.add(glyph, p);
             continue;
         }
         cairo_set_line_width(cairo_, font.strokes(byteOf(c), strokes));
@@ -116,11 +134,8 @@ bool PdfPage::text(DeviceContext& dc, const TextCall& call) {
             cairo_line_to(cairo_, p.x + s.to.x, p.y + s.to.y);
         }
     }
-    if (face) {
-        cairo_ft_scaled_font_unlock_face(scaled);
-        cairo_show_text_glyphs(cairo_, utf8.data(), static_cast<int>(utf8.size()), glyphs.data(),
-                               static_cast<int>(glyphs.size()), clusters.data(), static_cast<int>(clusters.size()),
-                               static_cast<cairo_text_cluster_flags_t>(0));
+    if (outlines.hasFace) {
+        run.show(cairo_);
     } else {
         cairo_set_line_cap(cairo_, CAIRO_LINE_CAP_ROUND);
         cairo_set_dash(cairo_, nullptr, 0, 0);

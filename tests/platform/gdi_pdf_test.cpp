@@ -355,12 +355,31 @@ TEST(PdfPage, TextIsText) {
     }
     d.close();
     EXPECT_EQ(d.count("/FontFile2"), 1u) << "one face, embedded";
-    std::string map;
-    for (const PdfObject& o : d.objects)
-        if (o.stream.find("begincmap") != std::string::npos) map += o.stream;
+    const auto meanings = [](const Document& document) {
+        std::string map;
+        for (const PdfObject& o : document.objects)
+            if (o.stream.find("begincmap") != std::string::npos) map += o.stream;
+        return map;
+    };
+    std::string map = meanings(d);
     for (const char* code : {"<0050>", "<0061>", "<20ac>", "<0055>"}) EXPECT_NE(map.find(code), std::string::npos) << code;
     EXPECT_TRUE(d.draws("16 0 0 -16 10 ")) << d.drawing(); // the em, pointing up, at the pen's place
     EXPECT_TRUE(d.draws("0 -16 -16 0 200 90 Tm")) << d.drawing();
+    // Characters that a face lacks come from others, the letters of pictorial faces are what they show, and half a pair
+    // ends no page.
+    Document others(300, 100);
+    {
+        const Selected font(others.dc, CreateFontA(-16, 0, 0, 0, 400, 0, 0, 0, 1, 0, 0, 0, 0, "Arial"));
+        const uint16_t plane[] = {'A', 0x2708, 0xD800};
+        EXPECT_TRUE(ExtTextOutW(others.dc, 10, 20, 0, nullptr, plane, 3, nullptr));
+        const Selected greek(others.dc, CreateFontA(-16, 0, 0, 0, 400, 0, 0, 0, SYMBOL_CHARSET, 0, 0, 0, 0, "Symbol"));
+        EXPECT_TRUE(TextOutA(others.dc, 100, 20, "a", 1));
+    }
+    others.close();
+    EXPECT_GE(others.count("LiberationSans"), 1u);
+    EXPECT_GE(others.count("DejaVuSans"), 1u);
+    map = meanings(others);
+    for (const char* code : {"<0041>", "<2708>", "<03b1>"}) EXPECT_NE(map.find(code), std::string::npos) << code;
     // Without any face the strokes are lines.
     KbUseBuiltInFont(TRUE);
     Document strokes(100, 100);
