@@ -62,7 +62,8 @@ private:
 KB_API BOOL ExtFloodFill(HDC hDC, int x, int y, COLORREF color, UINT type) {
     return guarded<BOOL>(FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
-        if (!dc || type > FLOODFILLSURFACE || dc->kind == DcKind::screen || dc->clipBox().empty()) return FALSE;
+        if (!dc || dc->output || type > FLOODFILLSURFACE || dc->kind == DcKind::screen || dc->clipBox().empty())
+            return FALSE;
         const POINT start = dc->state.map.device({x, y});
         Flood flood(*dc, dc->surface.pixelFor(color), type == FLOODFILLBORDER);
         if (!flood.open(start.x, start.y)) return FALSE;
