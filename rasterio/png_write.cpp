@@ -132,9 +132,11 @@ struct Choice {
     double ratio;
 };
 
-// Packs bands spread over the image with each strategy. Below 8 bits and for palettes filters only harm.
+// Packs bands spread over the image with each strategy. Below 8 bits and for palettes filters only harm. The bands of a
+// small image are narrow, since trying all strategies on most of it would cost more than packing it.
 Choice chooseStrategy(const PngRows& rows, const PngLayout& layout, int32_t height) {
-    constexpr int32_t bands = 12, bandRows = 16;
+    constexpr int32_t bands = 12, leastRows = 3, mostRows = 16;
+    const int32_t bandRows = std::clamp(height / (bands * 8), leastRows, mostRows);
     const bool filters = layout.depth >= 8 && layout.color != 3;
     const int32_t sampled = std::min(height, bands * bandRows);
     const size_t rowSize = layout.rowBytes + 1, size = rowSize * static_cast<size_t>(sampled);
