@@ -27,14 +27,14 @@ template <class Place> void drawMeasure(HDC hDC, const AnnMatrix* matrix, const 
         TextOutA(hDC, at.left, at.top, text.c_str(), length);
 }
 
-bool drawArc(HDC hDC, const AnnObject& record, const POINT (&p)[3], double radius) {
+void drawArc(HDC hDC, const AnnObject& record, const POINT (&p)[3], double radius) {
     const int32_t r = annTruncate(radius);
-    if (r < 1) return true;
+    if (r < 1) return;
     const int side = annArcSide(record, p);
-    if (side == 1 && record.bAcute) return true;
+    if (side == 1 && record.bAcute) return;
     const POINT &vertex = p[1], &from = p[side], &to = p[2 - side];
-    return Arc(hDC, annAdd(vertex.x, -int64_t{r}), annAdd(vertex.y, -int64_t{r}), annAdd(vertex.x, r), annAdd(vertex.y, r),
-               from.x, from.y, to.x, to.y);
+    Arc(hDC, annAdd(vertex.x, -int64_t{r}), annAdd(vertex.y, -int64_t{r}), annAdd(vertex.x, r), annAdd(vertex.y, r), from.x,
+        from.y, to.x, to.y);
 }
 
 } // namespace

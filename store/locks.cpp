@@ -27,7 +27,7 @@ int annLock(AnnObject& record, const char* pszKey, uint32_t uFlags, bool bSiblin
         found.pszLockKey.assign(pszKey);
         found.bSelected = 0;
         annUpdate(found, repaint);
-        tell(hEventWnd, ANN_EVENT_LOCKED, found.hSelf);
+        if (found.pszLockKey) tell(hEventWnd, ANN_EVENT_LOCKED, found.hSelf); // an empty key locks nothing
         return SUCCESS;
     });
 }

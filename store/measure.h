@@ -23,7 +23,7 @@ int annMeasureAngle(const AnnObject& record, const AnnMatrix* matrix, std::span<
                     Text& text);
 // Half and whole turns with the digits that angles are judged by.
 inline constexpr double halfTurn = 3.14159265358979, wholeTurn = 6.28318530717958;
-// From a point to another, y downward: -pi/2 to pi, or pi/2 for one at the same spot.
+// From a point to another, y downward: -pi to pi, and pi/2 for one at the same spot.
 double annDirection(AnnPoint from, AnnPoint to);
 
 // --- Strokes ---

@@ -58,9 +58,9 @@ AnnMatrix turnBy(double angle) { return {std::cos(angle), -std::sin(angle), std:
 bool viewStep(uint32_t uViewPerspective, AnnMatrix& step) {
     switch (uViewPerspective) {
     case 0: step = identityMatrix; return true;
-    case KB_VIEW_BOTTOM_LEFT: step = {1, 0, 0, -1, 0, 0}; return true;
-    case KB_VIEW_LEFT_TOP: step = turnBy(1.570796326794895); return true;
-    case KB_VIEW_LEFT_BOTTOM: step = turnBy(4.712388980384685); return true;
+    case 2: step = {1, 0, 0, -1, 0, 0}; return true;
+    case 4: step = turnBy(1.570796326794895); return true;
+    case 8: step = turnBy(4.712388980384685); return true;
     default: return false;
     }
 }

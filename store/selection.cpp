@@ -44,6 +44,7 @@ private:
             groupTaken = true;
             for (AnnObject* member = record.pParent->pFirstChild; member; member = member->pNext)
                 if (!member->isContainer()) select(*member);
+            if (!record.isContainer()) return;
         }
         select(record);
     }

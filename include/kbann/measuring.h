@@ -24,8 +24,8 @@ KB_API int K_AnnGetUnitLen(HANNOBJECT hObject, uint32_t* puLen);
  * that doesn't show its lengths measures none. One of them may be null. Objects: ruler, cross product, protractor.
  * ERROR_INV_PARAMETER: bad handle, both null. ERROR_FEATURE_NOT_SUPPORTED: another type. */
 KB_API int K_AnnGetDistance(HANNOBJECT hObject, double* pdDistance, double* pdDistance2);
-/* bAcute: measure the smaller angle. uAngleUnit: ANN_ANGLE_*. dArcRadius: of the arc, in container units; below 1 none is
- * drawn. pszAbbrev and uPrecision as above, with no blank before the abbreviation. Objects: protractor, automation; others,
+/* bAcute: measure the smaller angle. uAngleUnit: ANN_ANGLE_*. dArcRadius: of the arc, in the object's own space; one
+ * that comes out below a pixel isn't drawn. pszAbbrev and uPrecision as above, with no blank before the abbreviation. Objects: protractor, automation; others,
  * and those that the flags don't let pass, are passed over. ANN_FLAG_CHECKMENU, ANN_FLAG_NOINVALIDATE and ANN_FLAG_USER
  * have no effect. ERROR_INV_PARAMETER: bad handle, unit or precision out of range. ERROR_NO_MEMORY: nothing has changed. */
 KB_API int K_AnnSetProtractorOptions(HANNOBJECT hObject, BOOL bAcute, uint32_t uAngleUnit, const char* pszAbbrev,

@@ -43,8 +43,8 @@ typedef struct AnnItemChanging {
     double dAngle;        /* degrees, of a rotation alone */
 } AnnItemChanging;
 
-/* How a region is wanted: the object's space times nScalarNum / nScalarDen, shifted by the offsets; then, about the middle of
- * the object, as it is seen in an image of that perspective. */
+/* How a region is wanted: the object's space times nScalarNum / nScalarDen, shifted by the offsets; then flipped or turned about
+ * the middle of the object. The numbers of uViewPerspective aren't those of images. */
 typedef struct AnnRgnXForm {
     uint32_t uViewPerspective; /* 0; 2 flipped; 4 a quarter turn; 8 three quarters */
     int32_t nScalarNumX, nScalarDenX;

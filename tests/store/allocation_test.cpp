@@ -237,7 +237,7 @@ TEST(FailingMemory, ToldLosses) {
     KbSetAllocationHook(nullptr, nullptr);
 }
 
-// A key that can't be copied locks nothing, and nobody is told; a measure that can't be written keeps number and text.
+// A key that can't be copied locks nothing; a measure that can't be written keeps number and text.
 TEST(FailingMemory, LocksAndMeasures) {
     KbSetAllocationHook(hook, nullptr);
     Scene s;

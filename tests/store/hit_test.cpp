@@ -344,17 +344,50 @@ TEST(HitTest, Lines) {
     for (const TypeRow& row : rows) run(row);
 }
 
-TEST(HitTest, PointerHeadInsideCountsWithAWideLineOnly) {
+TEST(HitTest, InsidesOfWidePointerHeadsCount) {
     const Tree tree;
     const HANNOBJECT pointer = makeItem(tree.root, ANN_OBJECT_POINTER, {20, 100, 400, 100});
-    AnnObject& r = record(pointer);
-    for (const double width : {1.0, 40.0}) { // the head of the second is 122 pixels long
-        K_AnnSetLineWidth(pointer, width, 0);
-        const POINT inside{400 - static_cast<int>(r.dArrowLength / 2) + (width > 1 ? 10 : 0), 100 - (width > 1 ? 24 : 0)};
-        EXPECT_EQ(annHitPointer(r, inside), true) << width; // on the shaft at width 1
+    K_AnnSetLineWidth(pointer, 40, 0); // the head is 122 pixels long
+    const AnnObject& r = record(pointer);
+    EXPECT_TRUE(annHitPointer(r, {400 - static_cast<int>(r.dArrowLength / 2) + 10, 100 - 24}));
+    EXPECT_FALSE(annHitPointer(r, {400 - static_cast<int>(r.dArrowLength), 100 - 90}));
+}
+
+// How many pixels from `from` on, stepwise, belong to an item.
+int reach(HANNOBJECT item, POINT from, POINT step) {
+    int count = 0;
+    for (; count < 1000 && at(item, from) == 'b'; ++count) from = {from.x + step.x, from.y + step.y};
+    return count;
+}
+
+// Tolerances and sizes of shapes under a zoom; that of a turned frame is scaled twice.
+TEST(HitTest, ShapesGrowWithTheView) {
+    const struct {
+        const char* name;
+        uint32_t type;
+        AnnRect rect;
+        std::vector<AnnPoint> points; // instead of the rectangle
+        double width, scalar, degrees;
+        POINT from, step;
+        int count;
+    } rows[] = {
+        {"upright frame", ANN_OBJECT_RECT, sheet, {}, 2, 3, 0, {390, 300}, {0, -1}, 4},
+        {"turned frame", ANN_OBJECT_RECT, sheet, {}, 2, 3, 45, {432, 318}, {0, -1}, 12},
+        {"ellipse", ANN_OBJECT_ELLIPSE, sheet, {}, 3, 2, 0, {260, 200}, {0, -1}, 4},
+        {"gauge bar", ANN_OBJECT_RULER, {}, {{100, 100}, {200, 100}}, 1, 2, 0, {400, 200}, {0, 1}, 32},
+        {"arc", ANN_OBJECT_PROTRACTOR, {}, {{200, 100}, {100, 100}, {100, 200}}, 1, 2, 0, {242, 242}, {1, 1}, 3},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const Tree tree;
+        const HANNOBJECT item = makeItem(tree.root, row.type, row.rect);
+        if (!row.points.empty()) K_AnnSetPoints(item, row.points.data(), static_cast<uint32_t>(row.points.size()));
+        K_AnnSetLineWidth(item, row.width, 0);
+        K_AnnSetScalarX(tree.root, row.scalar, 0);
+        K_AnnSetScalarY(tree.root, row.scalar, 0);
+        if (row.degrees != 0) K_AnnRotate(item, row.degrees, nullptr, 0);
+        EXPECT_EQ(reach(item, row.from, row.step), row.count);
     }
-    K_AnnSetLineWidth(pointer, 1, 0);
-    EXPECT_FALSE(annHitPointer(r, {300, 104}));
 }
 
 TEST(HitTest, MasksOfGlyphs) {
@@ -396,6 +429,9 @@ TEST(HitTest, Pushpins) {
         K_AnnSetUserMode(tree.root, row.mode);
         record(pin).nActiveState = row.state;
         EXPECT_EQ(at(tree.root, {{104, 104}, {124, 114}, {125, 114}}), row.answers);
+        if (row.answers != std::string("rbr")) continue;
+        for (const auto set : {K_AnnSetScalarX, K_AnnSetScalarY}) set(tree.root, 2, 0);
+        EXPECT_EQ(at(tree.root, {{206, 206}, {244, 224}, {245, 224}}), "bbr") << "twice the size, still five pixels in";
     }
 }
 

@@ -140,6 +140,11 @@ TEST(Locks, EventsGoToTheWindowThatAsks) {
     EXPECT_EQ(annLock(record(tree.root), "key", ANN_FLAG_NOTTHIS, false, window.handle), SUCCESS);
     EXPECT_EQ(window.take(), "13:A 13:C");
 
+    K_AnnUnlock(a, "key", 0);
+    EXPECT_EQ(annLock(record(a), "", 0, false, window.handle), SUCCESS);
+    EXPECT_EQ(window.take(), "") << "nothing was locked";
+    K_AnnLock(a, "key", 0);
+
     // The application may destroy the object that it is told of, and the next one.
     window.onEvent = [&](uint32_t, HANNOBJECT object) {
         window.onEvent = nullptr;

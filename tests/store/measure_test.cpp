@@ -107,6 +107,10 @@ TEST(Measuring, ZoomAndPlaceDontChangeALength) {
     const AnnPoint own[] = {{0, 0}, {30, 40}};
     EXPECT_EQ(annMeasure(record(ruler), &doubled, own, length, written), SUCCESS);
     EXPECT_DOUBLE_EQ(length, 100);
+    // Into the object's space first, 15 by 10, then the matrix.
+    constexpr AnnMatrix quarterTurn{0, 1, -1, 0, 0, 0};
+    EXPECT_EQ(annMeasure(record(ruler), &quarterTurn, own, length, written), SUCCESS);
+    EXPECT_DOUBLE_EQ(length, std::sqrt(325.0));
 }
 
 TEST(Measuring, DigitsBehindThePoint) {
@@ -254,18 +258,17 @@ TEST(MeasureTexts, BesideTheEndOfALine) {
     }
 
     // The gap grows with the line as it is seen.
+    constexpr AnnMatrix thrice{3, 0, 0, 3, 0, 0};
     struct {
         double width;
         const AnnMatrix* matrix;
         int gap;
-    } gaps[] = {{0, nullptr, 3}, {5.7, nullptr, 3}, {5.8, nullptr, 4}, {10, nullptr, 7}, {10, nullptr, 7}};
+    } gaps[] = {{0, nullptr, 3}, {5.7, nullptr, 3}, {5.8, nullptr, 4}, {10, nullptr, 7}, {10, &thrice, 21}};
     const POINT line[2] = {middle, {150, 100}};
     for (const auto& row : gaps) {
         record(ruler).dLineWidth = row.width;
         EXPECT_EQ(annPlaceLineText(r, row.matrix, line, TextEnd::second, size, nullptr).left, 150 + row.gap) << row.width;
     }
-    constexpr AnnMatrix thrice{3, 0, 0, 3, 0, 0};
-    EXPECT_EQ(annPlaceLineText(r, &thrice, line, TextEnd::second, size, nullptr).left, 171);
     K_AnnDestroy(ruler, 0);
 }
 
@@ -282,6 +285,14 @@ TEST(MeasureTexts, StayInTheContainerAndClearOfOthers) {
     EXPECT_EQ(placed({500, 500}, {10, 500}), "0 494 40 506");
     EXPECT_EQ(placed({500, 500}, {520, 999}), "523 988 563 1000");
     EXPECT_EQ(placed({500, 500}, {520, 2}), "523 0 563 12");
+    // The container under another matrix is seen through the object's own space: turned first, then taken back by the
+    // object's scalars.
+    AnnObject& scaled = record(withPoints(tree.root, ANN_OBJECT_RULER, {{0, 0}, {1, 0}}));
+    K_AnnSetScalarX(annToHandle(&scaled), 2, 0);
+    K_AnnSetScalarY(annToHandle(&scaled), 4, 0);
+    constexpr AnnMatrix quarterTurn{0, -1, 1, 0, 1000, 0};
+    constexpr POINT falling[2] = {{500, 500}, {900, 900}};
+    EXPECT_EQ(text(annPlaceLineText(scaled, &quarterTurn, falling, TextEnd::second, size, nullptr)), "460 238 500 250");
 
     const RECT own{903, 494, 943, 506}, beside{903, 500, 943, 512}, apart{910, 500, 950, 512}, atTop{523, 0, 563, 12},
         clear{903, 506, 943, 518};
