@@ -55,9 +55,38 @@ KB_API HANDLE RemovePropA(HWND hWnd, ATOM atom);
 
 KB_API COLORREF GetSysColor(int index); /* 0 for an unknown index */
 KB_API int GetSystemMetrics(int index); /* 0 for an unknown index */
+
+/* ---- clipboard ---- */
+
+enum { CF_TEXT = 1, CF_BITMAP = 2, CF_METAFILEPICT = 3, CF_DIB = 8, CF_PALETTE = 9, CF_ENHMETAFILE = 14 };
+
+/* One store of handles by format for the whole process. Whoever has opened it holds it against all other threads and
+ * windows. */
+
 /* A number from 0xC000 up for a format name, the same for the same name; 0 on failure. */
 KB_API UINT RegisterClipboardFormatA(const char* pszName);
 KB_API int GetClipboardFormatNameA(UINT format, char* pszName, int size);
+/* Opens it for a window, or for the calling thread alone with null. FALSE for a dead window, and while another window or
+ * another thread has it open; opening it once more for the same is one opening. */
+KB_API BOOL OpenClipboard(HWND hNewOwner);
+/* FALSE if the calling thread hasn't opened it. */
+KB_API BOOL CloseClipboard(void);
+/* Frees what is there and makes the window that has it open its owner, or nobody. FALSE if the calling thread hasn't opened
+ * it. */
+KB_API BOOL EmptyClipboard(void);
+/* Gives data to the clipboard, which frees what stood under that format before and this when it is emptied. hData: a block
+ * of GlobalAlloc, for CF_METAFILEPICT one that holds a METAFILEPICT, whose metafile goes along; for CF_BITMAP, CF_PALETTE and
+ * CF_ENHMETAFILE such an object. hData again; null, with hData still the caller's, if the calling thread hasn't opened it, for
+ * format 0 and for a dead block. */
+KB_API HANDLE SetClipboardData(UINT format, HANDLE hData);
+/* The data of a format, borrowed until the clipboard is emptied; null if there is none, or if the calling thread hasn't
+ * opened it. */
+KB_API HANDLE GetClipboardData(UINT format);
+/* These need no opening. */
+KB_API BOOL IsClipboardFormatAvailable(UINT format);
+KB_API int CountClipboardFormats(void);
+KB_API HWND GetClipboardOwner(void);
+KB_API HWND GetOpenClipboardWindow(void);
 
 #ifdef __cplusplus
 }

@@ -48,7 +48,7 @@ struct Effort {
     double upToRatio;
     int level;
 };
-constexpr auto efforts = std::to_array<Effort>({{0.06, 7}, {0.2, 4}, {2.0, 2}});
+constexpr auto efforts = std::to_array<Effort>({{0.06, 6}, {0.2, 4}, {2.0, 2}});
 int levelFor(double ratio) {
     return std::find_if(efforts.begin(), efforts.end() - 1, [ratio](const Effort& e) { return ratio <= e.upToRatio; })
         ->level;

@@ -19,11 +19,25 @@ struct Window {
     std::map<ATOM, HANDLE> properties;
 };
 
+struct Clipboard {
+    std::mutex mutex; // guards all of it
+    std::vector<std::string> formatNames;
+    struct Entry {
+        UINT format;
+        HANDLE data;
+    };
+    std::vector<Entry> entries; // in the order in which they came
+    DWORD openThread = 0;       // 0: closed
+    HWND openWindow = nullptr, owner = nullptr;
+};
+
 struct UserState {
     HandleTable<Window> windows{HandleKind::window};
-    std::mutex mutex; // guards the format names
-    std::vector<std::string> clipboardFormats;
+    Clipboard clipboard;
 };
+
+// A window that goes closes the clipboard and owns it no longer.
+void leaveClipboard(HWND hWnd);
 
 UserState& userState();
 

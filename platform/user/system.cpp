@@ -1,10 +1,9 @@
-// System colours and sizes, and the names of clipboard formats.
-#include "platform/user/state.h"
+// System colours and sizes.
+#include "platform/user.h"
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <new>
+#include <cstdint>
 
 namespace {
 
@@ -33,38 +32,11 @@ template <class Rows> uint32_t lookUp(const Rows& rows, int index) {
     return found == rows.end() ? 0 : found->value;
 }
 
-constexpr UINT firstFormat = 0xC000;
-
 } // namespace
 
 extern "C" {
 
 COLORREF GetSysColor(int index) { return lookUp(systemColors, index); }
 int GetSystemMetrics(int index) { return static_cast<int>(lookUp(systemMetrics, index)); }
-
-UINT RegisterClipboardFormatA(const char* pszName) {
-    if (!pszName || !*pszName) return 0;
-    auto& state = kb::userState();
-    const std::lock_guard lock(state.mutex);
-    auto& names = state.clipboardFormats;
-    try {
-        auto found = std::ranges::find(names, pszName);
-        if (found == names.end()) found = names.insert(names.end(), pszName);
-        return firstFormat + static_cast<UINT>(found - names.begin());
-    } catch (const std::bad_alloc&) {
-        return 0;
-    }
-}
-
-int GetClipboardFormatNameA(UINT format, char* pszName, int size) {
-    auto& state = kb::userState();
-    const std::lock_guard lock(state.mutex);
-    if (!pszName || size <= 0 || format < firstFormat || format - firstFormat >= state.clipboardFormats.size()) return 0;
-    const auto& name = state.clipboardFormats[format - firstFormat];
-    const size_t length = std::min(name.size(), static_cast<size_t>(size) - 1);
-    std::memcpy(pszName, name.data(), length);
-    pszName[length] = 0;
-    return static_cast<int>(length);
-}
 
 } // extern "C"

@@ -37,6 +37,7 @@ HWND KbCreateWindow(WNDPROC procedure, LONG_PTR userData, int width, int height)
 
 BOOL DestroyWindow(HWND hWnd) {
     auto* window = kb::userState().windows.remove(kb::handleValue(hWnd));
+    if (window) kb::leaveClipboard(hWnd);
     delete window;
     return window != nullptr;
 }

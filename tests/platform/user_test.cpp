@@ -1,10 +1,12 @@
 // Windows on the in-memory desktop: messages, words, properties, repaint requests, stale handles; format names and system
 // values.
+#include "platform/gdi.h"
 #include "platform/sys.h"
 #include "platform/user.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -141,6 +143,76 @@ TEST(User, FormatNamesAndSystemValues) {
     EXPECT_EQ(GetSysColor(4711), 0u);
     EXPECT_GT(GetSystemMetrics(SM_CXSCREEN), 0);
     EXPECT_EQ(GetSystemMetrics(-1), 0);
+}
+
+HGLOBAL blockOf(size_t size) { return GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, size); }
+
+TEST(Clipboard, IsHeldByWhoHasOpenedIt) {
+    const HWND first = KbCreateWindow(nullptr, 0, 1, 1), second = KbCreateWindow(nullptr, 0, 1, 1);
+    EXPECT_FALSE(CloseClipboard());
+    EXPECT_FALSE(EmptyClipboard());
+    EXPECT_EQ(GetClipboardData(CF_TEXT), nullptr);
+    const HGLOBAL kept = blockOf(4);
+    EXPECT_EQ(SetClipboardData(CF_TEXT, kept), nullptr) << "not open";
+    ASSERT_TRUE(OpenClipboard(first));
+    EXPECT_TRUE(OpenClipboard(first));
+    EXPECT_FALSE(OpenClipboard(second));
+    EXPECT_FALSE(OpenClipboard(nullptr));
+    std::thread([&] {
+        EXPECT_FALSE(OpenClipboard(first));
+        EXPECT_FALSE(CloseClipboard());
+        EXPECT_EQ(SetClipboardData(CF_TEXT, kept), nullptr);
+    }).join();
+    EXPECT_EQ(GetOpenClipboardWindow(), first);
+    EXPECT_TRUE(EmptyClipboard());
+    EXPECT_EQ(GetClipboardOwner(), first);
+    EXPECT_EQ(SetClipboardData(CF_TEXT, kept), kept);
+    EXPECT_TRUE(CloseClipboard());
+    EXPECT_TRUE(IsClipboardFormatAvailable(CF_TEXT));
+    EXPECT_EQ(GetClipboardData(CF_TEXT), nullptr) << "closed";
+    EXPECT_TRUE(OpenClipboard(second));
+    EXPECT_EQ(GetClipboardData(CF_TEXT), kept) << "opening changes neither data";
+    EXPECT_EQ(GetClipboardOwner(), first) << "nor owner";
+    DestroyWindow(second); // which closes it
+    DestroyWindow(first);
+    EXPECT_EQ(GetClipboardOwner(), nullptr);
+    EXPECT_FALSE(OpenClipboard(first)) << "a dead window";
+    ASSERT_TRUE(OpenClipboard(nullptr));
+    EXPECT_TRUE(EmptyClipboard());
+    EXPECT_TRUE(CloseClipboard());
+    EXPECT_EQ(CountClipboardFormats(), 0);
+}
+
+TEST(Clipboard, OwnsWhatItIsGiven) {
+    ASSERT_TRUE(OpenClipboard(nullptr));
+    EXPECT_TRUE(EmptyClipboard());
+    const UINT own = RegisterClipboardFormatA("format three of a test");
+    const HGLOBAL old = blockOf(4), fresh = blockOf(4), dead = blockOf(4);
+    GlobalFree(dead);
+    EXPECT_EQ(SetClipboardData(own, dead), nullptr);
+    EXPECT_EQ(SetClipboardData(0, fresh), nullptr);
+    EXPECT_EQ(SetClipboardData(own, nullptr), nullptr);
+    EXPECT_EQ(SetClipboardData(own, old), old);
+    EXPECT_EQ(SetClipboardData(own, fresh), fresh);
+    EXPECT_EQ(GlobalFlags(old), UINT{GMEM_INVALID_HANDLE}) << "replaced";
+    EXPECT_EQ(SetClipboardData(own, fresh), fresh) << "the same once more";
+    EXPECT_EQ(GlobalFlags(fresh), 0u);
+
+    const HMETAFILE metafile = CloseMetaFile(CreateMetaFileA(nullptr));
+    const HGLOBAL picture = blockOf(sizeof(METAFILEPICT));
+    const METAFILEPICT content{1, 10, 20, static_cast<DWORD>(reinterpret_cast<uintptr_t>(metafile))};
+    std::memcpy(GlobalLock(picture), &content, sizeof content);
+    GlobalUnlock(picture);
+    EXPECT_EQ(SetClipboardData(CF_METAFILEPICT, picture), picture);
+    const HBITMAP bitmap = CreateBitmap(1, 1, 1, 1, nullptr);
+    EXPECT_EQ(SetClipboardData(CF_BITMAP, bitmap), bitmap);
+    EXPECT_EQ(CountClipboardFormats(), 3);
+    EXPECT_TRUE(EmptyClipboard());
+    EXPECT_TRUE(CloseClipboard());
+    EXPECT_EQ(GlobalFlags(fresh), UINT{GMEM_INVALID_HANDLE});
+    EXPECT_EQ(GlobalFlags(picture), UINT{GMEM_INVALID_HANDLE});
+    EXPECT_EQ(GetMetaFileBitsEx(metafile, 0, nullptr), 0u) << "gone with its block";
+    EXPECT_FALSE(DeleteObject(bitmap));
 }
 
 } // namespace
