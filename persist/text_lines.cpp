@@ -117,6 +117,13 @@ bool TextReader::real(double& value) noexcept {
     return line(text) && annParseReal(text, value);
 }
 
+bool TextReader::reals(double* values, size_t count) noexcept {
+    for (size_t i = 0; i < count; ++i) {
+        if (!real(values[i])) return false;
+    }
+    return true;
+}
+
 bool TextReader::run(uint8_t* out, uint64_t keep, uint64_t total) noexcept {
     uint64_t done = 0;
     uint32_t bits = 0;
@@ -189,6 +196,10 @@ void TextWriter::number(uint32_t value) noexcept {
 void TextWriter::real(double value) noexcept {
     char* out = room(numberRoom);
     endLine(annPutReal(out, value));
+}
+
+void TextWriter::reals(const double* values, size_t count) noexcept {
+    for (size_t i = 0; i < count && !failed_; ++i) real(values[i]);
 }
 
 void TextWriter::run(const uint8_t* bytes, size_t count) noexcept {

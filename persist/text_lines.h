@@ -32,6 +32,8 @@ private:
 
 class TextReader {
 public:
+    static constexpr uint64_t fewestPointBytes = 4; // two numbers of one digit with their line ends
+
     // Starts at the stream's present position, which is the reader's to move until finish().
     explicit TextReader(AnnStream& stream) noexcept;
     TextReader(const TextReader&) = delete;
@@ -43,6 +45,9 @@ public:
     bool number(uint32_t& value) noexcept;
     bool boolean(int32_t& value) noexcept; // any number; gives 0 or 1
     bool real(double& value) noexcept;
+    bool reals(double* values, size_t count) noexcept;
+    bool textLength(uint32_t& length) noexcept { return number(length); }
+    bool skip() noexcept { return false; } // nothing tells how long the values of an unknown keyword are
     // A run of `total` encoded bytes, of which the first `keep` are stored. False when the data ends before.
     bool run(uint8_t* out, uint64_t keep, uint64_t total) noexcept;
     bool run(uint8_t* out, uint64_t total) noexcept { return run(out, total, total); }
@@ -80,10 +85,18 @@ public:
     TextWriter& operator=(const TextWriter&) = delete;
 
     void line(std::string_view text) noexcept;
+    // A keyword. Number and length belong to the coded dress.
+    void token(uint8_t, std::string_view keyword, uint64_t) noexcept { line(keyword); }
     void number(uint32_t value) noexcept;
     void boolean(int32_t value) noexcept { line(value ? "1" : "0"); }
     void real(double value) noexcept;
+    void reals(const double* values, size_t count) noexcept;
     void run(const uint8_t* bytes, size_t count) noexcept;
+    // Its length, then its bytes.
+    void text(const uint8_t* bytes, uint32_t length) noexcept {
+        number(length);
+        run(bytes, length);
+    }
     // Once a write has come up short all others do nothing.
     bool failed() const noexcept { return failed_; }
     // Sends what is held. SUCCESS or ERROR_FILE_WRITE.

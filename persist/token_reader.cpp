@@ -1,4 +1,4 @@
-// Reader of the token stream. What a file claims is held against the bytes that are left before memory is taken for it,
+// Reader of the token stream, for any dress. What a file claims is held against the bytes that are left before memory is taken for it,
 // and blocks nest on the links of the tree that is being built, not on the stack. Enumerated values are kept as they are
 // stored, so that a load and a save keep what a newer version has written; drawing takes unknown ones as its default.
 #include "contracts/raster_kernel.h"
@@ -17,7 +17,6 @@ namespace {
 
 constexpr uint32_t paletteBits = 8;
 constexpr uint32_t longestSide = 1u << 24;
-constexpr uint64_t pointTextBytes = 4; // two numbers of one digit with their line ends
 constexpr double smallestFont = 1.0;
 constexpr TypeSet typesOfPointLists =
     typeSet(ANN_OBJECT_FREEHAND, ANN_OBJECT_LINE, ANN_OBJECT_POLYGON, ANN_OBJECT_POLYLINE, ANN_OBJECT_FREEHANDHOTSPOT);
@@ -36,8 +35,8 @@ bool isStoredDepth(uint32_t bits, uint32_t order) {
     }
 }
 
-struct ObjectReader {
-    TextReader& in;
+template <class Source> struct ObjectReader {
+    Source& in;
     AnnObject& object;
     Scratch& scratch;
     bool scrambledPixels = false; // the image has been read before its key
@@ -46,7 +45,7 @@ struct ObjectReader {
 
     int text(Text& text, bool scrambled) {
         uint32_t length = 0;
-        if (!in.number(length) || !in.canHold(length)) return ERROR_FILE_READ;
+        if (!in.textLength(length) || !in.canHold(length)) return ERROR_FILE_READ;
         uint8_t* bytes = scratch.room(length);
         if (!bytes) return ERROR_NO_MEMORY;
         if (!in.run(bytes, length)) return ERROR_FILE_READ;
@@ -173,14 +172,11 @@ struct ObjectReader {
 
     int points() {
         uint32_t count = 0;
-        if (!in.number(count) || in.remaining() / pointTextBytes < count) return ERROR_FILE_READ;
+        if (!in.number(count) || in.remaining() / Source::fewestPointBytes < count) return ERROR_FILE_READ;
         const uint32_t handles = std::max(count, fewestHandles);
         if (!object.pPoints.reset(count) || !object.pHandles.reset(handles)) return ERROR_NO_MEMORY;
         object.nHandles = handles;
-        for (AnnPoint& point : object.pPoints) {
-            if (!in.real(point.x) || !in.real(point.y)) return ERROR_FILE_READ;
-        }
-        return SUCCESS;
+        return readError(!count || in.reals(&object.pPoints[0].x, size_t{2} * count));
     }
 
     int field(uint8_t tag) {
@@ -240,8 +236,8 @@ void placePoints(AnnObject& object) {
 
 // A tree that is being read. Objects of the top level behind the root are read like any others, but only the root's tree
 // is handed out.
-struct TreeReader {
-    TextReader& in;
+template <class Source> struct TreeReader {
+    Source& in;
     uint32_t flags;
     Scratch scratch;
     AnnObject* root = nullptr;
@@ -342,34 +338,49 @@ struct TreeReader {
 
 } // namespace
 
-int annReadToken(TextReader& reader, uint8_t& tag) {
+int annReadToken(TextReader& source, uint8_t& tag) {
     std::string_view word;
-    if (!reader.line(word)) return ERROR_FILE_READ;
+    if (!source.line(word)) return ERROR_FILE_READ;
     tag = annTagOf(word);
     return tag == noTag ? ERROR_FILE_READ : SUCCESS;
 }
 
-int annReadObject(TextReader& reader, AnnObject& object, Scratch& scratch, uint32_t flags) {
-    if (flags & STREAM_CODED) return ERROR_FEATURE_NOT_SUPPORTED;
-    ObjectReader fields{reader, object, scratch};
+int annReadToken(CodedReader& source, uint8_t& tag) {
+    uint16_t number = 0;
+    if (!source.token(number)) return ERROR_FILE_READ;
+    tag = number < storedTagCount || number == pageLinkTag ? static_cast<uint8_t>(number) : noTag;
+    return SUCCESS;
+}
+
+template <class Source> int annReadObject(Source& source, AnnObject& object, Scratch& scratch, uint32_t) {
+    ObjectReader<Source> fields{source, object, scratch};
     for (;;) {
         uint8_t tag = 0;
-        if (const int code = annReadToken(reader, tag); code != SUCCESS) return code;
+        if (const int code = annReadToken(source, tag); code != SUCCESS) return code;
         if (tag == tokenEndObject.tag) break;
-        if (!fieldRows[tag]) return ERROR_FILE_READ;
+        if (tag == noTag) {
+            // A field of a newer version, which the text dress has refused already.
+            if (!source.skip()) return ERROR_FILE_SEEK;
+            continue;
+        }
+        if (tag >= storedTagCount || !fieldRows[tag]) return ERROR_FILE_READ;
         if (const int code = fields.field(tag); code != SUCCESS) return code;
     }
     placePoints(object);
     return SUCCESS;
 }
 
-int annReadTree(TextReader& reader, AnnObject*& root, uint32_t flags) {
-    if (flags & STREAM_CODED) return ERROR_FEATURE_NOT_SUPPORTED;
-    TreeReader tree{reader, flags, {}};
+template <class Source> int annReadTree(Source& source, AnnObject*& root, uint32_t flags) {
+    TreeReader<Source> tree{source, flags, {}};
     AnnObject* read = nullptr;
     const int code = tree.page(read);
     if (code == SUCCESS) root = read;
     return code;
 }
+
+template int annReadObject(TextReader&, AnnObject&, Scratch&, uint32_t);
+template int annReadObject(CodedReader&, AnnObject&, Scratch&, uint32_t);
+template int annReadTree(TextReader&, AnnObject*&, uint32_t);
+template int annReadTree(CodedReader&, AnnObject*&, uint32_t);
 
 } // namespace kbann

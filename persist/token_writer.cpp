@@ -1,4 +1,5 @@
-// Writer of the token stream. A record is written by walking the table of stored fields; a tree is walked twice, without
+// Writer of the token stream, for any dress. A record is written by walking the table of stored fields, each with the length
+// that it has in the coded dress, which the text dress leaves out. A tree is walked twice, without
 // recursion: the first walk finds its depth and, for every container, what is in it, since a nested container is written
 // only for what it holds and asking that anew at each level would cost the square of the depth.
 #include "contracts/raster_kernel.h"
@@ -14,18 +15,23 @@ namespace kbann {
 namespace {
 
 constexpr uint32_t paletteBits = 8; // up to that depth pixels are palette indices
+// Of values in the coded dress.
+constexpr uint64_t flagBytes = 1, numberBytes = 4, realBytes = 8;
 constexpr uint32_t lastMenuByte = menuTableBytes - 1;
 constexpr uint8_t lastMenuBits =
     static_cast<uint8_t>(0xFF00u >> (menuItemCount % 8)); // of 299 items three are in the last byte
 
-struct ObjectWriter {
-    TextWriter& out;
+template <class Sink> struct ObjectWriter {
+    Sink& out;
     Scratch scratch;
     int code = SUCCESS;
 
     void fail(int failure) {
         if (code == SUCCESS) code = failure;
     }
+
+    void begin(const StoredField& field, uint64_t length) { out.token(field.tag, field.keyword, length); }
+    void frame(const StreamToken& token, uint64_t length = 0) { out.token(token.tag, token.keyword, length); }
 
     void text(const StoredField& field, const Text& text, bool scrambled) {
         if (!text) return;
@@ -36,9 +42,8 @@ struct ObjectWriter {
             annScramble(copy, bytes, text.length());
             bytes = copy;
         }
-        out.line(field.keyword);
-        out.number(text.length());
-        out.run(bytes, text.length());
+        begin(field, text.length());
+        out.text(bytes, text.length());
     }
 
     void bitmap(const StoredField& field, const KernelBitmap& bitmap, bool scrambled) {
@@ -47,18 +52,18 @@ struct ObjectWriter {
         const auto rowBytes = static_cast<size_t>(bitmap.BytesPerLine);
         uint8_t* copy = scrambled ? scratch.room(rowBytes) : nullptr;
         if (scrambled && !copy) return fail(ERROR_NO_MEMORY);
-        out.line(field.keyword);
+        const size_t paletteBytes = bits <= paletteBits ? (size_t{1} << bits) * sizeof(RGBQUAD) : 0;
+        begin(field, 5 * numberBytes + paletteBytes + rowBytes * static_cast<size_t>(bitmap.Height));
         out.number(bits);
         out.number(static_cast<uint32_t>(bitmap.Width));
         out.number(static_cast<uint32_t>(bitmap.Height));
         out.number(static_cast<uint32_t>(bitmap.Order));
         out.number(static_cast<uint32_t>(bitmap.ViewPerspective ? bitmap.ViewPerspective : KB_VIEW_TOP_LEFT));
-        if (bits <= paletteBits) {
+        if (paletteBytes) {
             // A reader takes a full palette, so a shorter one is filled up with black.
             RGBQUAD palette[1u << paletteBits] = {};
-            const int colors = 1 << bits;
-            K_GetBitmapPalette(&bitmap, 0, colors, palette);
-            out.run(reinterpret_cast<const uint8_t*>(palette), static_cast<size_t>(colors) * sizeof(RGBQUAD));
+            K_GetBitmapPalette(&bitmap, 0, 1 << bits, palette);
+            out.run(reinterpret_cast<const uint8_t*>(palette), paletteBytes);
         }
         for (int row = 0; row < bitmap.Height && !out.failed(); ++row) {
             const uint8_t* pixels = K_BitmapRowPointer(&bitmap, row);
@@ -75,7 +80,8 @@ struct ObjectWriter {
         uint8_t* bits = scratch.room(static_cast<size_t>(size));
         if (!bits) return fail(ERROR_NO_MEMORY);
         if (K_MetafileToMemory(&metafile, bits, static_cast<uint32_t>(size)) != size) return fail(ERROR_INV_PARAMETER);
-        out.line(field.keyword);
+        const uint64_t words = metafile.bEnhanced ? 3 : 9;
+        begin(field, flagBytes + words * numberBytes + static_cast<uint64_t>(size));
         out.boolean(metafile.bEnhanced != 0);
         if (!metafile.bEnhanced) {
             for (const int32_t word : {metafile.nLeft, metafile.nTop, metafile.nRight, metafile.nBottom,
@@ -93,7 +99,7 @@ struct ObjectWriter {
         uint32_t set = part->itemMenuEnableMask[lastMenuByte] & lastMenuBits;
         for (uint32_t i = 0; i < lastMenuByte; ++i) set |= part->itemMenuEnableMask[i];
         if (!set) return;
-        out.line(field.keyword);
+        begin(field, numberBytes + 2 * menuTableBytes);
         out.number(menuItemCount);
         out.run(part->itemMenuEnable.data(), menuTableBytes);
         out.run(part->itemMenuEnableMask.data(), menuTableBytes);
@@ -101,12 +107,10 @@ struct ObjectWriter {
 
     void points(const StoredField& field, const AnnPoint* points, uint32_t count) {
         if (!count) return;
-        out.line(field.keyword);
+        begin(field, numberBytes + uint64_t{count} * sizeof(AnnPoint));
         out.number(count);
-        for (uint32_t i = 0; i < count && !out.failed(); ++i) {
-            out.real(points[i].x);
-            out.real(points[i].y);
-        }
+        static_assert(sizeof(AnnPoint) == 2 * sizeof(double));
+        out.reals(&points->x, size_t{2} * count);
     }
 
     void pointsOf(const StoredField& field, const AnnObject& object) {
@@ -121,21 +125,21 @@ struct ObjectWriter {
     void write(const StoredField& field, const AnnObject& object) {
         switch (field.content) {
         case FieldContent::father:
-            out.line(field.keyword);
+            begin(field, numberBytes);
             out.number(object.pParent ? object.pParent->nSaveId : 0);
             break;
         case FieldContent::u32:
         case FieldContent::color:
         case FieldContent::tag:
-            out.line(field.keyword);
+            begin(field, numberBytes);
             out.number(object.*fieldMember<uint32_t>(field.tag));
             break;
         case FieldContent::boolean:
-            out.line(field.keyword);
+            begin(field, flagBytes);
             out.boolean(object.*fieldMember<int32_t>(field.tag));
             break;
         case FieldContent::real:
-            out.line(field.keyword);
+            begin(field, realBytes);
             out.real(object.*fieldMember<double>(field.tag));
             break;
         case FieldContent::text:
@@ -145,25 +149,25 @@ struct ObjectWriter {
         case FieldContent::scrambledText: text(field, object.*fieldMember<Text>(field.tag), true); break;
         case FieldContent::hyperlink:
             if (!object.nHyperlinkType) break;
-            out.line(field.keyword);
+            begin(field, 3 * numberBytes);
             out.number(object.nHyperlinkType);
             out.number(object.uHyperlinkParam1);
             out.number(object.uHyperlinkParam2);
             break;
         case FieldContent::nodes:
-            out.line(field.keyword);
+            begin(field, flagBytes + numberBytes);
             out.boolean(object.bShowNodes);
             out.number(object.nGapNodes);
             break;
         case FieldContent::angle:
-            out.line(field.keyword);
+            begin(field, flagBytes + 2 * numberBytes + realBytes);
             out.boolean(object.bAcute);
             out.number(object.nAngleUnit);
             out.number(object.nAnglePrecision);
             out.real(object.dArcRadius);
             break;
         case FieldContent::nameOffset:
-            out.line(field.keyword);
+            begin(field, 2 * realBytes);
             out.real(object.ptNameOffset.x);
             out.real(object.ptNameOffset.y);
             break;
@@ -183,12 +187,12 @@ struct ObjectWriter {
 
     int object(const AnnObject& object, uint32_t flags) {
         const bool reduced = (flags & STREAM_REDUCED) != 0;
-        out.line(tokenBeginObject.keyword);
+        frame(tokenBeginObject, numberBytes);
         out.number(object.nType);
         for (const auto& field : storedFields) {
             if (hasType(reduced ? field.reducedTypes : field.types, object.nType)) write(field, object);
         }
-        out.line(tokenEndObject.keyword);
+        frame(tokenEndObject);
         if (out.failed()) fail(ERROR_FILE_WRITE);
         return code;
     }
@@ -237,8 +241,8 @@ bool markContainers(const AnnObject& top, std::vector<ContainerMark>& marks) {
     }
 }
 
-int writeMarkedTree(ObjectWriter& writer, const AnnObject& top, const WriteFilter& filter, uint32_t flags,
-                    const std::vector<ContainerMark>& marks) {
+template <class Sink> int writeMarkedTree(ObjectWriter<Sink>& writer, const AnnObject& top, const WriteFilter& filter,
+                                          uint32_t flags, const std::vector<ContainerMark>& marks) {
     std::vector<bool> selectedOnly{filter.bSelected}; // of the list that the walk is in and of those around it
     selectedOnly.reserve(maxTreeDepth + 2);
     uint32_t number = 0; // of the next container
@@ -251,7 +255,7 @@ int writeMarkedTree(ObjectWriter& writer, const AnnObject& top, const WriteFilte
                 ++number;
                 if (writer.object(*record, flags) != SUCCESS) return writer.code;
                 if (record->pFirstChild) {
-                    writer.out.line(tokenBlockBegin.keyword);
+                    writer.frame(tokenBlockBegin);
                     selectedOnly.push_back(onlySelected && !record->bSelected);
                     record = record->pFirstChild;
                     continue;
@@ -266,7 +270,7 @@ int writeMarkedTree(ObjectWriter& writer, const AnnObject& top, const WriteFilte
         while (record != &top && !record->pNext) {
             record = record->pParent;
             selectedOnly.pop_back();
-            writer.out.line(tokenBlockEnd.keyword);
+            writer.frame(tokenBlockEnd);
         }
         if (record == &top) return SUCCESS;
         record = record->pNext;
@@ -275,30 +279,33 @@ int writeMarkedTree(ObjectWriter& writer, const AnnObject& top, const WriteFilte
 
 } // namespace
 
-int annWriteObject(TextWriter& writer, const AnnObject& object, uint32_t flags) {
-    if (flags & STREAM_CODED) return ERROR_FEATURE_NOT_SUPPORTED;
-    ObjectWriter fields{writer, {}};
+template <class Sink> int annWriteObject(Sink& sink, const AnnObject& object, uint32_t flags) {
+    ObjectWriter<Sink> fields{sink, {}};
     return fields.object(object, flags);
 }
 
-int annWriteTree(TextWriter& writer, const AnnObject& object, const WriteFilter& filter, uint32_t flags) {
-    if (flags & STREAM_CODED) return ERROR_FEATURE_NOT_SUPPORTED;
+template <class Sink> int annWriteTree(Sink& sink, const AnnObject& object, const WriteFilter& filter, uint32_t flags) {
     try {
         std::vector<ContainerMark> marks;
         if (!markContainers(object, marks)) return ERROR_INV_PARAMETER;
-        ObjectWriter fields{writer, {}};
+        ObjectWriter<Sink> fields{sink, {}};
         const AnnObject* wrap = object.isContainer() ? nullptr : object.pParent;
         if (wrap) {
             if (const int code = fields.object(*wrap, flags); code != SUCCESS) return code;
-            writer.line(tokenBlockBegin.keyword);
+            fields.frame(tokenBlockBegin);
         }
         if (const int code = writeMarkedTree(fields, object, filter, flags, marks); code != SUCCESS) return code;
-        if (wrap) writer.line(tokenBlockEnd.keyword);
-        writer.line(tokenPageEnd.keyword);
-        return writer.failed() ? ERROR_FILE_WRITE : SUCCESS;
+        if (wrap) fields.frame(tokenBlockEnd);
+        fields.frame(tokenPageEnd);
+        return sink.failed() ? ERROR_FILE_WRITE : SUCCESS;
     } catch (const std::bad_alloc&) {
         return ERROR_NO_MEMORY;
     }
 }
+
+template int annWriteObject(TextWriter&, const AnnObject&, uint32_t);
+template int annWriteObject(CodedWriter&, const AnnObject&, uint32_t);
+template int annWriteTree(TextWriter&, const AnnObject&, const WriteFilter&, uint32_t);
+template int annWriteTree(CodedWriter&, const AnnObject&, const WriteFilter&, uint32_t);
 
 } // namespace kbann
