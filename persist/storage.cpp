@@ -3,6 +3,7 @@
 #include "persist/storage.h"
 #include "contracts/raster_kernel.h"
 #include "kbann/constants.h"
+#include "persist/coded_pages.h"
 #include "persist/pages.h"
 #include "persist/recognition.h"
 #include "store/file_operations.h"
@@ -76,6 +77,27 @@ int loadImageTag(const char* pszFile, HANNOBJECT* phObject, const KernelLoadOpti
     return code;
 }
 
+int readTextPage(AnnStream& stream, uint64_t firstPage, int32_t page, AnnObject*& root) {
+    TextPage found;
+    found.start = firstPage;
+    if (page > 1) {
+        if (const int code = annFindTextPage(stream, page, found); code != SUCCESS) return code;
+    }
+    if (!annSeekTo(stream, found.start)) return ERROR_FILE_SEEK;
+    TextReader reader(stream);
+    return annReadTree(reader, root, 0);
+}
+
+int readCodedPage(AnnStream& stream, uint32_t version, uint64_t onlyPage, int32_t page, AnnObject*& root) {
+    if (version == versionOnePage) {
+        if (!annSeekTo(stream, onlyPage)) return ERROR_FILE_SEEK;
+    } else if (const int code = annSeekCodedPage(stream, static_cast<uint32_t>(page)); code != SUCCESS) {
+        return code;
+    }
+    CodedReader reader(stream);
+    return annReadTree(reader, root, 0);
+}
+
 bool isInfoRequest(const AnnFileInfoRecord* pInfo) {
     return pInfo && pInfo->uStructSize == infoRecordBytes && pInfo->nOffset >= 0;
 }
@@ -87,10 +109,11 @@ int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat
     if (uFormat != ANN_FMT_NATIVE && uFormat != ANN_FMT_ENCODED) return ERROR_FEATURE_NOT_SUPPORTED;
     const uint32_t flags = pOptions ? pOptions->uFlags : 0;
     if (flags && flags != SAVE_REPLACEPAGE && flags != SAVE_INSERTPAGE) return ERROR_INV_PARAMETER;
-    if (uFormat == ANN_FMT_ENCODED) return ERROR_FEATURE_NOT_SUPPORTED;
 
     const NeutralLocale locale;
-    if (!flags) return annWriteTextData(stream, object, filter);
+    const bool coded = uFormat == ANN_FMT_ENCODED;
+    const auto writeWhole = coded ? annWriteCodedData : annWriteTextData;
+    if (!flags) return writeWhole(stream, object, filter);
     AnnFileInfoRecord info{};
     const bool holdsData = annQueryInfo(stream, info) == SUCCESS;
     const bool insert = flags == SAVE_INSERTPAGE;
@@ -98,12 +121,20 @@ int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat
     int64_t page = pOptions->nPageNumber;
     if (page < 1 && page != -1) return ERROR_PAGE_NOT_FOUND;
     if (page > pages + (insert || !holdsData)) return ERROR_PAGE_NOT_FOUND;
-    if (!holdsData) return annWriteTextData(stream, object, filter);
+    if (!holdsData) return writeWhole(stream, object, filter);
     if (info.nFormat != uFormat) return ERROR_INV_PARAMETER;
     if (page == -1) page = pages + 1;
-    if (!insert && page == 1 && pages == 1) return annWriteTextData(stream, object, filter);
-    return annWriteTextPage(stream, object, filter, insert ? RoomMode::insert : RoomMode::replace,
-                            static_cast<int32_t>(page));
+    const bool adds = insert || page > pages;
+    // In the coded form a page that is replaced stays in the data until links lead to the new one; without links it can't.
+    const bool onlyPage = !adds && pages == 1;
+    if (onlyPage && (!coded || info.nVersion == versionOnePage)) return writeWhole(stream, object, filter);
+    if (!coded)
+        return annWriteTextPage(stream, object, filter, insert ? RoomMode::insert : RoomMode::replace,
+                                static_cast<int32_t>(page));
+    if (info.nVersion == versionOnePage) {
+        if (const int code = annMakeCodedPaged(stream); code != SUCCESS) return code;
+    }
+    return annWriteCodedPage(stream, object, filter, static_cast<uint32_t>(page), adds ? SAVE_INSERTPAGE : SAVE_REPLACEPAGE);
 }
 
 int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadOptions* pOptions) {
@@ -118,17 +149,10 @@ int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadO
     if (info.nFormat != nFormat) return ERROR_FILE_FORMAT;
     const int32_t page = pageOf(pOptions);
     if (page < 1 || static_cast<uint32_t>(page) > info.nTotalPages) return ERROR_PAGE_NOT_FOUND;
-    if (nFormat == ANN_FMT_ENCODED) return ERROR_FEATURE_NOT_SUPPORTED;
-
-    TextPage found;
-    found.start = firstPage;
-    if (page > 1) {
-        if (const int code = annFindTextPage(stream, page, found); code != SUCCESS) return code;
-    }
-    if (!annSeekTo(stream, found.start)) return ERROR_FILE_SEEK;
-    TextReader reader(stream);
     AnnObject* root = nullptr;
-    if (const int code = annReadTree(reader, root, 0); code != SUCCESS) return code;
+    const int code = nFormat == ANN_FMT_ENCODED ? readCodedPage(stream, info.nVersion, firstPage, page, root)
+                                                : readTextPage(stream, firstPage, page, root);
+    if (code != SUCCESS) return code;
     annComputeGeometry(*root);
     *phObject = annToHandle(root);
     return SUCCESS;
@@ -140,7 +164,7 @@ int annDeletePage(AnnStream& stream, int32_t nPage) {
     if (const int code = annQueryInfo(stream, info); code != SUCCESS) return code;
     if (info.nVersion == versionOnePage || info.nTotalPages == 1) return ERROR_DELETE_LAST_PAGE;
     if (nPage < 1 || static_cast<uint32_t>(nPage) > info.nTotalPages) return ERROR_PAGE_NOT_FOUND;
-    if (info.nFormat != ANN_FMT_NATIVE) return ERROR_FEATURE_NOT_SUPPORTED;
+    if (info.nFormat == ANN_FMT_ENCODED) return annUnlinkPage(stream, static_cast<uint32_t>(nPage));
     uint64_t room = 0;
     return annMakeTextRoom(stream, RoomMode::remove, nPage, 0, room);
 }

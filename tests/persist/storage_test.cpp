@@ -205,7 +205,7 @@ TEST(Storage, BlocksAreCutUnlockedAndLostOnFailure) {
 
     hMem = nullptr;
     size = 99;
-    for (const uint32_t uFormat : {ANN_FMT_WMF, ANN_FMT_TIFFTAG, ANN_FMT_WANGTAG, ANN_FMT_ENCODED})
+    for (const uint32_t uFormat : {ANN_FMT_WMF, ANN_FMT_TIFFTAG, ANN_FMT_WANGTAG})
         EXPECT_EQ(K_AnnSaveMemory(tree.handle(), uFormat, 0, &hMem, &size, nullptr), ERROR_FEATURE_NOT_SUPPORTED);
     EXPECT_EQ(hMem, nullptr);
     EXPECT_EQ(size, 0u);

@@ -1,0 +1,50 @@
+// Pages of the coded form. Each stands behind a link record; the links chain them in page order, wherever they lie. So a
+// page is added, replaced or dropped by writing links, and nothing moves. What no link reaches is dead space.
+//
+// A save appends the page and a new end link behind the present end link, which becomes the page's link, and only then
+// writes the links that lead there. At every moment the chain holds all the pages of before or all those of afterwards.
+#pragma once
+
+#include "persist/native_form.h"
+#include "persist/stream.h"
+
+#include <cstdint>
+
+namespace kbann {
+
+inline constexpr uint32_t LINK_SEEK = 2; // go to the position first
+inline constexpr uint32_t LINK_KEEP = 4; // and put the stream back afterwards
+
+// Positions of links count from the stream's base. at, which may be null: the stream's position at the time of the call.
+// ERROR_FILE_SEEK; ERROR_FILE_WRITE when the write comes up short.
+int annWriteLink(AnnStream& stream, uint64_t position, uint32_t next, uint32_t mode, uint64_t* at);
+// next: position of the next link, 0 at the end of the chain. ERROR_FILE_READ for what is no link; the stream stays then.
+int annReadLink(AnnStream& stream, uint64_t position, uint32_t& next, uint32_t mode, uint64_t* at);
+
+struct PageChain {
+    uint32_t pages = 0;
+    uint64_t beforeLast = 0; // positions of links
+    uint64_t last = 0;       // the end link
+    uint64_t furthest = 0;   // that lies behind all others
+};
+// Follows the chain of paged data from the header on. The stream stays behind the end link, or where it was (LINK_KEEP).
+// ERROR_FILE_READ: no such header, a chain that leaves the data, meets something else or runs in a circle.
+int annWalkChain(AnnStream& stream, PageChain& chain, uint32_t mode);
+
+// Puts the page whose link is at `fresh` before a page (SAVE_INSERTPAGE, or no flags: before the first) or in its place
+// (SAVE_REPLACEPAGE). ERROR_PAGE_NOT_FOUND, ERROR_FILE_READ, ERROR_FILE_WRITE: the chain is as it was.
+int annSplicePage(AnnStream& stream, uint32_t page, uint32_t flags, uint64_t fresh);
+// Takes a page out of the chain; its bytes stay. ERROR_PAGE_NOT_FOUND, ERROR_FILE_READ, ERROR_FILE_WRITE.
+int annUnlinkPage(AnnStream& stream, uint32_t page);
+// Puts the stream on the first token of a page, counted from 1. ERROR_PAGE_NOT_FOUND, ERROR_FILE_READ.
+int annSeekCodedPage(AnnStream& stream, uint32_t page);
+
+// Writes a tree as the only page, from the base on, and cuts the stream behind it.
+int annWriteCodedData(AnnStream& stream, const AnnObject& object, const WriteFilter& filter);
+// Adds the page to paged data, as annSplicePage does. A failure leaves the data with the pages that it had.
+int annWriteCodedPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, uint32_t page, uint32_t flags);
+// Data of one page without links becomes paged: a copy of the page goes behind it, and then one link over its first bytes
+// leads there. A page that can't be read is left alone, with the code of reading it.
+int annMakeCodedPaged(AnnStream& stream);
+
+} // namespace kbann
