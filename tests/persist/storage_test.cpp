@@ -1,5 +1,6 @@
 // The exported save and load functions and the queries on stored data: places, codes, what happens to blocks and files.
 #include "tests/persist/support.h"
+#include "tests/persist/test_file.h"
 
 #include <cstdio>
 #include <fstream>
@@ -9,20 +10,6 @@ using namespace kbann;
 using namespace kbann::test;
 
 namespace {
-
-// A file of the test's own folder, gone at the end.
-struct TestFile {
-    std::string path;
-    explicit TestFile(const char* name) : path(testing::TempDir() + "kbann_" + name) { std::remove(path.c_str()); }
-    ~TestFile() { std::remove(path.c_str()); }
-    const char* name() const { return path.c_str(); }
-    bool exists() const { return std::ifstream(path).good(); }
-    void write(const std::string& text) const { std::ofstream(path, std::ios::binary) << text; }
-    std::string read() const {
-        std::ifstream in(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-};
 
 StoredTree smallTree(uint32_t uTag = 7) {
     StoredTree tree = newTree();
