@@ -1,0 +1,56 @@
+// What the fuzz targets of the stored forms ask of any bytes: they load or they don't, and what loads is saved, loaded again
+// and saved once more, and must give the same bytes then.
+#pragma once
+
+#include "kbann/kbann.h"
+#include "platform/sys.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+
+namespace stored_round {
+
+inline void require(bool holds) {
+    if (!holds) std::abort();
+}
+
+struct Saved {
+    HGLOBAL hMem = nullptr;
+    uint32_t size = 0;
+    Saved(HANNOBJECT hObject, uint32_t uFormat) {
+        if (K_AnnSaveMemory(hObject, uFormat, 0, &hMem, &size, nullptr) != SUCCESS) hMem = nullptr;
+        require(hMem);
+    }
+    ~Saved() { GlobalFree(hMem); }
+    Saved(const Saved&) = delete;
+    Saved& operator=(const Saved&) = delete;
+    const void* bytes() const { return GlobalLock(hMem); }
+    HANNOBJECT load() const {
+        HANNOBJECT loaded = nullptr;
+        require(K_AnnLoadMemory(bytes(), size, &loaded, nullptr) == SUCCESS);
+        return loaded;
+    }
+    bool sameAs(const Saved& other) const { return size == other.size && std::memcmp(bytes(), other.bytes(), size) == 0; }
+};
+
+// Through a form, and from there on through it once more.
+inline void check(HANNOBJECT loaded, uint32_t uFormat) {
+    const Saved first(loaded, uFormat);
+    const HANNOBJECT again = first.load();
+    const Saved second(again, uFormat);
+    const HANNOBJECT third = second.load();
+    require(Saved(third, uFormat).sameAs(second));
+    for (const HANNOBJECT tree : {again, third}) K_AnnDestroy(tree, 0);
+}
+
+// Null when the bytes don't load, or are an image file: their readers have targets of their own.
+inline HANNOBJECT load(const uint8_t* data, size_t size, const KernelLoadOptions* options = nullptr) {
+    if (size >= 2 && data[0] == data[1] && (data[0] == 'I' || data[0] == 'M')) return nullptr;
+    HANNOBJECT loaded = nullptr;
+    const int code = K_AnnLoadMemory(data, static_cast<uint32_t>(size), &loaded, options);
+    require((code == SUCCESS) == (loaded != nullptr));
+    return loaded;
+}
+
+} // namespace stored_round
