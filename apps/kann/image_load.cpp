@@ -235,6 +235,13 @@ int countPages(const Store& store) {
     return known;
 }
 
+void checkPages(const Store& store) {
+    HANNOBJECT root = nullptr;
+    const int code = loadStoredPage(store, maxPages, &root);
+    const Tree tree(root);
+    if (code != ERROR_PAGE_NOT_FOUND) check(code, store.file.name);
+}
+
 Tree loadTree(const Store& store, int page) {
     if (store.data.empty()) return {};
     HANNOBJECT root = nullptr;

@@ -106,6 +106,8 @@ struct Store {
 Store openStore(InputFile file, int tagPage);
 // Pages of the data, 0 when there is none.
 int countPages(const Store& store);
+// Throws Failure for data whose pages can't be told. A paged save takes it for none and would write over it.
+void checkPages(const Store& store);
 // A page's tree; null when a TIFF carries no data.
 Tree loadTree(const Store& store, int page);
 

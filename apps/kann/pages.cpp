@@ -75,6 +75,7 @@ Bytes withPage(const Store& store, PageAction action, int page, const std::strin
     const Store added = openStore(openInput(source), sourcePage);
     const Tree tree = loadTree(added, added.inTag ? 1 : sourcePage);
     if (!tree) throw failure(source, tagNotFound, "the page carries no annotation data");
+    checkPages(store);
     const std::uint32_t flags = action == PageAction::insert ? SAVE_INSERTPAGE : SAVE_REPLACEPAGE;
     return saveTree(tree.get(), storedFormNumber(store.form), store.data, flags, page, store.file.name);
 }

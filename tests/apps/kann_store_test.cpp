@@ -70,23 +70,72 @@ TEST_F(KannStoreTest, PagesAreInsertedReplacedAndDeleted) {
         {{"delete", "0"}, 2, "ELLIPSE NOTE NOTE"},
         {{"insert", "1", "gone.kba"}, 1, "ELLIPSE NOTE NOTE"},
     };
-    write("book.kba", read("rect.kba"));
-    for (const auto& step : steps) {
-        SCOPED_TRACE(step.arguments[0] + " " + step.arguments[1]);
-        std::vector<std::string> arguments{"pages", "book.kba"};
-        arguments.insert(arguments.end(), step.arguments.begin(), step.arguments.end());
-        const std::string before = read("book.kba");
-        EXPECT_EQ(kann(arguments).status, step.status);
-        EXPECT_EQ(contents("book.kba"), step.contents);
-        if (step.status != 0) {
-            EXPECT_EQ(read("book.kba"), before);
+    for (const std::string form : {"native", "coded"}) {
+        const std::string book = form + ".book", other = form + ".other";
+        done({"convert", "rect.kba", "--to", form, "-o", book});
+        for (const auto& step : steps) {
+            SCOPED_TRACE(form + ", " + step.arguments[0] + " " + step.arguments[1]);
+            std::vector<std::string> arguments{"pages", book};
+            arguments.insert(arguments.end(), step.arguments.begin(), step.arguments.end());
+            const std::string before = read(book);
+            EXPECT_EQ(kann(arguments).status, step.status);
+            EXPECT_EQ(contents(book), step.contents);
+            if (step.status != 0) {
+                EXPECT_EQ(read(book), before);
+            }
         }
+        const std::string before = read(book);
+        done({"pages", book, "delete", "1", "-o", other});
+        EXPECT_EQ(contents(other), "NOTE NOTE");
+        EXPECT_EQ(read(book), before);
+        EXPECT_EQ(done({"pages", other, "list"}), "1\t1\t0,0,64,48\n2\t1\t0,0,64,48\n");
+        EXPECT_NE(done({"info", other}).find(form + " form, version 13, page 1 of 2"), std::string::npos);
     }
-    const std::string before = read("book.kba");
-    done({"pages", "book.kba", "delete", "1", "-o", "other.kba"});
-    EXPECT_EQ(contents("other.kba"), "NOTE NOTE");
-    EXPECT_EQ(read("book.kba"), before);
-    EXPECT_EQ(done({"pages", "other.kba", "list"}), "1\t1\t0,0,64,48\n2\t1\t0,0,64,48\n");
+}
+
+// A page of one form takes its place in the other, and what a form has held comes back as it was.
+TEST_F(KannStoreTest, CodedDataThereAndBack) {
+    makeStores();
+    done({"pages", "rect.kba", "insert", "last", "ellipse.kba", "-o", "book.kba"});
+    done({"convert", "book.kba", "--to", "coded", "-o", "book.kbc"});
+    EXPECT_EQ(read("book.kbc").substr(0, 17), "KBANNBEGINCODED\r\n");
+    EXPECT_EQ(contents("book.kbc"), "RECT ELLIPSE");
+    done({"convert", "book.kbc", "--to", "native", "-o", "back.kba"});
+    EXPECT_EQ(read("back.kba"), read("book.kba"));
+    done({"convert", "book.kbc", "--to", "coded", "--page", "2", "-o", "second.kbc"});
+    EXPECT_EQ(contents("second.kbc"), "ELLIPSE");
+    const auto withoutName = [](std::string text) { return text.erase(0, text.find("\"version\"")); };
+    EXPECT_EQ(withoutName(done({"info", "book.kbc", "--json"})), withoutName(done({"info", "book.kba", "--json"})));
+    EXPECT_EQ(kann({"info", "book.kbc", "--page", "3"}).status, 1);
+
+    // Without the two links and the end link it is data of an earlier version.
+    const std::string paged = read("second.kbc");
+    write("old.kbc", paged.substr(0, 17) + paged.substr(29, paged.size() - 35));
+    EXPECT_NE(done({"info", "old.kbc"}).find("coded form, version 12, page 1 of 1"), std::string::npos);
+    EXPECT_EQ(kann({"pages", "old.kbc", "delete", "1"}).status, 1);
+    done({"pages", "old.kbc", "insert", "1", "note.kba"});
+    EXPECT_EQ(contents("old.kbc"), "NOTE ELLIPSE");
+
+    write("cut.kbc", read("book.kbc").substr(0, 300));
+    EXPECT_EQ(kann({"info", "cut.kbc"}).status, 1);
+    EXPECT_EQ(kann({"pages", "cut.kbc", "insert", "1", "note.kba"}).status, 1);
+    EXPECT_EQ(read("cut.kbc"), read("book.kbc").substr(0, 300));
+}
+
+TEST_F(KannStoreTest, CodedDataInATag) {
+    makeStores();
+    makeScan("scan.tif", 2);
+    done({"attach", "scan.tif", "rect.kba", "--page", "2", "--as", "coded", "-o", "tagged.tif"});
+    EXPECT_NE(done({"info", "tagged.tif", "--page", "2"}).find("coded form, version 13"), std::string::npos);
+    done({"extract", "tagged.tif", "--page", "2", "-o", "back.kbc"});
+    done({"convert", "rect.kba", "--to", "coded", "-o", "rect.kbc"});
+    EXPECT_EQ(read("back.kbc"), read("rect.kbc"));
+    done({"attach", "scan.tif", "rect.kbc", "-o", "own.tif"});
+    done({"extract", "own.tif", "-o", "own.kbc"});
+    EXPECT_EQ(read("own.kbc"), read("rect.kbc")) << "without --as the store's form stays";
+    done({"attach", "scan.tif", "rect.kbc", "--as", "native", "-o", "own.tif"});
+    done({"extract", "own.tif", "-o", "own.kba"});
+    EXPECT_EQ(read("own.kba"), read("rect.kba"));
 }
 
 TEST_F(KannStoreTest, AddChangesItsPageAlone) {
