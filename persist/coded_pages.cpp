@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 
 namespace kbann {
 namespace {
@@ -20,11 +21,10 @@ bool readHeader(AnnStream& stream) {
            std::string_view(line, length) == codedHeader;
 }
 
-bool writeHeader(AnnStream& stream) {
-    char line[codedHeader.size() + 2];
-    std::memcpy(line, codedHeader.data(), codedHeader.size());
-    std::memcpy(line + codedHeader.size(), "\r\n", 2);
-    return annSeekTo(stream, stream.uBase) && annWriteAll(stream, line, sizeof line);
+void putLink(uint8_t* out, uint64_t next) {
+    const auto told = static_cast<uint32_t>(next);
+    std::memcpy(out, &pageLinkTag, sizeof pageLinkTag);
+    std::memcpy(out + sizeof pageLinkTag, &told, sizeof told);
 }
 
 struct FoundPage {
@@ -55,10 +55,12 @@ int changeLink(AnnStream& stream, uint64_t position, uint32_t before, uint64_t n
     return code;
 }
 
-// A tree's tokens at the stream's present position, and the end link behind them, where the data is cut. A page without any
-// object is that one token.
-int writePage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, uint64_t& end) {
+// A tree's tokens at the stream's present position, behind `lead`, and the end link behind them, where the data is cut. A
+// tree that the writer refuses has written nothing, not even the lead. end: position of the end link.
+int writePage(AnnStream& stream, std::span<const uint8_t> lead, const AnnObject& object, const WriteFilter& filter,
+              uint64_t& end) {
     CodedWriter writer(stream);
+    writer.run(lead.data(), lead.size());
     if (const int code = annWriteTree(writer, object, filter, 0); code != SUCCESS) return code;
     if (const int code = writer.finish(); code != SUCCESS) return code;
     if (const int code = annWriteLink(stream, 0, 0, 0, &end); code != SUCCESS) return code;
@@ -66,12 +68,11 @@ int writePage(AnnStream& stream, const AnnObject& object, const WriteFilter& fil
     return end <= longestData && annCut(stream) ? SUCCESS : ERROR_FILE_WRITE;
 }
 
-// A link at the stream's present position with a page behind it, and the end link that it leads to. link: its position.
-int writeLinkedPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, uint64_t& link) {
+// The same with a page that has its link as the last bytes of its lead. The stream stands behind the end link.
+int writeLinkedPage(AnnStream& stream, std::span<const uint8_t> lead, const AnnObject& object, const WriteFilter& filter) {
+    const uint64_t link = stream.uPos - stream.uBase + lead.size() - linkBytes;
     uint64_t end = 0;
-    int code = annWriteLink(stream, 0, 0, 0, &link);
-    if (code == SUCCESS) code = writePage(stream, object, filter, end);
-    if (code != SUCCESS) return code;
+    if (const int code = writePage(stream, lead, object, filter, end); code != SUCCESS) return code;
     return annWriteLink(stream, link, static_cast<uint32_t>(end), LINK_SEEK | LINK_KEEP, nullptr);
 }
 
@@ -88,8 +89,7 @@ int annWriteLink(AnnStream& stream, uint64_t position, uint32_t next, uint32_t m
     if (at) *at = before - stream.uBase;
     if ((mode & LINK_SEEK) && !annSeekTo(stream, stream.uBase + position)) return ERROR_FILE_SEEK;
     uint8_t link[linkBytes];
-    std::memcpy(link, &pageLinkTag, sizeof pageLinkTag);
-    std::memcpy(link + sizeof pageLinkTag, &next, sizeof next);
+    putLink(link, next);
     const bool written = annWriteAll(stream, link, linkBytes);
     if ((mode & LINK_KEEP) && !annSeekTo(stream, before)) return ERROR_FILE_SEEK;
     return written ? SUCCESS : ERROR_FILE_WRITE;
@@ -164,11 +164,14 @@ int annSeekCodedPage(AnnStream& stream, uint32_t page) {
 }
 
 int annWriteCodedData(AnnStream& stream, const AnnObject& object, const WriteFilter& filter) {
-    if (!writeHeader(stream)) return ERROR_FILE_WRITE;
-    const uint64_t first = stream.uPos - stream.uBase + linkBytes;
-    if (const int code = annWriteLink(stream, 0, static_cast<uint32_t>(first), 0, nullptr); code != SUCCESS) return code;
-    uint64_t link = 0;
-    return writeLinkedPage(stream, object, filter, link);
+    if (!annSeekTo(stream, stream.uBase)) return ERROR_FILE_SEEK;
+    constexpr size_t headerBytes = codedHeader.size() + 2;
+    uint8_t lead[headerBytes + 2 * linkBytes];
+    std::memcpy(lead, codedHeader.data(), codedHeader.size());
+    std::memcpy(lead + codedHeader.size(), "\r\n", 2);
+    putLink(lead + headerBytes, headerBytes + linkBytes);
+    putLink(lead + headerBytes + linkBytes, 0);
+    return writeLinkedPage(stream, lead, object, filter);
 }
 
 int annWriteCodedPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, uint32_t page, uint32_t flags) {
@@ -178,7 +181,7 @@ int annWriteCodedPage(AnnStream& stream, const AnnObject& object, const WriteFil
     if (chain.furthest != chain.last) return ERROR_FILE_READ;
     const uint64_t start = stream.uPos;
     uint64_t end = 0;
-    int code = writePage(stream, object, filter, end);
+    int code = writePage(stream, {}, object, filter, end);
     if (code != SUCCESS) return cutBack(stream, start, code);
     code = changeLink(stream, chain.beforeLast, static_cast<uint32_t>(chain.last), end);
     if (code == SUCCESS) code = annSplicePage(stream, page, flags, chain.last);
@@ -190,20 +193,17 @@ int annMakeCodedPaged(AnnStream& stream) {
     if (!readHeader(stream)) return ERROR_FILE_READ;
     const uint64_t start = stream.uPos;
     AnnObject* root = nullptr;
-    uint64_t end = 0, link = 0;
-    int code = SUCCESS;
-    {
-        CodedReader reader(stream);
-        code = annReadTree(reader, root, 0);
-        end = reader.position();
-    }
-    if (code != SUCCESS) return code;
-    code = annSeekTo(stream, end) ? writeLinkedPage(stream, *root, {}, link) : ERROR_FILE_SEEK;
+    CodedReader reader(stream);
+    if (const int code = annReadTree(reader, root, 0); code != SUCCESS) return code;
+    const uint64_t end = reader.position();
+    uint8_t link[linkBytes];
+    putLink(link, 0);
+    int code = annSeekTo(stream, end) ? writeLinkedPage(stream, link, *root, {}) : ERROR_FILE_SEEK;
     annFreeTree(root);
     if (code != SUCCESS) return cutBack(stream, end, code);
     uint8_t first[linkBytes];
     if (!annSeekTo(stream, start) || !annReadAll(stream, first, linkBytes)) return ERROR_FILE_READ;
-    code = annWriteLink(stream, start - stream.uBase, static_cast<uint32_t>(link), LINK_SEEK, nullptr);
+    code = annWriteLink(stream, start - stream.uBase, static_cast<uint32_t>(end - stream.uBase), LINK_SEEK, nullptr);
     if (code != SUCCESS && annSeekTo(stream, start)) annWriteAll(stream, first, linkBytes);
     return code;
 }

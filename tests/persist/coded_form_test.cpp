@@ -9,12 +9,7 @@ using namespace kbann::test;
 
 namespace {
 
-std::string savedCoded(const AnnObject* object) {
-    HGLOBAL hMem = nullptr;
-    uint32_t size = 0;
-    EXPECT_EQ(K_AnnSaveMemory(annToHandle(object), ANN_FMT_ENCODED, 0, &hMem, &size, nullptr), SUCCESS);
-    return hMem ? takeBlock(hMem, size) : std::string();
-}
+std::string savedCoded(const AnnObject* object) { return savedAs(ANN_FMT_ENCODED, object); }
 
 // The fields of every object up to the font's, with values that can be told apart.
 CodedBytes commonFields(bool visible, uint32_t tag, uint32_t foreColor, double fontSize) {

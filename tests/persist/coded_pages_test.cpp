@@ -180,6 +180,21 @@ TEST(CodedPages, DataWithoutLinks) {
     EXPECT_EQ(unreadable.text(), broken);
 }
 
+TEST(CodedPages, ATreeThatIsTooDeepWritesNothing) {
+    StoredTree deep = newTree();
+    AnnObject* inner = deep.root;
+    for (uint32_t i = 0; i < maxTreeDepth; ++i) inner = newObject(ANN_OBJECT_CONTAINER, inner);
+    newObject(ANN_OBJECT_RECT, inner);
+    TextStream data;
+    ASSERT_EQ(savePage(data.stream, 'a', 0, 1), SUCCESS);
+    const std::string before = data.text();
+    for (const uint32_t flags : {0u, insert, replace}) {
+        const PageOptions options(flags, 1);
+        EXPECT_EQ(annSaveToStream(data.stream, *deep.root, ANN_FMT_ENCODED, {}, &options.options), ERROR_INV_PARAMETER);
+        EXPECT_EQ(data.text(), before);
+    }
+}
+
 // An end link that doesn't lie last: what would be appended behind it would go over another page.
 TEST(CodedPages, APageBehindTheEndLinkIsntWrittenOver) {
     const std::string page = pageTokens('a');

@@ -156,19 +156,21 @@ TEST(HostileText, FailingMemoryGivesItsCode) {
     rect.pszName.assign("a name");
     rect.pPoints.reset(20);
     ASSERT_EQ(K_CreateBitmap(&rect.bitmap, 1, 9, 9, 24, KB_ORDER_BGR, nullptr, KB_VIEW_TOP_LEFT, 0, 0), SUCCESS);
-    const std::string whole = saved(tree.root);
     const size_t live = annObjectTable().live();
-    for (int allowed = 0;; ++allowed) {
-        ASSERT_LT(allowed, 1000);
-        int left = allowed;
-        KbSetAllocationHook([](SIZE_T, void* count) -> BOOL { return (*static_cast<int*>(count))-- > 0; }, &left);
-        HANNOBJECT hObject = nullptr;
-        const int code = K_AnnLoadMemory(whole.data(), static_cast<uint32_t>(whole.size()), &hObject, nullptr);
-        KbSetAllocationHook(nullptr, nullptr);
-        StoredTree loaded(annFromHandle(hObject));
-        if (code == SUCCESS && left >= 0) break; // what is only a default text or a region may fail unseen
-        EXPECT_TRUE(code == SUCCESS || code == ERROR_NO_MEMORY) << code << " after " << allowed;
-        EXPECT_EQ(code == SUCCESS, loaded.root != nullptr);
+    for (const uint32_t uFormat : streamForms) {
+        const std::string whole = savedAs(uFormat, tree.root);
+        for (int allowed = 0;; ++allowed) {
+            ASSERT_LT(allowed, 1000);
+            int left = allowed;
+            KbSetAllocationHook([](SIZE_T, void* count) -> BOOL { return (*static_cast<int*>(count))-- > 0; }, &left);
+            HANNOBJECT hObject = nullptr;
+            const int code = K_AnnLoadMemory(whole.data(), static_cast<uint32_t>(whole.size()), &hObject, nullptr);
+            KbSetAllocationHook(nullptr, nullptr);
+            StoredTree loaded(annFromHandle(hObject));
+            if (code == SUCCESS && left >= 0) break; // what is only a default text or a region may fail unseen
+            EXPECT_TRUE(code == SUCCESS || code == ERROR_NO_MEMORY) << code << " after " << allowed;
+            EXPECT_EQ(code == SUCCESS, loaded.root != nullptr);
+        }
     }
     EXPECT_EQ(annObjectTable().live(), live);
 }

@@ -201,24 +201,24 @@ TEST(Storage, BlocksAreCutUnlockedAndLostOnFailure) {
 TEST(Storage, FailingMemoryFailsTheSaveAlone) {
     const StoredTree tree = smallTree();
     tree.root->pFirstChild->pszLockKey.assign("key");
-    const std::string text = saved(tree.root);
-    for (int allowed = 0;; ++allowed) {
-        ASSERT_LT(allowed, 100);
-        int left = allowed;
-        HGLOBAL hMem = nullptr;
-        uint32_t size = 0;
-        KbSetAllocationHook([](SIZE_T, void* count) -> BOOL { return (*static_cast<int*>(count))-- > 0; }, &left);
-        const int code = K_AnnSaveMemory(tree.handle(), ANN_FMT_NATIVE, 0, &hMem, &size, nullptr);
-        KbSetAllocationHook(nullptr, nullptr);
-        if (code == SUCCESS) {
-            EXPECT_EQ(takeBlock(hMem, size), text);
-            if (left >= 0) break;
-        } else {
-            EXPECT_TRUE(code == ERROR_NO_MEMORY || code == ERROR_FILE_WRITE) << code;
-            EXPECT_EQ(hMem, nullptr);
+    for (const uint32_t uFormat : streamForms) {
+        const std::string whole = savedAs(uFormat, tree.root);
+        for (int allowed = 0;; ++allowed) {
+            ASSERT_LT(allowed, 100);
+            int left = allowed, code = SUCCESS;
+            KbSetAllocationHook([](SIZE_T, void* count) -> BOOL { return (*static_cast<int*>(count))-- > 0; }, &left);
+            const std::string data = savedAs(uFormat, tree.root, false, &code);
+            KbSetAllocationHook(nullptr, nullptr);
+            if (code == SUCCESS) {
+                EXPECT_EQ(data, whole);
+                if (left >= 0) break;
+            } else {
+                EXPECT_TRUE(code == ERROR_NO_MEMORY || code == ERROR_FILE_WRITE) << code;
+                EXPECT_EQ(data, "");
+            }
         }
+        EXPECT_EQ(savedAs(uFormat, tree.root), whole);
     }
-    EXPECT_EQ(saved(tree.root), text);
 }
 
 TEST(Storage, TheLocaleIsNeutralDuringTheWorkAndGivenBack) {

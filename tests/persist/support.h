@@ -75,17 +75,24 @@ inline std::string takeBlock(HGLOBAL hMem, uint32_t size) {
     return text;
 }
 
-// The text form of an object; empty when the save failed.
-inline std::string saved(const AnnObject* object, bool bSelected = false, int* code = nullptr) {
+// A stored form of an object; empty when the save failed.
+inline std::string savedAs(uint32_t uFormat, const AnnObject* object, bool bSelected = false, int* code = nullptr) {
     HGLOBAL hMem = nullptr;
     uint32_t size = 0;
-    const int result = K_AnnSaveMemory(annToHandle(object), ANN_FMT_NATIVE, bSelected, &hMem, &size, nullptr);
+    const int result = K_AnnSaveMemory(annToHandle(object), uFormat, bSelected, &hMem, &size, nullptr);
     if (code)
         *code = result;
     else
         EXPECT_EQ(result, SUCCESS);
     return hMem ? takeBlock(hMem, size) : std::string();
 }
+
+// The text form.
+inline std::string saved(const AnnObject* object, bool bSelected = false, int* code = nullptr) {
+    return savedAs(ANN_FMT_NATIVE, object, bSelected, code);
+}
+
+inline constexpr uint32_t streamForms[] = {ANN_FMT_NATIVE, ANN_FMT_ENCODED};
 
 inline int load(std::string_view data, StoredTree& tree, int32_t page = 1) {
     HANNOBJECT hObject = nullptr;
