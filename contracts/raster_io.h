@@ -168,6 +168,14 @@ typedef int (*KernelLeftoverProc)(const KernelLeftover* pLeftover, void* pUser);
  * result of the callback other than SUCCESS. */
 KB_API int K_FindLeftovers(const void* pData, size_t size, KernelLeftoverProc pfnFound, void* pUser);
 
+/* Image files that stored data names, such as that of a stamp in the marks of other tools: whether they are opened, process-wide.
+ * 1 (as it is unless set): regular files are; 0: none is. Gives the old policy. A host that shows data of strangers may want 0,
+ * since the data chooses what is read. */
+KB_API int K_SetLinkedFilePolicy(int policy);
+/* K_LoadFile under that policy. ERROR_FILE_OPEN for a name that isn't opened: by the policy, or because it is a folder, a pipe or
+ * a device. */
+KB_API int K_LoadLinkedFile(const char* pszPath, KernelBitmap* b);
+
 /* Largest image in pixels that any load makes, 2^28 unless set. Gives the old limit. */
 KB_API uint64_t K_SetPixelLimit(uint64_t pixels);
 /* Copies a TIFF and, on page n (from 1), sets or (null data) takes out one tag in place; strips and other tags stay as they

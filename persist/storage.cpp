@@ -6,6 +6,7 @@
 #include "persist/coded_pages.h"
 #include "persist/pages.h"
 #include "persist/recognition.h"
+#include "persist/wang_form.h"
 #include "store/file_operations.h"
 #include "store/geometry.h"
 #include "store/handles.h"
@@ -18,6 +19,7 @@ namespace {
 constexpr int openRead = 0x8000, openUpdate = 0x8002, openCreate = 0x8302; // binary; read and write; create, truncate
 constexpr int modeRead = 0x100, modeWrite = 0x80;
 constexpr uint16_t tagTypeBytes = 1;
+constexpr uint16_t widthTag = 256, heightTag = 257;
 constexpr uint32_t infoRecordBytes = 24;
 
 // The stream's own numbers don't depend on a locale; what the host hangs on its switch does.
@@ -50,6 +52,8 @@ bool isFileForm(uint32_t uFormat) {
     return uFormat == ANN_FMT_NATIVE || uFormat == ANN_FMT_WMF || uFormat == ANN_FMT_ENCODED;
 }
 
+bool isWangForm(uint32_t uFormat) { return uFormat == ANN_FMT_TIFFTAG || uFormat == ANN_FMT_WANGTAG; }
+
 int32_t pageOf(const KernelLoadOptions* pOptions) { return pOptions && pOptions->nPageNumber ? pOptions->nPageNumber : 1; }
 
 // Cuts a written block to its data and gives its handle, unlocked once.
@@ -59,6 +63,18 @@ HGLOBAL closeBlock(AnnStream& stream, uint32_t* puSize) {
     HGLOBAL hMem = GlobalHandle(stream.pBlock);
     GlobalUnlock(hMem);
     return hMem;
+}
+
+// A side of an image from its TIFF tag; 0 when it can't be told.
+double sideTag(const char* pszFile, uint16_t tag, const KernelLoadOptions* pOptions) {
+    constexpr uint16_t shortType = 3, longType = 4, signedShortType = 8, signedLongType = 9;
+    uint16_t type = 0;
+    uint32_t count = 0, value = 0;
+    const int size = K_GetFileTag(pszFile, tag, &type, &count, nullptr, pOptions);
+    if (size < 1 || static_cast<size_t>(size) > sizeof value) return 0;
+    if (K_GetFileTag(pszFile, tag, &type, &count, &value, pOptions) != size) return 0;
+    if (type == shortType || type == signedShortType) return value & 0xFFFF;
+    return type == longType || type == signedLongType ? value : 0;
 }
 
 int loadImageTag(const char* pszFile, HANNOBJECT* phObject, const KernelLoadOptions* pOptions) {
@@ -72,7 +88,8 @@ int loadImageTag(const char* pszFile, HANNOBJECT* phObject, const KernelLoadOpti
     const int size = K_LoadFileTag(pszFile, ANN_TAG_TIFF, &type, &count, &hTag, pOptions);
     if (!hTag) return size;
     AnnStream stream = annMemoryStream(GlobalLock(hTag), static_cast<uint64_t>(size));
-    const int code = annLoadFromStream(stream, phObject, pOptions);
+    const WangImage image{sideTag(pszFile, widthTag, pOptions), sideTag(pszFile, heightTag, pOptions)};
+    const int code = annLoadFromStream(stream, phObject, pOptions, image);
     GlobalFree(hTag);
     return code;
 }
@@ -137,12 +154,18 @@ int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat
     return annWriteCodedPage(stream, object, filter, static_cast<uint32_t>(page), adds ? SAVE_INSERTPAGE : SAVE_REPLACEPAGE);
 }
 
-int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadOptions* pOptions) {
+int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadOptions* pOptions, const WangImage& image) {
     const NeutralLocale locale;
     uint32_t nFormat = 0;
     bool bPaged = false;
     if (const int code = annQueryFormat(stream, nFormat, bPaged); code != SUCCESS) return code;
-    if (nFormat == ANN_FMT_WANGTAG) return ERROR_FEATURE_NOT_SUPPORTED;
+    if (nFormat == ANN_FMT_WANGTAG) {
+        AnnObject* root = nullptr;
+        if (const int code = annWangReadStream(stream, root, image); code != SUCCESS) return code;
+        if (root) annComputeGeometry(*root);
+        *phObject = annToHandle(root);
+        return SUCCESS;
+    }
     const uint64_t firstPage = stream.uPos;
     AnnFileInfoRecord info{};
     if (const int code = annQueryInfo(stream, info); code != SUCCESS) return code;
@@ -194,7 +217,7 @@ int annSaveOffset(int file, int32_t nOffset, uint32_t* puBytesWritten, const Sav
 }
 
 int annSaveMemory(HGLOBAL* phMem, uint32_t* puSize, const SaveRequest& request) {
-    const AnnObject* object = annFromHandle(request.hObject);
+    AnnObject* object = annFromHandle(request.hObject);
     if (!object || !phMem || request.uFormat > ANN_FMT_ENCODED) return ERROR_INV_PARAMETER;
     void* pBlock = nullptr;
     if (*phMem) {
@@ -204,7 +227,13 @@ int annSaveMemory(HGLOBAL* phMem, uint32_t* puSize, const SaveRequest& request) 
         *puSize = 0;
     }
     AnnStream stream = annMemoryStream(pBlock, pBlock ? GlobalSize(*phMem) : 0);
-    const int code = annSaveToStream(stream, *object, request.uFormat, request.filter, request.pOptions);
+    const int code = isWangForm(request.uFormat)
+                         ? annWangWriteTree(stream, *object, request.filter, request.uFormat == ANN_FMT_WANGTAG)
+                         : annSaveToStream(stream, *object, request.uFormat, request.filter, request.pOptions);
+    if (code == wangNothing) {
+        if (*phMem) GlobalUnlock(*phMem);
+        return SUCCESS;
+    }
     if (code == SUCCESS) {
         *phMem = closeBlock(stream, puSize);
     } else if (stream.pBlock) {

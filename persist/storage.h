@@ -6,6 +6,7 @@
 #include "kbann/types.h"
 #include "persist/native_form.h"
 #include "persist/stream.h"
+#include "persist/wang_form.h"
 
 #include <cstdint>
 
@@ -30,8 +31,10 @@ int annLoadMemory(const void* pData, uint32_t uSize, HANNOBJECT* phObject, const
 // Writes a tree in one of the stream forms, by the flags and the page of the options.
 int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat, const WriteFilter& filter,
                     const KernelSaveOptions* pOptions);
-// Reads a page (null options: 1). *phObject receives the tree on success and is left alone else.
-int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadOptions* pOptions);
+// Reads a page (null options: 1). *phObject receives the tree on success and is left alone else; null when there are marks of
+// other tools and none of them can be shown. image: what marks lie on.
+int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadOptions* pOptions,
+                      const WangImage& image = {});
 // Takes a page out. ERROR_DELETE_LAST_PAGE when there is no other.
 int annDeletePage(AnnStream& stream, int32_t nPage);
 

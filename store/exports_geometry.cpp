@@ -6,7 +6,6 @@
 #include "store/tree.h"
 
 #include <algorithm>
-#include <cmath>
 
 using namespace kbann;
 
@@ -83,8 +82,7 @@ int transformWalk(HANNOBJECT hObject, Transform how, double degrees, const AnnPo
     if (!record) return ERROR_INV_PARAMETER;
     return annWalk(record, uFlags, nullptr, [&](AnnObject& found) -> int {
         const AnnPoint center = pCenter ? *pCenter : found.ptCenter;
-        const AnnMatrix there{1, 0, 0, 1, -center.x, -center.y}, back{1, 0, 0, 1, center.x, center.y};
-        const int code = annApplyMatrix(found, how, annMul(annMul(there, make()), back), degrees);
+        const int code = annApplyMatrix(found, how, annAbout(center, make()), degrees);
         annUpdate(found, uFlags & ANN_FLAG_NOINVALIDATE ? Repaint::none : Repaint::object);
         return code;
     });
@@ -159,8 +157,7 @@ int K_AnnResize(HANNOBJECT hObject, double dScaleX, double dScaleY, const AnnPoi
 
 int K_AnnRotate(HANNOBJECT hObject, double dAngle, const AnnPoint* pCenter, uint32_t uFlags) {
     return exported([&] {
-        const double theta = dAngle * 0.017453292519943278;
-        const AnnMatrix turn{std::cos(theta), -std::sin(theta), std::sin(theta), std::cos(theta), 0, 0};
+        const AnnMatrix turn = annRotation(dAngle);
         return transformWalk(hObject, Transform::rotate, dAngle, pCenter, uFlags, [&] { return turn; });
     });
 }

@@ -75,4 +75,7 @@ void annDeviceRect(const AnnObject& record, const AnnMatrix& matrix, RECT& out, 
 enum class Transform : uint8_t { moveOrResize, flip, reverse, rotate };
 int annApplyMatrix(AnnObject& record, Transform how, const AnnMatrix& matrix, double degrees);
 
+// Takes a whole object through a matrix, whatever its type, and derives its fields anew. Pixels that it brings along stay.
+void annApplyTransform(const AnnMatrix& matrix, AnnObject& record);
+
 } // namespace kbann

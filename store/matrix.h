@@ -34,6 +34,17 @@ inline AnnMatrix annMul(const AnnMatrix& first, const AnnMatrix& second) {
             second.c * first.e + second.d * first.f + second.f};
 }
 
+// A turn or a scaling, told about the origin, about another point instead.
+inline AnnMatrix annAbout(AnnPoint center, const AnnMatrix& m) {
+    return annMul(annMul({1, 0, 0, 1, -center.x, -center.y}, m), {1, 0, 0, 1, center.x, center.y});
+}
+
+// Clockwise as seen with y downward.
+inline AnnMatrix annRotation(double degrees) {
+    const double theta = degrees * 0.017453292519943278;
+    return {std::cos(theta), -std::sin(theta), std::sin(theta), std::cos(theta), 0, 0};
+}
+
 // The zero matrix for one that has no inverse.
 inline AnnMatrix annInverse(const AnnMatrix& m) {
     const double determinant = m.a * m.d - m.b * m.c;

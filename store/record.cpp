@@ -50,13 +50,41 @@ bool makeFamilyParts(AnnObject& record) {
     }
 }
 
-void initAutomation(AnnObject& record) {
-    AutomationPart& part = *record.pAutomation;
-    std::ranges::copy(firstCustomColors, part.crCustomColors.begin());
-    record.pszFontName = libraryState().textArial;
-    part.pszAutoButtonFont = libraryState().textDialogFace;
-    record.crFore = 0x0000FF;
-    annMakeDialogFont(record);
+// What the family's side record begins with.
+void initFamilyPart(AnnObject& record) {
+    const auto& library = libraryState();
+    switch (record.nType) {
+    case ANN_OBJECT_PUSHPIN:
+        if (!record.bitmap.Allocated) copyOwnedBitmap(record.bitmap, library.defaultPushpin);
+        copyOwnedBitmap(record.pPushpin->bitmap2, library.defaultPushpin2);
+        break;
+    case ANN_OBJECT_RULER:
+    case ANN_OBJECT_CROSSPRODUCT:
+        record.pMeasure->dGaugeLengthCopy = 30.0;
+        record.dBitmapDpiX = record.dBitmapDpiY = defaultMeasureDpi;
+        break;
+    case ANN_OBJECT_AUTOMATION:
+        std::ranges::copy(firstCustomColors, record.pAutomation->crCustomColors.begin());
+        record.pAutomation->pszAutoButtonFont = library.textDialogFace;
+        annMakeDialogFont(record);
+        break;
+    default: break;
+    }
+}
+
+void freeAutomation(AutomationPart& part) {
+    K_FreeMetafile(&part.autoHotspotMetafile);
+    for (const uint32_t handle : part.pUndoStack)
+        if (AnnObject* snapshot = annFromHandle(handle)) annFreeTree(snapshot);
+    if (part.hAutoDlgFont) DeleteObject(part.hAutoDlgFont);
+}
+
+void freeFamilyParts(AnnObject& record) {
+    if (record.pPushpin) K_FreeBitmap(&record.pPushpin->bitmap2);
+    if (record.pAutomation) freeAutomation(*record.pAutomation);
+    record.pPushpin.reset();
+    record.pMeasure.reset();
+    record.pAutomation.reset();
 }
 
 } // namespace
@@ -79,6 +107,7 @@ void annInitDefaults(AnnObject& record) noexcept {
     record.pHandles.reset(4);
     record.pszUnitAbbrev = library.textMillimetres;
     record.pszAngleAbbrev = library.textDegree;
+    initFamilyPart(record);
 
     switch (record.nType) {
     case ANN_OBJECT_CONTAINER:
@@ -95,11 +124,7 @@ void annInitDefaults(AnnObject& record) noexcept {
         record.nLineStyle = ANN_LINE_NULL;
         record.nROP2 = ANN_ROP2_AND;
         break;
-    case ANN_OBJECT_PUSHPIN:
-        copyOwnedBitmap(record.bitmap, library.defaultPushpin);
-        copyOwnedBitmap(record.pPushpin->bitmap2, library.defaultPushpin2);
-        record.bTransparent = 1;
-        [[fallthrough]];
+    case ANN_OBJECT_PUSHPIN: record.bTransparent = 1; [[fallthrough]];
     case ANN_OBJECT_NOTE:
         record.pszFontName = library.textArial;
         record.crBack = yellow;
@@ -113,13 +138,12 @@ void annInitDefaults(AnnObject& record) noexcept {
         record.nLineStyle = ANN_LINE_NULL;
         break;
     case ANN_OBJECT_TEXT: record.pszFontName = library.textArial; break;
-    case ANN_OBJECT_AUTOMATION: initAutomation(record); break;
-    case ANN_OBJECT_RULER:
-    case ANN_OBJECT_CROSSPRODUCT:
-        record.pMeasure->dGaugeLengthCopy = 30.0;
+    case ANN_OBJECT_AUTOMATION:
         record.pszFontName = library.textArial;
-        record.dBitmapDpiX = record.dBitmapDpiY = defaultMeasureDpi;
+        record.crFore = 0x0000FF;
         break;
+    case ANN_OBJECT_RULER:
+    case ANN_OBJECT_CROSSPRODUCT: record.pszFontName = library.textArial; break;
     case ANN_OBJECT_POINT:
         copyOwnedBitmap(record.bitmap, library.defaultPoint);
         record.bTransparent = 1;
@@ -141,6 +165,18 @@ void annInitDefaults(AnnObject& record) noexcept {
     case ANN_OBJECT_VIDEO:
     case ANN_OBJECT_FREEHANDHOTSPOT: break;
     }
+}
+
+bool annSetType(AnnObject& record, uint32_t nType) noexcept {
+    if (record.nType == nType) return true;
+    freeFamilyParts(record);
+    record.nType = nType;
+    if (!makeFamilyParts(record)) {
+        record.nType = ANN_OBJECT_RECT; // a type without side records
+        return false;
+    }
+    initFamilyPart(record);
+    return true;
 }
 
 void annMakeDialogFont(AnnObject& automation) noexcept {
@@ -212,13 +248,6 @@ int copyOwned(AnnObject& copy, const AnnObject& source) {
     return code;
 }
 
-void freeAutomation(AutomationPart& part) {
-    K_FreeMetafile(&part.autoHotspotMetafile);
-    for (const uint32_t handle : part.pUndoStack)
-        if (AnnObject* snapshot = annFromHandle(handle)) annFreeTree(snapshot);
-    if (part.hAutoDlgFont) DeleteObject(part.hAutoDlgFont);
-}
-
 } // namespace
 
 AnnObject* annCopyRecord(const AnnObject& source, int& code) noexcept {
@@ -266,8 +295,7 @@ void annFreeRecord(AnnObject* record) noexcept {
     annObjectTable().remove(record->hSelf);
     K_FreeBitmap(&record->bitmap);
     K_FreeMetafile(&record->metafile);
-    if (record->pPushpin) K_FreeBitmap(&record->pPushpin->bitmap2);
-    if (record->pAutomation) freeAutomation(*record->pAutomation);
+    freeFamilyParts(*record);
     record->~AnnObject();
     annPoolGive(record);
 }

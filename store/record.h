@@ -181,6 +181,9 @@ static_assert(sizeof(AnnObject) <= 960, "a plain object stays under 1 KiB all to
 AnnObject* annNewRecord(uint32_t nType) noexcept;
 // Fills a new record with the defaults of its type. Strings that can't be had stay null.
 void annInitDefaults(AnnObject& record) noexcept;
+// Makes a record that a reader has begun as one type an object of another: its side records with their defaults, a pushpin's
+// pictures among them; plain values stay. False when memory fails: the record is an empty shape then, to be freed.
+bool annSetType(AnnObject& record, uint32_t nType) noexcept;
 // Makes the automation's dialog font anew.
 void annMakeDialogFont(AnnObject& automation) noexcept;
 

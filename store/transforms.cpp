@@ -1,6 +1,7 @@
 // Moving, resizing, rotating and mirroring: a matrix applied to an object's geometry in the way that suits its type. What
 // must stay readable (a note, a button) goes with its position alone.
 #include "contracts/raster_kernel.h"
+#include "kbann/object_types.h"
 #include "store/geometry.h"
 
 #include <algorithm>
@@ -76,6 +77,22 @@ int annApplyMatrix(AnnObject& record, Transform how, const AnnMatrix& matrix, do
     case Way::position: applyPosition(record, matrix); break;
     }
     return SUCCESS;
+}
+
+void annApplyTransform(const AnnMatrix& matrix, AnnObject& record) {
+    if (hasType(typesQuad, record.nType)) {
+        for (AnnPoint& p : record.quad) p = annApply(matrix, p);
+    } else if (record.nType == ANN_OBJECT_POINTER) {
+        applyPointer(record, matrix);
+    } else if (record.nType == ANN_OBJECT_CROSSPRODUCT && record.nPoints() == 5) {
+        AnnPoint points[5];
+        std::ranges::copy(record.pPoints, points);
+        annCrossSquare(&matrix, points);
+        std::ranges::copy(points, record.pPoints.begin());
+    } else if (record.nType != ANN_OBJECT_AUTOMATION) {
+        for (AnnPoint& p : record.pPoints) p = annApply(matrix, p);
+    }
+    annUpdate(record, Repaint::object);
 }
 
 } // namespace kbann
