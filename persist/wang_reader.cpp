@@ -40,6 +40,8 @@ void trace(const char* format, auto value) {
 std::string_view untilNul(std::string_view text) { return text.substr(0, text.find('\0')); }
 std::string_view asText(Run run) { return {reinterpret_cast<const char*>(run.data()), run.size()}; }
 
+bool isSame(const AnnPoint& a, const AnnPoint& b) { return a.x == b.x && a.y == b.y; }
+
 // What a list of marks is read with.
 struct MarkReader {
     Run data;
@@ -170,8 +172,8 @@ struct MarkReader {
             {wang_name::dib, &MarkReader::image},
             {wang_name::dibOld, &MarkReader::image},
             {wang_name::text, &MarkReader::text},
-            {wang_name::rest, &MarkReader::rest},
-            {wang_name::restCoded, &MarkReader::restCoded},
+            {wang_name::rest, &MarkReader::rest<TextReader>},
+            {wang_name::restCoded, &MarkReader::rest<CodedReader>},
         });
         const auto row = std::ranges::find(rows, name, &Row::name);
         if (row == rows.end()) return SUCCESS;
@@ -300,22 +302,19 @@ struct MarkReader {
         return SUCCESS;
     }
 
-    int rest(AnnObject& object, Run run) { return readRest(object, run, STREAM_REDUCED); }
-    int restCoded(AnnObject& object, Run run) { return readRest(object, run, STREAM_REDUCED | STREAM_CODED); }
-
-    int readRest(AnnObject& object, Run run, uint32_t flags) {
-        // Reading ends with the block, so that no two blocks can claim the same bytes.
+    // Either dress; reading ends with the block, so that no two blocks can claim the same bytes.
+    template <class Source> int rest(AnnObject& object, Run run) {
         AnnStream stream = annMemoryStream(const_cast<uint8_t*>(run.data()), run.size());
-        TextReader reader(stream);
+        Source source(stream);
         uint8_t tag = 0;
         uint32_t nType = 0;
-        if (const int code = annReadToken(reader, tag); code != SUCCESS) return code;
-        if (tag != tokenBeginObject.tag || !reader.number(nType) || nType >= ANN_OBJECT_LAST) return ERROR_FILE_READ;
+        if (const int code = annReadToken(source, tag); code != SUCCESS) return code;
+        if (tag != tokenBeginObject.tag || !source.number(nType) || nType >= ANN_OBJECT_LAST) return ERROR_FILE_READ;
         if (!annSetType(object, nType)) return ERROR_NO_MEMORY;
         if (const int code = fixForType(object); code != SUCCESS) return code;
         const KernelPixels* pixels = object.bitmap.pPixels;
         const bool wasLocked = static_cast<bool>(object.pszLockKey);
-        if (const int code = annReadObject(reader, object, scratch, flags); code != SUCCESS) return code;
+        if (const int code = annReadObject(source, object, scratch, STREAM_REDUCED); code != SUCCESS) return code;
         const bool hidden = object.nType == ANN_OBJECT_REDACT && object.pszLockKey && !wasLocked &&
                             object.bitmap.Allocated && object.bitmap.pPixels == pixels;
         return hidden ? unscrambleImage(object.bitmap) : SUCCESS;
@@ -331,6 +330,14 @@ struct MarkReader {
             const AnnPoint* p = object.pPoints.data();
             const AnnPoint points[5] = {p[0], p[5], p[1], p[2], p[3]};
             return object.pPoints.assign(points) ? SUCCESS : ERROR_NO_MEMORY;
+        }
+        case ANN_OBJECT_POINT: object.pPoints.clear(); return SUCCESS; // its own follows
+        case ANN_OBJECT_POLYGON: {
+            // Written closed; left so, it would gain a point each time.
+            const uint32_t count = object.nPoints();
+            if (count < 2 || !isSame(object.pPoints[0], object.pPoints[count - 1])) return SUCCESS;
+            const std::vector<AnnPoint> open(object.pPoints.begin(), object.pPoints.end() - 1);
+            return object.pPoints.assign(open) ? SUCCESS : ERROR_NO_MEMORY;
         }
         default: return SUCCESS;
         }
