@@ -126,6 +126,64 @@ void LoadFile(benchmark::State& state) {
     done(state);
 }
 
+// Marks of other tools, alone and with the whole object behind: ten thousand and a tenth of them, to see that time goes with
+// the number.
+HANNOBJECT markTree(int64_t count) {
+    Random random;
+    HANNOBJECT root = nullptr;
+    const AnnRect page{0, 0, 2480, 3508};
+    K_AnnCreateContainer(nullptr, &page, TRUE, &root);
+    constexpr uint32_t types[] = {ANN_OBJECT_LINE, ANN_OBJECT_RECT, ANN_OBJECT_HILITE, ANN_OBJECT_NOTE, ANN_OBJECT_TEXT};
+    for (int64_t i = 0; i < count; ++i) {
+        HANNOBJECT item = nullptr;
+        K_AnnCreateItem(root, types[random.number(5)], TRUE, &item);
+        const double x = random.below(2000), y = random.below(3000);
+        const AnnRect box{x, y, x + random.below(300), y + random.below(200)};
+        K_AnnSetRect(item, &box);
+        K_AnnSetText(item, ("annotation " + std::to_string(i)).c_str(), ANN_FLAG_NOINVALIDATE);
+    }
+    return root;
+}
+
+void perMark(benchmark::State& state) {
+    state.counters["a mark"] = benchmark::Counter(
+        static_cast<double>(state.range(1)), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+void SaveMarks(benchmark::State& state) {
+    const HANNOBJECT root = markTree(state.range(1));
+    for (auto _ : state) {
+        HGLOBAL memory = nullptr;
+        uint32_t size = 0;
+        failIf(state, K_AnnSaveMemory(root, formOf(state), FALSE, &memory, &size, nullptr));
+        state.PauseTiming();
+        if (memory) GlobalFree(memory);
+        state.counters["MB"] = size / 1e6;
+        state.ResumeTiming();
+    }
+    K_AnnDestroy(root, ANN_FLAG_NOINVALIDATE);
+    perMark(state);
+}
+
+void LoadMarks(benchmark::State& state) {
+    const HANNOBJECT root = markTree(state.range(1));
+    HGLOBAL memory = nullptr;
+    uint32_t size = 0;
+    failIf(state, K_AnnSaveMemory(root, formOf(state), FALSE, &memory, &size, nullptr));
+    K_AnnDestroy(root, ANN_FLAG_NOINVALIDATE);
+    const void* bytes = GlobalLock(memory);
+    timeLoads(state, [bytes, size](HANNOBJECT* loaded) { return K_AnnLoadMemory(bytes, size, loaded, nullptr); });
+    GlobalFree(memory);
+    perMark(state);
+}
+
+void markForms(benchmark::internal::Benchmark* bench) {
+    bench->ArgNames({"form", "marks"})->ArgsProduct({{ANN_FMT_TIFFTAG, ANN_FMT_WANGTAG}, {1'000, 10'000, 100'000}});
+    bench->Unit(benchmark::kMillisecond);
+}
+BENCHMARK(SaveMarks)->Apply(markForms);
+BENCHMARK(LoadMarks)->Apply(markForms);
+
 void forms(benchmark::internal::Benchmark* bench) {
     bench->ArgName("form")->Arg(ANN_FMT_NATIVE)->Arg(ANN_FMT_ENCODED)->Unit(benchmark::kMillisecond);
 }

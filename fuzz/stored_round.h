@@ -44,9 +44,10 @@ inline void check(HANNOBJECT loaded, uint32_t uFormat) {
     for (const HANNOBJECT tree : {again, third}) K_AnnDestroy(tree, 0);
 }
 
-// Null when the bytes don't load, or are an image file: their readers have targets of their own.
+// Null when the bytes don't load. Image files and marks have targets of their own, and marks that show nothing give no tree.
 inline HANNOBJECT load(const uint8_t* data, size_t size, const KernelLoadOptions* options = nullptr) {
     if (size >= 2 && data[0] == data[1] && (data[0] == 'I' || data[0] == 'M')) return nullptr;
+    if (size >= 8 && data[4] <= 1 && !data[5] && !data[6] && !data[7]) return nullptr;
     HANNOBJECT loaded = nullptr;
     const int code = K_AnnLoadMemory(data, static_cast<uint32_t>(size), &loaded, options);
     require((code == SUCCESS) == (loaded != nullptr));

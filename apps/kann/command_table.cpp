@@ -11,11 +11,13 @@ namespace kann {
 namespace {
 
 // The first rows belong to every command.
-constexpr std::size_t commonOptions = 6;
+constexpr std::size_t commonOptions = 7;
 
 constexpr auto options = std::to_array<OptionRow>({
     {"quiet", 'q', Arity::flag, "", "no warnings and no progress on standard error, failures alone"},
     {"trace", '\0', Arity::flag, "", "show the library's trace lines on standard error"},
+    {"linked-images", '\0', Arity::flag, "",
+     "open image files that annotation data of other tools names (regular files alone)"},
     {"max-pixels", '\0', Arity::one, "N", "refuse images of more pixels (default 268435456)"},
     {"max-memory", '\0', Arity::one, "SIZE",
      "take no more memory for data than this, in bytes or with K, M, G (default 4G)"},

@@ -20,11 +20,23 @@ Resolution seenAs(int perspective, double across, double down) {
     return isSideways(perspective) ? Resolution{down, across} : Resolution{across, down};
 }
 
+// Marks of other tools count in pixels of their image. The container that reading puts around them ends on the last pixel, or
+// far out where the image wasn't known: on an image it is that image.
+void spanImage(const Tree& tree, AnnRect& rect, int width, int height, const std::string& name) {
+    constexpr double unknownEnd = 31999;
+    if (rect.left != 0 || rect.top != 0) return;
+    const bool unknown = rect.right == unknownEnd && rect.bottom == unknownEnd;
+    if (!unknown && (rect.right != width - 1 || rect.bottom != height - 1)) return;
+    rect = {0, 0, static_cast<double>(width), static_cast<double>(height)};
+    check(K_AnnSetRect(tree.get(), &rect), name);
+}
+
 } // namespace
 
 Fit fitTree(const Tree& tree, int width, int height, double scale, const std::string& name) {
     AnnRect rect{};
     check(K_AnnGetRect(tree.get(), &rect, nullptr), name);
+    spanImage(tree, rect, width, height, name);
     const auto side = [scale](double length, int pixels) {
         const double factor = pixels / length;
         return std::isfinite(factor) && factor > 0 ? factor : scale;

@@ -271,13 +271,11 @@ Bytes saveTree(HANNOBJECT root, std::uint32_t form, const Bytes& old, std::uint3
     std::uint32_t size = 0;
     const int code = K_AnnSaveMemory(root, form, FALSE, &block, &size, old.empty() ? nullptr : &options);
     check(code, file, code == ERROR_PAGE_NOT_FOUND ? "page " + std::to_string(page) : std::string());
-    Bytes bytes;
-    if (block) {
-        const std::unique_ptr<KbMemory, HGLOBAL (*)(HGLOBAL)> owner(block, GlobalFree);
-        const auto* data = static_cast<const std::uint8_t*>(GlobalLock(block));
-        bytes.assign(data, data + size);
-        GlobalUnlock(block);
-    }
+    if (!block) throw failure(file, ERROR_FEATURE_NOT_SUPPORTED, "nothing in it can be a mark of other tools");
+    const std::unique_ptr<KbMemory, HGLOBAL (*)(HGLOBAL)> owner(block, GlobalFree);
+    const auto* data = static_cast<const std::uint8_t*>(GlobalLock(block));
+    Bytes bytes(data, data + size);
+    GlobalUnlock(block);
     return bytes;
 }
 

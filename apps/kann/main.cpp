@@ -41,6 +41,7 @@ void setLimits(const Arguments& arguments) {
     limits().maxPixels = static_cast<std::uint64_t>(arguments.number("max-pixels", 1 << 28, 1, std::int64_t{1} << 40));
     limits().maxObjects = static_cast<std::uint64_t>(arguments.number("max-objects", 1'000'000, 1, std::int64_t{1} << 40));
     K_SetPixelLimit(limits().maxPixels);
+    K_SetLinkedFilePolicy(arguments.has("linked-images") ? 1 : 0);
     K_SetVectorResolution(vectorSize().dpi);
     limitMemory(parseSize(arguments.text("max-memory", "4G"), "--max-memory"));
 }

@@ -1,0 +1,114 @@
+// Marks of other tools on the command line: into and out of tags, from and into the other forms, on the image, and files that
+// they name.
+#include "tests/apps/kann_process.h"
+
+#include <algorithm>
+
+namespace {
+
+class KannMarksTest : public KannTest {
+protected:
+    void SetUp() override {
+        KannTest::SetUp();
+        done({"add", "new:120x90", "rect", "--rect", "20,10,80,50", "--fill-mode", "opaque", "--back-color", "#FF0000",
+              "--line-style", "null", "-o", "page.kba"});
+        done({"add", "page.kba", "pointer", "--points", "10,80", "100,60", "-o", "page.kba"});
+        makeImage("white.tif", 120, 90);
+    }
+
+    std::string types(const std::string& name, const std::vector<std::string>& more = {}) const {
+        std::vector<std::string> arguments{"info", name};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        std::string words, list = done(arguments);
+        for (std::size_t at = 0; (at = list.find("\n    ", at)) != std::string::npos;) {
+            at += 5;
+            words += (words.empty() ? "" : " ") + list.substr(at, list.find(' ', at) - at);
+        }
+        return words;
+    }
+
+    // A stamp whose image is a file: header, one mark, one block.
+    static std::string linkedStamp(const std::string& path) {
+        std::string data("\0\0\0\0\1\0\0\0\5\0\0\0\xA4\0\0\0\2\0\0\0\x0A\0\0\0\x0A\0\0\0\x28\0\0\0\x1E\0\0\0", 36);
+        data.resize(16 + 116, '\0');
+        data += std::string("\1\0\0\0\x3F\xF8\x0F\0", 8);
+        data.resize(16 + 164, '\0');
+        data += std::string("\6\0\0\0\x0C\0\0\0OiFilNam", 16);
+        for (int i = 0; i < 4; ++i) data += static_cast<char>((path.size() + 1) >> 8 * i);
+        return data + path + '\0';
+    }
+};
+
+} // namespace
+
+TEST_F(KannMarksTest, FormsHoldWhatTheyCan) {
+    const struct {
+        const char *form, *types;
+    } rows[] = {
+        {"tifftag", "RECT POINTER"}, {"wangtag", "RECT LINE"}, {"native", "RECT POINTER"}, {"coded", "RECT POINTER"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.form);
+        done({"convert", "page.kba", "--to", row.form, "-o", "store"});
+        EXPECT_EQ(types("store"), row.types);
+        done({"attach", "white.tif", "page.kba", "--as", row.form, "-o", "tagged.tif"});
+        EXPECT_EQ(types("tagged.tif"), row.types);
+        done({"extract", "tagged.tif", "-o", "extracted"});
+        EXPECT_EQ(read("extracted"), read("store"));
+        done({"attach", "white.tif", "extracted", "-o", "again.tif"});
+        EXPECT_EQ(read("again.tif"), read("tagged.tif"));
+        done({"convert", "store", "--to", "native", "-o", "native.kba"});
+        EXPECT_EQ(types("native.kba"), row.types);
+        done({"detach", "tagged.tif", "-o", "bare.tif"});
+        EXPECT_EQ(kann({"extract", "bare.tif", "-o", "none"}).status, 1);
+        EXPECT_EQ(pixels("bare.tif"), pixels("white.tif"));
+        // Marks stand on the same pixels as the tree that they were made of.
+        done({"render", "tagged.tif", "-o", "tagged.png"});
+        const auto drawn = pixels("tagged.png");
+        ASSERT_EQ(drawn.size(), 120u * 90 * 3);
+        const auto at = [&drawn](std::size_t x, std::size_t y) {
+            const std::uint8_t* p = &drawn[(y * 120 + x) * 3];
+            return p[2] << 16 | p[1] << 8 | p[0];
+        };
+        EXPECT_EQ(at(50, 30), 0xFF0000);
+        EXPECT_EQ(at(22, 12), 0xFF0000);
+        EXPECT_NE(at(90, 30), 0xFF0000);
+    }
+    EXPECT_NE(done({"info", "store", "--json"}).find("\"form\": \"coded\""), std::string::npos);
+}
+
+// In a file of their own marks don't know their image: they are drawn by its pixels all the same.
+TEST_F(KannMarksTest, LooseMarksLieOnTheImagesPixels) {
+    done({"convert", "page.kba", "--to", "tifftag", "-o", "whole.tag"});
+    done({"convert", "page.kba", "--to", "wangtag", "-o", "marks.tag"});
+    EXPECT_NE(done({"info", "marks.tag"}).find("CONTAINER 0,0,31999,31999"), std::string::npos);
+    done({"attach", "white.tif", "marks.tag", "-o", "tagged.tif"});
+    EXPECT_NE(done({"info", "tagged.tif"}).find("CONTAINER 0,0,119,89"), std::string::npos);
+    done({"render", "white.tif", "marks.tag", "-o", "loose.png"});
+    done({"render", "tagged.tif", "-o", "tagged.png"});
+    EXPECT_EQ(pixels("loose.png"), pixels("tagged.png"));
+    done({"burn", "tagged.tif", "-o", "burned.tif"});
+    EXPECT_EQ(pixels("burned.tif"), pixels("tagged.png"));
+    EXPECT_EQ(done({"hit", "tagged.tif", "50", "30"}).substr(0, 4), "RECT");
+}
+
+TEST_F(KannMarksTest, NothingThatCouldBeAMark) {
+    done({"add", "new:120x90", "button", "--rect", "20,10,80,50", "-o", "button.kba"});
+    const KannResult failed = kann({"convert", "button.kba", "--to", "wangtag", "-o", "none.tag"});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_NE(failed.err.find("nothing in it can be a mark"), std::string::npos);
+    EXPECT_FALSE(exists("none.tag"));
+    EXPECT_EQ(kann({"attach", "white.tif", "button.kba", "--as", "wangtag", "-o", "none.tif"}).status, 1);
+    EXPECT_EQ(types("button.kba"), "BUTTON");
+    // Data of marks without any that is known carries no annotations.
+    write("unknown.tag", std::string("\0\0\0\0\1\0\0\0", 8));
+    EXPECT_EQ(kann({"render", "white.tif", "unknown.tag", "-o", "plain.png"}).status, 3);
+}
+
+TEST_F(KannMarksTest, NamedFilesAreOpenedWhenAskedFor) {
+    makeImage("stamp.bmp", 30, 20);
+    write("stamp.tag", linkedStamp(path("stamp.bmp")));
+    EXPECT_EQ(done({"info", "stamp.tag"}).find("image"), std::string::npos);
+    EXPECT_NE(done({"info", "stamp.tag", "--linked-images"}).find("image 30x20"), std::string::npos);
+    write("folder.tag", linkedStamp(path("")));
+    EXPECT_EQ(done({"info", "folder.tag", "--linked-images"}).find("image"), std::string::npos);
+}

@@ -1,0 +1,125 @@
+// Marks that lie: every cut and many changes of a sound file, images whose headers lie, lists that would take long, images
+// that unfold without end. Nothing may crash, hang or leave anything behind.
+#include "tests/persist/support.h"
+#include "tests/persist/wang_bytes.h"
+
+#include <random>
+
+using namespace kbann;
+using namespace kbann::test;
+
+namespace {
+
+// A mark of every kind with every block.
+std::string soundMarks(bool wide) {
+    MarkBytes bytes(wide);
+    bytes.block("OiIndex", "9", 2);
+    bytes.mark({.uType = 5}).block("OiIndex", "0").block("KiteDat", fileText("BEGINOBJECT\n0\nFATHER\n0\nENDOBJECT\n"));
+    bytes.mark({.uType = 1}).block("OiIndex", "1").block("OiAnoDat", bytes.number(6) + std::string(52, '\0'));
+    bytes.block("OiDIB", smallDib()).block("OiFilNam", "/gone");
+    bytes.mark({.uType = 4}).block("OiAnoDat", bytes.points(2, 2, {1, 2, 3, 4})).block("OiGroup", "[Untitled]");
+    bytes.mark({.uType = 7}).block("OiAnText", bytes.text(450, "words"));
+    bytes.mark({.uType = 6, .highlighting = 1}).mark({.uType = 11}).block("OiDIB", "?");
+    bytes.mark({.uType = 6}).block("OiDIB", smallDib());
+    bytes.block("KiteDat", fileText("BEGINOBJECT\n13\nLOCK\n3\n86)C\nENDOBJECT\n"));
+    const std::string coded("\0\0\4\0\0\0\x16\0\0\0\3\0\4\0\0\0\x4E\0\0\0\x25\0\0\0\0\0", 26);
+    return bytes.mark({.uType = 10}).block("KiteDAT", coded).data;
+}
+
+class WangHostile : public testing::TestWithParam<bool> {};
+
+TEST_P(WangHostile, CutAndChangedFiles) {
+    const std::string sound = soundMarks(GetParam());
+    {
+        StoredTree tree;
+        ASSERT_EQ(load(sound, tree), SUCCESS);
+        ASSERT_EQ(tree.root->pFirstChild->nType, uint32_t{ANN_OBJECT_STAMP});
+    }
+    const size_t before = annObjectTable().live();
+    const auto survives = [&](const std::string& data) {
+        StoredTree tree;
+        const int code = load(data, tree);
+        if (code != SUCCESS) {
+            EXPECT_EQ(tree.root, nullptr);
+        }
+        if (tree.root) saved(tree.root);
+        return code;
+    };
+    int sounds = 0;
+    for (size_t cut = 0; cut < sound.size(); ++cut) sounds += survives(sound.substr(0, cut)) == SUCCESS;
+    EXPECT_LT(sounds, 60) << "cuts between blocks alone leave sound files";
+    const auto seed = static_cast<unsigned>(GTEST_FLAG_GET(random_seed)) + 11;
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    constexpr uint8_t values[] = {0, 1, 5, 6, 0x7F, 0x80, 0xFF};
+    for (int round = 0; round < 4000; ++round) {
+        std::string data = sound;
+        for (int changes = 0; changes < 3; ++changes)
+            data[8 + random() % (data.size() - 8)] = static_cast<char>(values[random() % 7]);
+        survives(data);
+    }
+    EXPECT_EQ(annObjectTable().live(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, WangHostile, testing::Bool(), [](const auto& i) { return i.param ? "wide" : "narrow"; });
+
+std::string dib(int32_t width, int32_t height, uint16_t bits, uint32_t compression, uint32_t colors, size_t behind) {
+    std::string data(40 + behind, '\0');
+    const auto put = [&data](size_t at, auto value) { std::memcpy(data.data() + at, &value, sizeof value); };
+    put(0, uint32_t{40});
+    put(4, width);
+    put(8, height);
+    put(12, uint16_t{1});
+    put(14, bits);
+    put(16, compression);
+    put(32, colors);
+    return data;
+}
+
+TEST(WangHostile, ImagesThatLie) {
+    const struct {
+        const char* name;
+        std::string dib;
+        int code;
+    } rows[] = {
+        {"all there is", dib(2, 2, 24, 0, 0, 16), SUCCESS},
+        {"top down", dib(2, -2, 24, 0, 0, 16), SUCCESS},
+        {"a byte short", dib(2, 2, 24, 0, 0, 15), ERROR_FILE_READ},
+        {"half a header", dib(2, 2, 24, 0, 0, 16).substr(0, 20), ERROR_FILE_READ},
+        {"nothing", "", ERROR_FILE_READ},
+        {"another header", "\x29" + dib(2, 2, 24, 0, 0, 16).substr(1), ERROR_FILE_READ},
+        {"far too large", dib(0x7FFFFFFF, 0x7FFFFFFF, 32, 0, 0, 16), ERROR_FILE_READ},
+        {"the smallest height", dib(1, INT32_MIN, 1, 0, 0, 16), ERROR_FILE_READ},
+        {"no width", dib(0, 2, 24, 0, 0, 16), ERROR_FILE_READ},
+        {"an odd depth", dib(2, 2, 7, 0, 0, 16), ERROR_FILE_READ},
+        {"more colours than the depth has", dib(2, 2, 8, 0, 257, 2000), ERROR_FILE_READ},
+        {"all colours there are", dib(2, 2, 24, 0, UINT32_MAX, 16), ERROR_FILE_READ},
+        {"a file inside", dib(2, 2, 24, 4, 0, 16), ERROR_FILE_READ},
+        {"runs of another depth", dib(2, 2, 24, 1, 0, 16), ERROR_FILE_READ},
+        {"runs without end", dib(1 << 24, 1 << 24, 8, 1, 0, 1100), ERROR_NO_MEMORY},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        StoredTree tree;
+        EXPECT_EQ(load(MarkBytes(true).mark({.uType = 1}).block("OiDIB", row.dib).data, tree), row.code);
+    }
+    // Each is small enough, all together aren't.
+    MarkBytes many(true);
+    std::string runs = dib(16000, 16000, 8, 1, 1, 6);
+    runs[45] = 1; // the end at once
+    for (int i = 0; i < 2; ++i) many.mark({.uType = 1}).block("OiDIB", runs);
+    StoredTree tree;
+    EXPECT_EQ(load(many.data, tree), ERROR_NO_MEMORY);
+}
+
+TEST(WangHostile, ManyMarks) {
+    MarkBytes bytes(false);
+    for (int i = 0; i < 50'000; ++i) bytes.mark({.uType = 5}).block("OiIndex", std::to_string(i));
+    StoredTree tree;
+    ASSERT_EQ(load(bytes.data, tree), SUCCESS);
+    uint32_t count = 0;
+    for (const AnnObject* o = tree.root->pFirstChild; o; o = o->pNext) count += o->nSaveId == count;
+    EXPECT_EQ(count, 50'000u);
+}
+
+} // namespace
