@@ -5,6 +5,10 @@ target_compile_options(kb_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion
   -ffp-contract=off -fno-math-errno -fvisibility=hidden
   $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
+# Strings that are put together in optimised code make this compiler see copies of impossible lengths.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  target_compile_options(kb_options INTERFACE -Wno-restrict -Wno-stringop-overread)
+endif()
 if(KB_SANITIZE)
   set(flags -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_compile_options(kb_options INTERFACE ${flags})

@@ -4,6 +4,7 @@
 #include "contracts/raster_kernel.h"
 #include "kbann/constants.h"
 #include "persist/coded_pages.h"
+#include "persist/metafile_form.h"
 #include "persist/pages.h"
 #include "persist/recognition.h"
 #include "persist/wang_form.h"
@@ -115,6 +116,14 @@ int readCodedPage(AnnStream& stream, uint32_t version, uint64_t onlyPage, int32_
     return annReadTree(reader, root, 0);
 }
 
+// Marks and pictures have no pages: the options don't count for them.
+int saveForm(AnnStream& stream, AnnObject& object, const SaveRequest& request) {
+    if (request.uFormat == ANN_FMT_WMF) return annSaveWmf(stream, object, request.filter);
+    if (isWangForm(request.uFormat))
+        return annWangWriteTree(stream, object, request.filter, request.uFormat == ANN_FMT_WANGTAG);
+    return annSaveToStream(stream, object, request.uFormat, request.filter, request.pOptions);
+}
+
 bool isInfoRequest(const AnnFileInfoRecord* pInfo) {
     return pInfo && pInfo->uStructSize == infoRecordBytes && pInfo->nOffset >= 0;
 }
@@ -206,11 +215,11 @@ int annSaveFile(const char* pszFile, const SaveRequest& request) {
 }
 
 int annSaveOffset(int file, int32_t nOffset, uint32_t* puBytesWritten, const SaveRequest& request) {
-    const AnnObject* object = annFromHandle(request.hObject);
+    AnnObject* object = annFromHandle(request.hObject);
     if (!object || !isFileForm(request.uFormat)) return ERROR_INV_PARAMETER;
     if (ioSeek(file, nOffset, 0) < 0) return ERROR_FILE_SEEK;
     AnnStream stream = annFileStream(file, nOffset, UINT32_MAX);
-    const int code = annSaveToStream(stream, *object, request.uFormat, request.filter, request.pOptions);
+    const int code = saveForm(stream, *object, request);
     if (code == SUCCESS && puBytesWritten)
         *puBytesWritten = static_cast<uint32_t>(stream.uPos - static_cast<uint64_t>(nOffset));
     return code;
@@ -227,9 +236,7 @@ int annSaveMemory(HGLOBAL* phMem, uint32_t* puSize, const SaveRequest& request) 
         *puSize = 0;
     }
     AnnStream stream = annMemoryStream(pBlock, pBlock ? GlobalSize(*phMem) : 0);
-    const int code = isWangForm(request.uFormat)
-                         ? annWangWriteTree(stream, *object, request.filter, request.uFormat == ANN_FMT_WANGTAG)
-                         : annSaveToStream(stream, *object, request.uFormat, request.filter, request.pOptions);
+    const int code = saveForm(stream, *object, request);
     if (code == wangNothing) {
         if (*phMem) GlobalUnlock(*phMem);
         return SUCCESS;

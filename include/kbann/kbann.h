@@ -7,6 +7,7 @@
 #include "contracts/raster_kernel.h"
 #include "contracts/return_codes.h"
 #include "kbann/auto_text.h"
+#include "kbann/clipboard.h"
 #include "kbann/constants.h"
 #include "kbann/drawing.h"
 #include "kbann/geometry.h"

@@ -192,10 +192,10 @@ TEST(Storage, BlocksAreCutUnlockedAndLostOnFailure) {
 
     hMem = nullptr;
     size = 99;
-    for (const uint32_t uFormat : {ANN_FMT_WMF})
-        EXPECT_EQ(K_AnnSaveMemory(tree.handle(), uFormat, 0, &hMem, &size, nullptr), ERROR_FEATURE_NOT_SUPPORTED);
+    EXPECT_EQ(K_AnnSaveMemory(nullptr, ANN_FMT_NATIVE, 0, &hMem, &size, nullptr), ERROR_INV_PARAMETER);
+    EXPECT_EQ(K_AnnSaveMemory(tree.handle(), ANN_FMT_ENCODED + 1, 0, &hMem, &size, nullptr), ERROR_INV_PARAMETER);
     EXPECT_EQ(hMem, nullptr);
-    EXPECT_EQ(size, 0u);
+    EXPECT_EQ(size, 99u);
 }
 
 TEST(Storage, FailingMemoryFailsTheSaveAlone) {
