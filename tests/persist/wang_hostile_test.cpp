@@ -47,7 +47,7 @@ TEST_P(WangHostile, CutAndChangedFiles) {
     };
     int sounds = 0;
     for (size_t cut = 0; cut < sound.size(); ++cut) sounds += survives(sound.substr(0, cut)) == SUCCESS;
-    EXPECT_LT(sounds, 60) << "cuts between blocks alone leave sound files";
+    EXPECT_LE(sounds, 4 * 26) << "only cuts between blocks, of which there are 26, leave sound files";
     const auto seed = static_cast<unsigned>(GTEST_FLAG_GET(random_seed)) + 11;
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
