@@ -44,6 +44,19 @@ inline void check(HANNOBJECT loaded, uint32_t uFormat) {
     for (const HANNOBJECT tree : {again, third}) K_AnnDestroy(tree, 0);
 }
 
+// The same for a tree out of marks, which in their pure form may have nothing to hold.
+inline void checkMarks(HANNOBJECT loaded) {
+    check(loaded, ANN_FMT_TIFFTAG);
+    HGLOBAL hMem = nullptr;
+    uint32_t size = 0;
+    require(K_AnnSaveMemory(loaded, ANN_FMT_WANGTAG, 0, &hMem, &size, nullptr) == SUCCESS);
+    if (!hMem) return;
+    HANNOBJECT pure = nullptr;
+    require(K_AnnLoadMemory(GlobalLock(hMem), size, &pure, nullptr) == SUCCESS && pure);
+    K_AnnDestroy(pure, 0);
+    GlobalFree(hMem);
+}
+
 // Null when the bytes don't load. Image files and marks have targets of their own, and marks that show nothing give no tree.
 inline HANNOBJECT load(const uint8_t* data, size_t size, const KernelLoadOptions* options = nullptr) {
     if (size >= 2 && data[0] == data[1] && (data[0] == 'I' || data[0] == 'M')) return nullptr;

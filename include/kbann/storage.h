@@ -58,7 +58,9 @@ KB_API int K_AnnSaveMemory(HANNOBJECT hObject, uint32_t uFormat, BOOL bSelected,
 KB_API int K_AnnSaveTag(HANNOBJECT hObject, uint32_t uFormat, BOOL bSelected);
 
 /* Loads from a file of any readable form, or from the tag of a TIFF, where the page picks the image too. phObject:
- * receives the tree; null with SUCCESS when a TIFF carries no annotation data. ERROR_FILE_OPEN. */
+ * receives the tree; null with SUCCESS when a TIFF carries no annotation data, or when there are marks and none of them is
+ * known, which holds for all loads. Marks have no pages, so the page is ignored; the container that is made around them
+ * spans the image of the tag. ERROR_FILE_OPEN. */
 KB_API int K_AnnLoad(const char* pszFile, HANNOBJECT* phObject, const KernelLoadOptions* pOptions);
 
 /* Loads from at most uLength bytes (0xFFFFFFFF: no limit) at nOffset of an open file, which stays open. */
