@@ -28,7 +28,7 @@ constexpr auto kinds = std::to_array<KindRow>({
     {KB_LEFT_BYTES, "bytes that belong to nothing"},
     {KB_LEFT_BEHIND, "bytes behind the end of the image"},
     {KB_LEFT_SLACK, "data that isn't shown"},
-    {KB_LEFT_PROFILE, "a colour profile that isn't sound or doesn't fit"},
+    {KB_LEFT_PROFILE, "a colour profile that holds more than its colours, isn't sound or doesn't fit"},
     {KB_LEFT_CODING, "coded in a way that can't be judged"},
 });
 
@@ -122,7 +122,7 @@ void judgeJpegAreas(Finds& finds, const PageRegions& regions) {
     if (bad > 0) finds.add(1, "covered areas aren't black in " + std::to_string(bad) + " blocks or more");
 }
 
-void judgePage(Finds& finds, const PageRegions& regions) {
+void judgeAreas(Finds& finds, const PageRegions& regions) {
     if (finds.image.format == KB_FORMAT_JPEG) return judgeJpegAreas(finds, regions);
     const WholePage page = loadWholePage(finds.image, regions.page);
     const KernelBitmap& b = page.bitmap.record;
@@ -131,8 +131,14 @@ void judgePage(Finds& finds, const PageRegions& regions) {
         if (stored.empty() || findUnlike(b, stored[0]))
             finds.add(regions.page, "the area " + areaText(area) + " isn't of one colour");
     }
-    if (hasUnseenBytes(b)) finds.add(regions.page, "a fourth byte of the pixels that isn't shown");
-    if (hasUnusedColors(b)) finds.add(regions.page, "the palette has colours that no pixel shows");
+}
+
+// On any page, covered or not: what was covered on one may be carried out on another.
+void judgeUnseen(Finds& finds, int page) {
+    if (finds.image.format == KB_FORMAT_JPEG) return; // has neither
+    const WholePage loaded = loadWholePage(finds.image, page);
+    if (hasUnseenBytes(loaded.bitmap.record)) finds.add(page, "a fourth byte of the pixels that isn't shown");
+    if (hasUnusedColors(loaded.bitmap.record)) finds.add(page, "the palette has colours that no pixel shows");
 }
 
 } // namespace
@@ -144,7 +150,8 @@ std::vector<std::string> judge(const WholeImage& image, const Regions& regions) 
         check(K_FindLeftovers(bytes.data(), bytes.size(), tellLeftover, &finds), image.file.name);
         for (const int page : finds.taggedPages) judgeAnnotations(finds, page);
         if (regions.empty()) finds.add(0, "there are no areas to judge by");
-        for (const PageRegions& page : regions) judgePage(finds, page);
+        for (const PageRegions& page : regions) judgeAreas(finds, page);
+        for (int page = 1; page <= image.pages; ++page) judgeUnseen(finds, page);
         for (const PageLikeness& likeness : findLikePages(image, regions)) {
             finds.add(likeness.other,
                       "looks like page " + std::to_string(likeness.covered) + " and isn't covered where that one is");
