@@ -153,7 +153,8 @@ extern "C" int K_LoadColorProfile(const void* pData, size_t size, int page, HGLO
         const ByteView file(static_cast<const uint8_t*>(pData), size);
         Bytes profile;
         if (!readProfile(file, K_RecognizeFormat(pData, size), page, &profile)) return 0;
-        if (!isSoundProfile(profile)) return ERROR_FILE_FORMAT;
+        profile = plainProfile(profile);
+        if (profile.empty()) return ERROR_FILE_FORMAT;
         const HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, profile.size());
         if (!block) return ERROR_NO_MEMORY;
         std::memcpy(GlobalLock(block), profile.data(), profile.size());

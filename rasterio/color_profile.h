@@ -1,5 +1,5 @@
 // Colour profiles (ICC.1) that images carry. They are taken along as a block of bytes, and only when that block is one
-// sound profile and nothing else: it would be a good place to carry something out in.
+// sound profile; where nothing may be carried out in it, written anew with its colours alone.
 #pragma once
 
 #include "rasterio/image_io.h"
@@ -12,6 +12,11 @@ inline constexpr uint16_t profileTag = 34675; // of TIFF, and in the queue of ta
 bool isSoundProfile(ByteView profile);
 // The profile is for grey samples, or for red, green and blue.
 bool profileFits(ByteView profile, bool isGrey);
+// The same colours in a profile with nothing else in it, always the same bytes (plain_profile.cpp). Empty for a profile that
+// isn't sound, or whose colours come from tables.
+Bytes plainProfile(ByteView profile);
+// Is it what plainProfile gives?
+bool isPlainProfile(ByteView profile);
 // The profile in the calling thread's queue of tags if it fits samples of that kind, else nothing. Borrowed.
 ByteView queuedProfile(bool isGrey);
 

@@ -185,7 +185,6 @@ struct Recoder {
     uint32_t areaCount;
     COLORREF color;
     uint32_t bad;
-    uint8_t* profileRead; // freed by the function outside
 };
 
 // Level of the fill in a component, as a difference from the middle.
@@ -295,12 +294,8 @@ void writePicture(Recoder& r, jvirt_barray_ptr* arrays) {
     if (r.in.progressive_mode) jpeg_simple_progression(&r.out);
     jpeg_write_coefficients(&r.out, arrays);
     writeJpegOrientation(&r.out, perspective);
-    unsigned int size = 0;
-    if (jpeg_read_icc_profile(&r.in, &r.profileRead, &size)) {
-        const ByteView profile(r.profileRead, size);
-        if (isSoundProfile(profile) && profileFits(profile, r.in.num_components == 1))
-            jpeg_write_icc_profile(&r.out, r.profileRead, size);
-    }
+    if (profileFits(r.profile, r.in.num_components == 1))
+        jpeg_write_icc_profile(&r.out, r.profile.data(), static_cast<unsigned int>(r.profile.size()));
     jpeg_finish_compress(&r.out);
 }
 
@@ -336,13 +331,19 @@ int run(Recoder& r, const void* data, size_t size, const RECT* areas, uint32_t c
     int result;
     try {
         std::vector<RECT> cut(count);
-        result = K_RecognizeFormat(data, size) == KB_FORMAT_JPEG ? recode(r, cut.data(), areas) : ERROR_FILE_FORMAT;
+        const bool isJpeg = K_RecognizeFormat(data, size) == KB_FORMAT_JPEG;
+        Bytes profile;
+        if (isJpeg && r.work == Work::fill && readProfile(r.data, KB_FORMAT_JPEG, 1, &profile)) {
+            profile = plainProfile(profile);
+            r.profile = profile;
+        }
+        result = isJpeg ? recode(r, cut.data(), areas) : ERROR_FILE_FORMAT;
+        r.profile = {};
     } catch (const std::bad_alloc&) {
         result = ERROR_NO_MEMORY;
     }
     jpeg_destroy_compress(&r.out);
     jpeg_destroy_decompress(&r.in);
-    std::free(r.profileRead);
     return result;
 }
 

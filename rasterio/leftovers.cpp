@@ -136,7 +136,8 @@ int findPngLeftovers(ByteView file, LeftoverListener& listener) {
             if (chunk.data.size() != 9 || chunk.data[8] > 1) listener.tell(KB_LEFT_SLACK, chunk.at, chunkCode(chunk.type));
         } else if (chunk.type == "iCCP"sv && !again && parts.empty()) {
             Bytes profile;
-            if (!png::unpackProfile(chunk.data, &profile) || !isSoundProfile(profile) ||
+            if (!png::hasPlainName(chunk.data)) listener.tell(KB_LEFT_SLACK, chunk.at, chunkCode(chunk.type), 1);
+            if (!png::unpackProfile(chunk.data, &profile) || !isPlainProfile(profile) ||
                 !profileFits(profile, shape.color == 0))
                 listener.tell(KB_LEFT_PROFILE, chunk.at, chunkCode(chunk.type), 1);
         } else {

@@ -228,13 +228,14 @@ private:
             tell(KB_LEFT_SLACK, entry.valueAt, entry.tag);
         if (entry.tag == profileTag) {
             Bytes profile;
-            if (!lies || !file_.values(entry, &profile) || !isSoundProfile(profile) ||
+            if (!lies || !file_.values(entry, &profile) || !isPlainProfile(profile) ||
                 !profileFits(profile, shape_.samples == 1 && shape_.photometric != PHOTOMETRIC_PALETTE))
                 tell(KB_LEFT_PROFILE, entry.valueAt, entry.tag);
         }
     }
 
-    // Bits behind the end of a row. A load clears them, so the strips are unpacked here once more; fax data has no room for any.
+    // Bits behind the end of a row. A load clears them, so the strips are unpacked here once more; fax data has no room for
+    // any.
     int judgeRowEnds() {
         if (shape_.rowBits() % 8 == 0 || shape_.compression == COMPRESSION_CCITTFAX3 ||
             shape_.compression == COMPRESSION_CCITTFAX4)

@@ -17,6 +17,7 @@ struct FreeCompressor {
 };
 
 constexpr size_t longestName = 79; // of a profile
+constexpr std::string_view plainName("profile\0", 8);
 
 } // namespace
 
@@ -61,17 +62,20 @@ bool unpackProfile(ByteView chunk, Bytes* out) {
 }
 
 Bytes packProfile(ByteView profile) {
-    constexpr std::string_view name = "profile";
     constexpr int level = 6;
     const std::unique_ptr<libdeflate_compressor, FreeCompressor> compressor(libdeflate_alloc_compressor(level));
     if (!compressor) throw std::bad_alloc();
-    Bytes chunk(name.begin(), name.end());
-    chunk.resize(chunk.size() + 2); // end of the name; the one way of packing
+    Bytes chunk(plainName.begin(), plainName.end());
+    chunk.push_back(0); // the one way of packing
     const size_t begin = chunk.size();
     chunk.resize(begin + libdeflate_zlib_compress_bound(compressor.get(), profile.size()));
     chunk.resize(begin + libdeflate_zlib_compress(compressor.get(), profile.data(), profile.size(), chunk.data() + begin,
                                                   chunk.size() - begin));
     return chunk;
+}
+
+bool hasPlainName(ByteView chunk) {
+    return chunk.size() >= plainName.size() && std::equal(plainName.begin(), plainName.end(), chunk.begin());
 }
 
 } // namespace kb::png

@@ -37,5 +37,7 @@ int inflateExactly(ByteView packed, uint8_t* out, size_t size);
 // The profile of an iCCP chunk; and such a chunk's data with a name that tells nothing.
 bool unpackProfile(ByteView chunk, Bytes* out);
 Bytes packProfile(ByteView profile);
+// The chunk has that name: up to 79 letters that no viewer shows could stand there.
+bool hasPlainName(ByteView chunk);
 
 } // namespace kb::png

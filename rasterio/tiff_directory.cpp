@@ -103,10 +103,7 @@ int TiffFile::walk() {
     std::unordered_set<uint64_t> seen;
     while (at && positions_.size() < maxPages && seen.insert(at).second) {
         TiffDirectory directory;
-        if (readDirectory(at, &directory, true) != SUCCESS) {
-            broken_ = true;
-            break;
-        }
+        if (readDirectory(at, &directory, true) != SUCCESS) break;
         positions_.push_back(at);
         links_.push_back(link);
         if (stream_.readAt(at, field, form_.countBytes())) {
@@ -114,6 +111,7 @@ int TiffFile::walk() {
         }
         at = directory.next;
     }
+    broken_ = at != 0; // it loops, or leads to what is no directory
     return SUCCESS;
 }
 

@@ -45,7 +45,8 @@ public:
     explicit TiffFile(ByteStream& stream) : stream_(stream) {}
     // Reads the header. ERROR_FILE_FORMAT when it isn't a TIFF's.
     int open();
-    // The directory of a page from 1. ERROR_PAGE_NOT_FOUND behind the last; ERROR_FILE_READ when one before can't be read.
+    // The directory of a page from 1. ERROR_PAGE_NOT_FOUND behind the last; ERROR_FILE_READ for the one at which the chain
+    // breaks or loops.
     int directory(int page, TiffDirectory* out);
     // Number of pages; a chain that loops or breaks ends where it does so.
     int pages();

@@ -14,7 +14,8 @@ struct CloseTiff {
 };
 using TiffPointer = std::unique_ptr<TIFF, CloseTiff>;
 
-// mode: as TIFFOpen's; a file opened to be read without "m" is held in memory as a whole if that can be had. The stream outlives the handle. `maxAllocation`: bytes of one piece of memory, 0 for no bound.
+// mode: as TIFFOpen's; a file opened to be read without "m" is held in memory as a whole if that can be had. The stream
+// outlives the handle. `maxAllocation`: bytes of one piece of memory, 0 for no bound.
 TiffPointer openTiff(ByteStream& stream, const char* mode, uint64_t maxAllocation);
 
 } // namespace kb

@@ -30,15 +30,7 @@ struct JobResult {
 JobResult runJob(const Job& job, bool quiet, const std::function<void(const Job&, JobLog&)>& work) {
     JobResult result;
     result.log.quiet = quiet;
-    try {
-        work(job, result.log);
-    } catch (Failure& caught) {
-        result.failure = std::move(caught);
-    } catch (const std::bad_alloc&) {
-        result.failure = failure(job.input, ERROR_NO_MEMORY, "see --max-memory");
-    } catch (const std::exception& caught) {
-        result.failure = failure(job.input, ERROR_FAILURE, caught.what());
-    }
+    result.failure = attempt(job.input, [&] { work(job, result.log); });
     if (result.failure) result.log.out.clear();
     return result;
 }
@@ -46,15 +38,6 @@ JobResult runJob(const Job& job, bool quiet, const std::function<void(const Job&
 void printWarnings(const JobLog& log) {
     if (log.quiet) return;
     for (const std::string& warning : log.warnings) printError(warning);
-}
-
-std::string failureRecord(const Failure& failure) {
-    nlohmann::ordered_json record;
-    record["file"] = failure.file;
-    record["code"] = failure.code;
-    record["message"] = failure.message;
-    record["offset"] = failure.offset ? nlohmann::ordered_json(*failure.offset) : nlohmann::ordered_json();
-    return record.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
 std::vector<std::string> linesOf(const std::string& listName) {
@@ -172,6 +155,28 @@ int runJobs(const Arguments& arguments, const std::vector<Job>& jobs, const std:
     if (lost) throw std::move(*lost);
     if (failed > 0) return failed == jobs.size() ? exitFailed : exitSomeFailed;
     return warned ? exitWarnings : exitDone;
+}
+
+std::optional<Failure> attempt(const std::string& file, const std::function<void()>& work) {
+    try {
+        work();
+    } catch (Failure& caught) {
+        return std::move(caught);
+    } catch (const std::bad_alloc&) {
+        return failure(file, ERROR_NO_MEMORY, "see --max-memory");
+    } catch (const std::exception& caught) {
+        return failure(file, ERROR_FAILURE, caught.what());
+    }
+    return {};
+}
+
+std::string failureRecord(const Failure& failure) {
+    nlohmann::ordered_json record;
+    record["file"] = failure.file;
+    record["code"] = failure.code;
+    record["message"] = failure.message;
+    record["offset"] = failure.offset ? nlohmann::ordered_json(*failure.offset) : nlohmann::ordered_json();
+    return record.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
 int finish(const JobLog& log) {

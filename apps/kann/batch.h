@@ -2,9 +2,11 @@
 // keeps their output in the order of the inputs, and turns what happened into the exit status.
 #pragma once
 
+#include "apps/kann/failure.h"
 #include "apps/kann/options.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,12 @@ std::vector<Job> makeJobs(const Arguments& arguments, const BatchRules& rules);
 
 // Runs them; a failed one doesn't stop the others. Gives the exit status.
 int runJobs(const Arguments& arguments, const std::vector<Job>& jobs, const std::function<void(const Job&, JobLog&)>& work);
+
+// Runs work on a file and gives what it failed with, lack of memory too. Wrong usage goes on as it is.
+std::optional<Failure> attempt(const std::string& file, const std::function<void()>& work);
+
+// A failure as one line of JSON.
+std::string failureRecord(const Failure& failure);
 
 // For commands on one file: prints warnings and gives the exit status.
 int finish(const JobLog& log);

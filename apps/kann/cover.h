@@ -14,8 +14,8 @@ namespace kann {
 std::vector<RECT> storedAreas(const KernelBitmap& shape, std::span<const RECT> areas);
 
 // Makes the areas (stored pixels) black, or of the palette's nearest colour; opaque where there is an opacity. Zeroes the
-// bits and bytes that pad rows, makes fourth bytes that are no opacity 255, and takes colours out of the palette that no pixel has any more: they would tell of the
-// covered ones. Gives the colour of the covered pixels.
+// bits and bytes that pad rows, makes fourth bytes that are no opacity 255, and takes colours out of the palette that no
+// pixel has any more: they would tell of the covered ones. Gives the colour of the covered pixels.
 COLORREF coverAreas(Bitmap& bitmap, std::span<const RECT> areas, const std::string& name);
 
 // A stored pixel of the area that differs from its first one; of all bits that are stored.

@@ -64,6 +64,18 @@ int help(std::span<const char* const> words) {
     return exitDone;
 }
 
+// Who asks for JSON gets a failure as JSON too.
+int runCommand(const Arguments& arguments) {
+    if (!arguments.has("json")) return arguments.command->run(arguments);
+    int status = exitFailed;
+    const std::string file = arguments.operands.empty() ? std::string() : arguments.operands[0];
+    const std::optional<Failure> failed = attempt(file, [&] { status = arguments.command->run(arguments); });
+    if (!failed) return status;
+    printOut(failureRecord(*failed)); // throws in its turn when standard output is what has failed
+    printError(failureLine(*failed));
+    return exitFailed;
+}
+
 int run(std::span<const char* const> words) {
     if (words.empty()) {
         const std::string list = commandList();
@@ -86,7 +98,7 @@ int run(std::span<const char* const> words) {
     setLimits(arguments);
     if (arguments.has("trace")) KbSetDebugSink(traceLine, nullptr);
     cleanUpOnSignals();
-    return command->run(arguments);
+    return runCommand(arguments);
 }
 
 } // namespace

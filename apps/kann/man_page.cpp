@@ -34,8 +34,9 @@ void appendOption(std::string& out, const OptionRow& row) {
 }
 
 constexpr std::string_view generalText = R"(.SH INPUTS AND OUTPUTS
-An image is TIFF, PNG, JPEG, BMP, or a placeable or enhanced metafile, told by its first bytes. A store is annotation data, or a TIFF that carries it in tag
-32932, told by its first bytes too. "\-" is standard input or output. Options may stand anywhere; "\-\-" ends them.
+An image is TIFF, PNG, JPEG, BMP, or a placeable or enhanced metafile, told by its first bytes. A store is annotation
+data, or a TIFF that carries it in tag 32932, told by its first bytes too. "\-" is standard input or output. Options may
+stand anywhere; "\-\-" ends them.
 .PP
 OUT is written under a temporary name beside it and renamed. An existing OUT is replaced and keeps its mode; a failed run
 leaves it as it was. Links are followed. An OUT that is no regular file is written straight. OUT may be the input. A store

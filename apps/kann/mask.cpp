@@ -183,6 +183,10 @@ int runMask(const Arguments& arguments) {
     const std::string to = arguments.text("to", "native");
     if (to != "native" && to != "coded") throw UsageError{"--to can't be \"" + to + "\" here, only: native coded"};
     const std::uint32_t form = storedFormNumber(to);
+    for (const std::string& other : {arguments.text("output"), arguments.operands[0]}) {
+        if (leadToOneFile(target, other))
+            throw UsageError{"--store and " + other + " are one file: the pixels would be lost"};
+    }
     refuseForeignFile(target);
     OutputFile keeper(target), output(arguments.text("output"));
     JobLog log;
@@ -192,7 +196,10 @@ int runMask(const Arguments& arguments) {
     std::map<int, Tree> trees; // by page of the image
     std::vector<Tree> others;  // that belong to no page
     std::vector<HANNOBJECT> roots;
+    const std::vector<int> pages = documentPages(image, log);
     for (const StorePage& pair : pairPages(store, arguments, image.pages)) {
+        // OUT counts without previews, and the second store's pages by OUT's.
+        if (pair.page && std::ranges::find(pages, pair.page) == pages.end()) continue;
         Tree tree = reloaded(treeOf(store, pair.storePage), form, name);
         roots.push_back(tree.get());
         if (pair.page)
@@ -201,7 +208,7 @@ int runMask(const Arguments& arguments) {
             others.push_back(std::move(tree));
     }
     MaskCounts counts;
-    writeChanged(image, arguments, output, log, [&](Bitmap& bitmap, int page) {
+    writeChanged(image, pages, arguments, output, log, [&](Bitmap& bitmap, int page) {
         if (trees.contains(page)) drawMask(bitmap, trees[page], name, counts);
     });
     warn(counts, name, log);
@@ -240,7 +247,7 @@ int runUnmask(const Arguments& arguments) {
         }
     }
     UnmaskCounts counts;
-    writeChanged(image, arguments, output, log, [&](Bitmap& bitmap, int page) {
+    writeChanged(image, documentPages(image, log), arguments, output, log, [&](Bitmap& bitmap, int page) {
         if (trees.contains(page)) drawUnmasked(bitmap, trees[page], name, counts);
     });
     if (counts.restored + counts.locked + counts.hidden == 0)

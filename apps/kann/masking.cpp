@@ -101,21 +101,20 @@ std::vector<StorePage> pairPages(const Store& store, const Arguments& arguments,
     return pairs;
 }
 
-void writeChanged(const WholeImage& image, const Arguments& arguments, OutputFile& output, JobLog& log,
-                  const std::function<void(Bitmap&, int page)>& change) {
+void writeChanged(const WholeImage& image, const std::vector<int>& pages, const Arguments& arguments, OutputFile& output,
+                  JobLog& log, const std::function<void(Bitmap&, int page)>& change) {
     const int format = wholeFormat(image, arguments.text("format"), arguments.text("output"), false);
     if (format == KB_FORMAT_JPEG)
         throw failure(output.name(), ERROR_FEATURE_NOT_SUPPORTED, "a JPEG doesn't keep pixels as they are");
-    if (image.pages > 1 && format != KB_FORMAT_TIFF)
+    if (pages.size() > 1 && format != KB_FORMAT_TIFF)
         throw failure(image.file.name, ERROR_FEATURE_NOT_SUPPORTED, "only TIFF holds several pages");
-    for (int number = 1; number <= image.pages; ++number) {
+    for (const int number : pages) {
         if (image.losesDepth(number))
             throw failure(image.file.name, ERROR_FEATURE_NOT_SUPPORTED, "colours of more than 8 bits a sample");
         WholePage page = loadWholePage(image, number);
-        if (page.dropsProfile)
-            log.warnings.push_back(image.file.name + ": the colour profile isn't sound or doesn't fit and is left out");
+        warnOfLosses(image, number, page.dropsProfile, log);
         change(page.bitmap, number);
-        addWholePage(page, format, number == 1, output);
+        addWholePage(page, format, number == pages.front(), output);
     }
 }
 

@@ -45,9 +45,9 @@ struct StorePage {
 };
 std::vector<StorePage> pairPages(const Store& store, const Arguments& arguments, int imagePages);
 
-// Writes all pages of an image; `change` gets those that it is to draw on, with its number. Throws Failure for formats that
-// don't keep pixels as they are.
-void writeChanged(const WholeImage& image, const Arguments& arguments, OutputFile& output, JobLog& log,
-                  const std::function<void(Bitmap&, int page)>& change);
+// Writes those pages of an image; `change` gets each one to draw on, with its number. Throws Failure for formats that don't
+// keep pixels as they are.
+void writeChanged(const WholeImage& image, const std::vector<int>& pages, const Arguments& arguments, OutputFile& output,
+                  JobLog& log, const std::function<void(Bitmap&, int page)>& change);
 
 } // namespace kann

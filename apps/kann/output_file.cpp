@@ -171,6 +171,25 @@ void OutputFile::commit() {
     temporary_.clear();
 }
 
+bool leadToOneFile(const std::string& one, const std::string& other) {
+    if (one.empty() || other.empty()) return false;
+    struct stat a {
+    }, b{};
+    const auto find = [](const std::string& target, struct stat* status) {
+        return (target == "-" ? ::fstat(STDOUT_FILENO, status) : ::stat(target.c_str(), status)) == 0;
+    };
+    const bool isA = find(one, &a), isB = find(other, &b);
+    if (one == "-" && other == "-") return true;
+    // A device takes what it gets; two pages for it don't replace each other.
+    if (isA && isB) return a.st_dev == b.st_dev && a.st_ino == b.st_ino && !S_ISCHR(a.st_mode);
+    if (isA || isB) return false;
+    std::error_code error;
+    const auto place = [&error](const std::string& target) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(followLinks(target)), error);
+    };
+    return place(one) == place(other);
+}
+
 void cleanUpOnSignals() {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) ::signal(number, onSignal);
 }

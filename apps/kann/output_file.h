@@ -40,6 +40,9 @@ private:
     bool special_ = false;  // not a regular file
 };
 
+// Both targets lead to one file, so that what is written last takes the other's place. "-" is standard output.
+bool leadToOneFile(const std::string& one, const std::string& other);
+
 // From now on an interrupt takes temporary files away before it ends the program.
 void cleanUpOnSignals();
 

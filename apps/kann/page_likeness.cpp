@@ -1,7 +1,7 @@
-// Each page is boiled down to a square of mean brightnesses, each over the exact part of the page that it stands for, so that
-// the page's size and depth hardly matter. Two pages are alike when the squares go together outside the covered areas, or
-// against each other, as a negative does. What the other one has inside them is looked at in its own pixels: a word is far
-// smaller than a cell. It is a copy when they aren't all alike.
+// Each page is boiled down to a square of mean brightnesses, each over the exact part of the page that it stands for, so
+// that the page's size and depth hardly matter. Two pages are alike when the squares go together outside the covered areas,
+// or against each other, as a negative does. What the other one has inside them is looked at in its own pixels: a word is
+// far smaller than a cell. It is a copy when they aren't all alike.
 #include "apps/kann/page_likeness.h"
 
 #include "apps/kann/failure.h"

@@ -33,13 +33,8 @@ struct PageRow {
 std::vector<PageRow> keptPages(const WholeImage& image, Regions& regions, JobLog& log) {
     std::vector<PageRow> rows;
     Regions kept;
-    for (int page = 1; page <= image.pages; ++page) {
+    for (const int page : documentPages(image, log)) {
         const auto found = std::ranges::find(regions, page, &PageRegions::page);
-        if (image.isSidePage(page)) {
-            log.warnings.push_back(image.file.name + ": page " + std::to_string(page) +
-                                   " is a preview or a mask of another one and is left out");
-            continue;
-        }
         rows.push_back({page, static_cast<int>(rows.size()) + 1, nullptr});
         if (found == regions.end()) continue;
         kept.push_back(std::move(*found));
@@ -88,11 +83,12 @@ void writePage(const WholeImage& image, const PageRow& row, int format, bool cut
         KernelBitmap shape{};
         check(K_InitBitmap(&shape, info.nWidth, info.nHeight, info.nBitsPerPixel), name);
         shape.ViewPerspective = info.nViewPerspective;
+        warnOfLosses(image, row.from, !profileOf(image, row.from, info.nBitsPerPixel == 8), log);
         fillJpeg(image.file.bytes, storedAreas(shape, viewed), name, output);
         return;
     }
     WholePage page = loadWholePage(image, row.from);
-    if (page.dropsProfile) log.warnings.push_back(name + ": the colour profile isn't sound or doesn't fit and is left out");
+    warnOfLosses(image, row.from, page.dropsProfile, log);
     colors.push_back(coverAreas(page.bitmap, storedAreas(page.bitmap.record, viewed), name));
     addWholePage(page, format, row.to == 1, output);
     // Written as JPEG, the areas' edges have rung: they are filled once more, on the coefficients.
@@ -104,9 +100,8 @@ void redact(const Job& job, const RedactOptions& options, JobLog& log) {
     if (!options.dryRun) output.emplace(job.output);
     if (!options.report.empty() && !options.dryRun) report.emplace(options.report);
     const WholeImage image = readWholeImage(job.input);
-    RegionSources sources = options.sources;
-    sources.store = job.store;
-    FoundRegions found = findRegions(image, sources, log);
+    FoundRegions found = findRegions(image, options.sources, log);
+    log.warnings.insert(log.warnings.end(), found.beside.begin(), found.beside.end());
     if (found.holdsPixels) {
         log.warnings.push_back((job.store.empty() ? job.input : job.store) +
                                ": holds covered pixels that can be put back; it has to go too");
@@ -132,23 +127,28 @@ void redact(const Job& job, const RedactOptions& options, JobLog& log) {
     if (const std::vector<std::string> finds = judge(result, found.regions); !finds.empty())
         throw failure(output->name(), ERROR_FAILURE, "the result isn't clean: " + finds.front());
     if (report) report->write(regionsText(found.regions));
-    output->commit();
+    // The report first: it's no harm alone, and a result without the report that was asked for is none.
     if (report) report->commit();
+    output->commit();
 }
 
 } // namespace
 
 int runRedact(const Arguments& arguments) {
     RedactOptions options;
-    options.sources.regions = arguments.text("regions");
-    options.sources.page = static_cast<int>(arguments.number("page", 0, 1, 1 << 24));
-    options.sources.storePage = static_cast<int>(arguments.number("store-page", 0, 1, 1 << 24));
     options.format = arguments.text("format");
     options.report = arguments.text("report");
     options.dryRun = arguments.has("dry-run");
     options.cutsDepth = arguments.has("depth");
     const std::vector<Job> jobs = makeJobs(arguments, {true, false, !options.dryRun, {}});
     if (jobs.size() > 1 && !options.report.empty()) throw UsageError{"--report goes with one image"};
+    if (!jobs.empty()) {
+        options.sources = readSources(arguments, jobs[0].store); // one store for all
+        for (const std::string& other : {jobs[0].output, jobs[0].input, jobs[0].store}) {
+            if (!options.dryRun && leadToOneFile(options.report, other))
+                throw UsageError{"--report would be written over " + other};
+        }
+    }
     // A format that there isn't is told before the work.
     const bool named = jobs.size() == 1 && !jobs[0].several;
     if (!options.dryRun && (named || !options.format.empty()))

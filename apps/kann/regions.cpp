@@ -1,6 +1,7 @@
 // Regions out of JSON and out of trees. The matrices of a tree only scale and shift, so the place of a redaction is
 // computed side by side through its containers, as doubles, and rounded outwards once: a pixel that is covered in part is
-// covered. A turned redaction counts with the upright rectangle around it.
+// covered. Drawing cuts places off, so one that arithmetic has put just below a pixel's edge is drawn from the pixel before:
+// nothing may be taken off there. A turned redaction counts with the upright rectangle around it.
 #include "apps/kann/regions.h"
 
 #include "apps/kann/failure.h"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <set>
 
 namespace kann {
 
@@ -18,8 +20,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int farthest = 1 << 24;        // no image is larger
-constexpr double pixelNoise = 1.0 / 512; // what arithmetic adds to a side that stands on a pixel's edge
+constexpr int farthest = 1 << 24;   // no image is larger
+constexpr double pixelNoise = 1e-6; // what arithmetic adds to a side that stands on a pixel's edge
 
 [[noreturn]] void refuse(const std::string& name, const std::string& what) {
     throw failure(name, ERROR_FILE_READ, "not a list of regions: " + what);
@@ -31,6 +33,19 @@ int wholeNumber(const Json& value, const std::string& name, const char* what) {
     if (!value.is_number_integer()) refuse(name, std::string(what) + " isn't a whole number");
     if (value.is_number_unsigned() && value.get<std::uint64_t>() > farthest) return farthest;
     return static_cast<int>(std::clamp<std::int64_t>(value.get<std::int64_t>(), -farthest, farthest));
+}
+
+// Refuses a name that stands twice in one object: a parser would take one of the two and say nothing.
+Json parseOnce(const Bytes& bytes, const std::string& name) {
+    std::vector<std::set<std::string>> names; // of the objects that are open
+    const Json::parser_callback_t look = [&](int, Json::parse_event_t event, Json& value) {
+        if (event == Json::parse_event_t::object_start) names.emplace_back();
+        if (event == Json::parse_event_t::object_end) names.pop_back();
+        if (event == Json::parse_event_t::key && !names.back().insert(value.get<std::string>()).second)
+            refuse(name, value.dump() + " stands there twice");
+        return true;
+    };
+    return Json::parse(bytes.begin(), bytes.end(), look, false);
 }
 
 const Json& member(const Json& object, const char* key, const std::string& name) {
@@ -204,8 +219,7 @@ RECT pixelsOf(HANNOBJECT object, SIZE page, const std::string& file) {
     if (!std::isfinite(x.low + x.high) || !std::isfinite(y.low + y.high))
         throw failure(file, ERROR_INV_PARAMETER, "a redaction has no finite place");
     const RootFit fit = fitRoot(root, page.cx, page.cy, file);
-    return {outward((x.low - fit.left) * fit.scaleX + pixelNoise, std::floor),
-            outward((y.low - fit.top) * fit.scaleY + pixelNoise, std::floor),
+    return {outward((x.low - fit.left) * fit.scaleX, std::floor), outward((y.low - fit.top) * fit.scaleY, std::floor),
             outward((x.high - fit.left) * fit.scaleX - pixelNoise, std::ceil),
             outward((y.high - fit.top) * fit.scaleY - pixelNoise, std::ceil)};
 }
@@ -221,17 +235,18 @@ bool isShown(HANNOBJECT object, const std::string& file) {
 }
 
 Regions readRegions(const Bytes& bytes, const std::string& name) {
-    const Json document = Json::parse(bytes.begin(), bytes.end(), nullptr, false);
+    const Json document = parseOnce(bytes, name);
     if (document.is_discarded()) refuse(name, "not JSON");
     if (wholeNumber(member(document, "schema", name), name, "the schema") != 1) refuse(name, "\"schema\" isn't 1");
     refuseOthers(document, {"schema", "pages"}, name);
     const Json& pages = member(document, "pages", name);
     if (!pages.is_array()) refuse(name, "\"pages\" isn't a list");
     Regions regions;
+    std::set<int> seen;
     for (const Json& value : pages) {
         PageRegions page = readPage(value, name);
         PageRegions& entry = entryOf(regions, page.page);
-        if (!entry.areas.empty()) refuse(name, "page " + std::to_string(page.page) + " stands there twice");
+        if (!seen.insert(page.page).second) refuse(name, "page " + std::to_string(page.page) + " stands there twice");
         entry = std::move(page);
     }
     return regions;
@@ -250,14 +265,27 @@ std::string regionsText(const Regions& regions) {
     return Json{{"schema", 1}, {"pages", std::move(pages)}}.dump() + "\n";
 }
 
+RegionSources readSources(const Arguments& arguments, const std::string& store) {
+    RegionSources sources;
+    sources.store = store;
+    sources.regions = arguments.text("regions");
+    sources.page = static_cast<int>(arguments.number("page", 0, 1, 1 << 24));
+    sources.storePage = static_cast<int>(arguments.number("store-page", 0, 1, 1 << 24));
+    if (store.empty() && (sources.page || sources.storePage))
+        throw UsageError{"--page and --store-page go with a STORE: lists of areas and tags have pages of their own"};
+    return sources;
+}
+
 FoundRegions findRegions(const WholeImage& image, const RegionSources& sources, JobLog& log) {
     FoundRegions found;
     if (!sources.regions.empty()) addJson(readAll(openInput(sources.regions)), sources.regions, found);
     if (!sources.store.empty()) {
         InputFile file = openInput(sources.store);
-        if (looksLikeJson(readStart(file, 256)))
+        if (looksLikeJson(readStart(file, 256))) {
+            if (sources.page || sources.storePage)
+                throw failure(file.name, ERROR_INV_PARAMETER, "a list of areas takes no --page or --store-page");
             addJson(readAll(file), file.name, found);
-        else
+        } else
             addStore(image, std::move(file), sources, found, log);
     } else if (sources.regions.empty() && image.format == KB_FORMAT_TIFF) {
         addStore(image, image.file, {}, found, log);
@@ -279,7 +307,7 @@ FoundRegions findRegions(const WholeImage& image, const RegionSources& sources, 
             if (inside.left < inside.right && inside.top < inside.bottom) kept.areas.push_back(inside);
         }
         if (kept.areas.size() < page.areas.size()) {
-            log.warnings.push_back(image.file.name + ": areas that have no pixel on page " + number + ": " +
+            found.beside.push_back(image.file.name + ": areas that have no pixel on page " + number + ": " +
                                    std::to_string(page.areas.size() - kept.areas.size()));
         }
         if (!kept.areas.empty()) cut.push_back(std::move(kept));

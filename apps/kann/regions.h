@@ -29,9 +29,13 @@ struct RegionSources {
     int page = 0;        // of the image; 0: every page by its own number
     int storePage = 0;
 };
+// From --regions, --page and --store-page. Throws UsageError where there is no store to pick a page of.
+RegionSources readSources(const Arguments& arguments, const std::string& store);
+
 struct FoundRegions {
-    Regions regions;          // cut to the pages, empty areas left out
-    bool holdsPixels = false; // a redaction of the store keeps the pixels under it
+    Regions regions;                 // cut to the pages, empty areas left out
+    bool holdsPixels = false;        // a redaction of the store keeps the pixels under it
+    std::vector<std::string> beside; // areas that have no pixel on their page, a line each page
 };
 // Both sources together when both are there; the tags of the image when none is. Throws Failure for regions of pages that
 // aren't there, of another size, or without a finite place.

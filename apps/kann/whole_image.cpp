@@ -12,7 +12,8 @@ namespace kann {
 
 namespace {
 
-constexpr std::uint16_t tagNewSubfile = 254, tagOldSubfile = 255, tagDepth = 258, tagProfile = 34675;
+constexpr std::uint16_t tagNewSubfile = 254, tagOldSubfile = 255, tagDepth = 258, tagPhotometric = 262, tagSamples = 277,
+                        tagAcross = 282, tagDown = 283, tagUnit = 296, tagProfile = 34675;
 constexpr std::uint16_t tiffUndefined = 7; // type of a profile
 
 KernelLoadOptions optionsOf(int page) {
@@ -26,7 +27,7 @@ KernelLoadOptions optionsOf(int page) {
 
 std::string pageText(int page) { return page > 1 ? "page " + std::to_string(page) : std::string(); }
 
-// Whole numbers of a tag; empty when the page hasn't got it.
+// Whole numbers of a tag, the two of a fraction one after the other; empty when the page hasn't got it.
 std::vector<std::uint32_t> tagNumbers(const WholeImage& image, int page, std::uint16_t tag) {
     const KernelLoadOptions options = optionsOf(page);
     const InputPath path(image.file);
@@ -36,8 +37,9 @@ std::vector<std::uint32_t> tagNumbers(const WholeImage& image, int page, std::ui
     if (K_LoadFileTag(path.get(), tag, &type, &count, &block, &options) <= 0) return {};
     const std::unique_ptr<KbMemory, HGLOBAL (*)(HGLOBAL)> owner(block, GlobalFree);
     const auto* bytes = static_cast<const std::uint8_t*>(GlobalLock(block));
-    const std::size_t unit = type == 3 ? 2 : type == 4 ? 4 : 1;
-    std::vector<std::uint32_t> numbers(count);
+    constexpr std::uint16_t word = 3, number = 4, fraction = 5;
+    const std::size_t unit = type == word ? 2 : type == number || type == fraction ? 4 : 1;
+    std::vector<std::uint32_t> numbers(type == fraction ? std::size_t{count} * 2 : count);
     for (std::size_t i = 0; i < numbers.size(); ++i) std::memcpy(&numbers[i], bytes + i * unit, unit);
     return numbers;
 }
@@ -91,6 +93,71 @@ bool WholeImage::losesDepth(int page) const {
     return std::ranges::any_of(tagNumbers(*this, page, tagDepth), [](std::uint32_t bits) { return bits > 8; });
 }
 
+std::vector<int> documentPages(const WholeImage& image, JobLog& log) {
+    if (image.format == KB_FORMAT_TIFF) {
+        const KernelLoadOptions options = optionsOf(image.pages + 1);
+        KernelFileInfo info{};
+        if (const int code = K_FileInfo(InputPath(image.file).get(), &info, 0, &options); code != ERROR_PAGE_NOT_FOUND)
+            throw failure(image.file.name, code == SUCCESS ? ERROR_FILE_READ : code,
+                          "the chain of pages breaks behind page " + std::to_string(image.pages));
+    }
+    std::vector<int> pages;
+    for (int page = 1; page <= image.pages; ++page) {
+        if (!image.isSidePage(page)) {
+            pages.push_back(page);
+            continue;
+        }
+        log.warnings.push_back(image.file.name + ": page " + std::to_string(page) +
+                               " is a preview or a mask of another one and is left out");
+    }
+    return pages;
+}
+
+void warnOfLosses(const WholeImage& image, int page, bool dropsProfile, JobLog& log) {
+    const auto warn = [&](const char* text) {
+        log.warnings.push_back(image.file.name + ": " + (page > 1 ? pageText(page) + ": " : std::string()) + text);
+    };
+    constexpr const char* inks = "inks or colours of another kind became red, green and blue";
+    if (dropsProfile) warn("the colour profile isn't sound, needs tables or doesn't fit, and is left out");
+    if (image.format == KB_FORMAT_JPEG) {
+        const Bytes& bytes = image.file.bytes;
+        std::uint32_t bad = 0; // no area is asked for: inks alone aren't supported
+        if (K_CheckJpegAreas(bytes.data(), bytes.size(), nullptr, 0, 0, &bad) == ERROR_FEATURE_NOT_SUPPORTED) warn(inks);
+    }
+    const KernelFileInfo info = image.info(page);
+    if ((info.nXResolution > 0) != (info.nYResolution > 0))
+        warn("the resolution is told along one side alone and gets lost");
+    if (image.format != KB_FORMAT_TIFF) return;
+    const auto first = [&](std::uint16_t tag, std::uint32_t missing) {
+        const std::vector<std::uint32_t> numbers = tagNumbers(image, page, tag);
+        return numbers.empty() ? missing : numbers[0];
+    };
+    constexpr std::uint32_t grey = 1, rgb = 2, palette = 3, chroma = 6, noUnit = 1;
+    const std::uint32_t samples = first(tagSamples, 1), kind = first(tagPhotometric, samples < 3 ? grey : rgb);
+    const bool isColor = kind == rgb || (kind == chroma && info.nCompression == KB_COMPRESS_JPEG);
+    const std::uint32_t kept = (isColor ? 3u : 1u) + (info.nBitsPerPixel == 32 ? 1u : 0u);
+    if (!isColor && kind > palette) {
+        warn(inks);
+    } else if (samples > kept) {
+        warn("further samples of its pixels are left out");
+    }
+    if (first(tagUnit, 0) == noUnit && tagNumbers(image, page, tagAcross) != tagNumbers(image, page, tagDown))
+        warn("how wide its pixels are against their height is told without a unit and gets lost");
+}
+
+std::optional<Bytes> profileOf(const WholeImage& image, int page, bool isGrey) {
+    HGLOBAL block = nullptr;
+    std::size_t size = 0;
+    const int found = K_LoadColorProfile(image.file.bytes.data(), image.file.bytes.size(), page, &block, &size);
+    if (found == 0) return Bytes();
+    if (found != SUCCESS) return {};
+    const std::unique_ptr<KbMemory, HGLOBAL (*)(HGLOBAL)> owner(block, GlobalFree);
+    const auto* data = static_cast<const std::uint8_t*>(GlobalLock(block));
+    constexpr std::size_t spaceAt = 16; // four letters: what samples the profile is for
+    if (std::memcmp(data + spaceAt, isGrey ? "GRAY" : "RGB ", 4) != 0) return {};
+    return Bytes(data, data + size);
+}
+
 WholeImage wholeImageOf(InputFile file) {
     if (!file.inMemory) {
         file.bytes = readAll(file);
@@ -114,18 +181,11 @@ WholePage loadWholePage(const WholeImage& image, int page) {
     const int code = K_LoadMemory(bytes.data(), &result.bitmap.record, 0, 0, bytes.size(), &options, &info);
     check(code, image.file.name, code == ERROR_NO_MEMORY ? "see --max-pixels and --max-memory" : pageText(page));
     result.compression = info.nCompression;
-    HGLOBAL block = nullptr;
-    std::size_t size = 0;
-    const int found = K_LoadColorProfile(bytes.data(), bytes.size(), page, &block, &size);
-    if (found == SUCCESS) {
-        const std::unique_ptr<KbMemory, HGLOBAL (*)(HGLOBAL)> owner(block, GlobalFree);
-        const auto* data = static_cast<const std::uint8_t*>(GlobalLock(block));
-        constexpr std::size_t spaceAt = 16; // four letters: what samples the profile is for
-        const KernelBitmap& b = result.bitmap.record;
-        const bool isGrey = b.BitsPerPixel <= 8 ? hasRamp(b) : b.BitsPerPixel <= 16 && b.Order == KB_ORDER_GREY;
-        if (std::memcmp(data + spaceAt, isGrey ? "GRAY" : "RGB ", 4) == 0) result.profile.assign(data, data + size);
-    }
-    result.dropsProfile = found != 0 && result.profile.empty();
+    const KernelBitmap& b = result.bitmap.record;
+    const bool isGrey = b.BitsPerPixel <= 8 ? hasRamp(b) : b.BitsPerPixel <= 16 && b.Order == KB_ORDER_GREY;
+    std::optional<Bytes> profile = profileOf(image, page, isGrey);
+    result.dropsProfile = !profile;
+    if (profile) result.profile = std::move(*profile);
     return result;
 }
 

@@ -2,10 +2,13 @@
 // append bytes. What goes along is the pixels, resolution, orientation, compression and a sound colour profile.
 #pragma once
 
+#include "apps/kann/batch.h"
 #include "apps/kann/image_load.h"
 #include "apps/kann/output_file.h"
 
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace kann {
 
@@ -31,8 +34,16 @@ struct WholePage {
     Bytes profile;             // empty without
     bool dropsProfile = false; // there was one that can't be taken along
 };
+// The pages of a result: those of the image but for previews and masks, which would show what is covered; these are told.
+// Throws Failure for a file whose chain of pages breaks: what stands behind would be lost.
+std::vector<int> documentPages(const WholeImage& image, JobLog& log);
+// Tells what a page has and the result won't: inks, further samples, half a resolution, the shape of its pixels, a profile.
+void warnOfLosses(const WholeImage& image, int page, bool dropsProfile, JobLog& log);
+
 // At most 8 bits, and the palette is the plain ramp of grey, either way round.
 bool hasRamp(const KernelBitmap& b);
+// The page's colour profile with nothing but its colours; empty bytes without one, nothing when it can't be taken along.
+std::optional<Bytes> profileOf(const WholeImage& image, int page, bool isGrey);
 WholePage loadWholePage(const WholeImage& image, int page);
 
 // Adds a page behind those that are there: the first one makes the file. TIFF alone takes more than one.

@@ -1,6 +1,7 @@
 // Areas of JPEG files that are filled on their coefficients: what changes, what must not, what goes along, and how well the
 // judgement tells a filled block from another.
 #include "file_fixture.h"
+#include "profile_fixture.h"
 
 #include <gtest/gtest.h>
 
@@ -271,17 +272,7 @@ TEST(JpegAreas, TheJudgementTellsWhatIsLeftAtAnEdge) {
 }
 
 TEST(JpegAreas, OnlyResolutionOrientationAndProfileGoAlong) {
-    Bytes profile(132 + 12 + 20, 0);
-    const auto put = [&](size_t at, std::string_view text) {
-        std::copy(text.begin(), text.end(), profile.begin() + static_cast<std::ptrdiff_t>(at));
-    };
-    profile[3] = static_cast<uint8_t>(profile.size());
-    put(16, "RGB ");
-    put(36, "acsp");
-    profile[131] = 1; // tags
-    put(132, "wtpt");
-    profile[139] = 144;
-    profile[143] = 20;
+    std::string profile = test::usualProfile(false, {{"vued", "text" + std::string(40, 'S')}});
     const Bytes exif =
         bytesOf("45786966 0000 4949 2A00 08000000 0200 1201 0300 01000000 06000000 0F01 0200 04000000 4D414B00 00000000");
     const auto extras = [&](jpeg_compress_struct& jpeg) {
@@ -294,7 +285,8 @@ TEST(JpegAreas, OnlyResolutionOrientationAndProfileGoAlong) {
         marker(JPEG_APP0 + 2, bytesOf("4D504600 49492A00"));
         marker(JPEG_APP0 + 13, bytesOf("50686F746F 53454352"));
         marker(JPEG_COM, bytesOf("534543524554"));
-        jpeg_write_icc_profile(&jpeg, profile.data(), static_cast<unsigned>(profile.size()));
+        jpeg_write_icc_profile(&jpeg, reinterpret_cast<const JOCTET*>(profile.data()),
+                               static_cast<unsigned>(profile.size()));
     };
     Bytes bytes = encode(pictureOf(60, 40), layouts[4], extras);
     bytes.insert(bytes.end(), 1000, 'S');
@@ -307,6 +299,7 @@ TEST(JpegAreas, OnlyResolutionOrientationAndProfileGoAlong) {
     EXPECT_EQ(markers[1].size(), 2u + 32u);
     EXPECT_EQ(markers[2].substr(0, 13), "2:ICC_PROFILE");
     EXPECT_NE(markers[2].find("wtpt"), std::string::npos);
+    EXPECT_EQ(markers[2].find("SSSS"), std::string::npos);
     KernelFileInfo info{};
     Image image;
     ASSERT_EQ(load(after, image, &info), SUCCESS);
@@ -316,8 +309,8 @@ TEST(JpegAreas, OnlyResolutionOrientationAndProfileGoAlong) {
     EXPECT_EQ(std::search(after.begin(), after.end(), exif.begin() + 20, exif.end()), after.end());
     EXPECT_LT(after.size(), bytes.size() - 1000);
     // A profile with a hole between its tags isn't taken along.
-    profile.insert(profile.end(), 40, 'S');
-    profile[3] = static_cast<uint8_t>(profile.size());
+    profile += std::string(40, 'S');
+    profile.replace(0, 4, test::bigEndian(profile.size()));
     markers.clear();
     coefficientsOf(filled(encode(pictureOf(60, 40), layouts[4], extras), {{8, 8, 30, 20}}), &markers);
     EXPECT_EQ(markers.size(), 2u);
