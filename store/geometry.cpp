@@ -122,7 +122,14 @@ void steadyOffset(AnnPoint& offset, const AnnObject& parent) {
     offset.y += back.c * by.x + back.d * by.y;
 }
 
-// The offset remembers a correction. One taken back may come out a pixel short and need another.
+// Whether a rectangle touches places where pixel coordinates saturate, or nearly so.
+bool isFarOut(const RECT& r) {
+    constexpr LONG limit = 1 << 30;
+    return std::min({r.left, r.top, r.right, r.bottom}) < -limit || std::max({r.left, r.top, r.right, r.bottom}) > limit;
+}
+
+// The offset remembers a correction. One taken back may come out a pixel short and need another. Far out, where coordinates
+// saturate, corrections never come to an end, and an offset would change with each load: there none is remembered.
 void placeName(AnnObject& record, TextExtents& extents) {
     record.rcName = {};
     if (!annShowsName(record)) return;
@@ -130,6 +137,7 @@ void placeName(AnnObject& record, TextExtents& extents) {
     for (int attempt = 0; attempt < 4; ++attempt) {
         record.rcName = annPlaceName(record, record.xfToClient, record.rcBounds, extents, pushed);
         if (!pushed.x && !pushed.y) break;
+        if (isFarOut(record.rcBounds) || isFarOut(record.pParent->rcBounds)) break;
         const AnnMatrix& back = record.pParent->xfFromClient;
         record.ptNameOffset.x += back.a * pushed.x + back.b * pushed.y;
         record.ptNameOffset.y += back.c * pushed.x + back.d * pushed.y;
