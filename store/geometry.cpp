@@ -128,8 +128,16 @@ bool isFarOut(const RECT& r) {
     return std::min({r.left, r.top, r.right, r.bottom}) < -limit || std::max({r.left, r.top, r.right, r.bottom}) > limit;
 }
 
-// The offset remembers a correction. One taken back may come out a pixel short and need another. Far out, where coordinates
-// saturate, corrections never come to an end, and an offset would change with each load: there none is remembered.
+// Whether so many units make a pixel that an offset in units can't hit one.
+bool hasNoPixels(const AnnMatrix& fromClient) {
+    constexpr double limit = 1e12;
+    const double most =
+        std::max({std::fabs(fromClient.a), std::fabs(fromClient.b), std::fabs(fromClient.c), std::fabs(fromClient.d)});
+    return !(most < limit);
+}
+
+// The offset remembers a correction. One taken back may come out a pixel short and need another. Where coordinates saturate or
+// units are lost, corrections never come to an end, and an offset would change with each load: there none is remembered.
 void placeName(AnnObject& record, TextExtents& extents) {
     record.rcName = {};
     if (!annShowsName(record)) return;
@@ -137,8 +145,8 @@ void placeName(AnnObject& record, TextExtents& extents) {
     for (int attempt = 0; attempt < 4; ++attempt) {
         record.rcName = annPlaceName(record, record.xfToClient, record.rcBounds, extents, pushed);
         if (!pushed.x && !pushed.y) break;
-        if (isFarOut(record.rcBounds) || isFarOut(record.pParent->rcBounds)) break;
         const AnnMatrix& back = record.pParent->xfFromClient;
+        if (isFarOut(record.rcBounds) || isFarOut(record.pParent->rcBounds) || hasNoPixels(back)) break;
         record.ptNameOffset.x += back.a * pushed.x + back.b * pushed.y;
         record.ptNameOffset.y += back.c * pushed.x + back.d * pushed.y;
         steadyOffset(record.ptNameOffset, *record.pParent);
