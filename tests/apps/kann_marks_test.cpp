@@ -88,7 +88,7 @@ TEST_F(KannMarksTest, LooseMarksLieOnTheImagesPixels) {
     EXPECT_EQ(pixels("loose.png"), pixels("tagged.png"));
     done({"burn", "tagged.tif", "-o", "burned.tif"});
     EXPECT_EQ(pixels("burned.tif"), pixels("tagged.png"));
-    EXPECT_EQ(done({"hit", "tagged.tif", "50", "30"}).substr(0, 4), "RECT");
+    EXPECT_NE(done({"hit", "tagged.tif", "50", "30"}).find("RECT"), std::string::npos);
 }
 
 TEST_F(KannMarksTest, NothingThatCouldBeAMark) {
