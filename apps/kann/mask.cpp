@@ -183,12 +183,11 @@ int runMask(const Arguments& arguments) {
     const std::string to = arguments.text("to", "native");
     if (to != "native" && to != "coded") throw UsageError{"--to can't be \"" + to + "\" here, only: native coded"};
     const std::uint32_t form = storedFormNumber(to);
-    for (const std::string& other : {arguments.text("output"), arguments.operands[0]}) {
-        if (leadToOneFile(target, other))
-            throw UsageError{"--store and " + other + " are one file: the pixels would be lost"};
-    }
+    const std::string out = arguments.text("output"), &in = arguments.operands[0];
+    if (leadToOneFile(target, out) || (in != "-" && leadToOneFile(target, in)))
+        throw UsageError{"--store is the same file as OUT or IMAGE: the pixels would be lost"};
     refuseForeignFile(target);
-    OutputFile keeper(target), output(arguments.text("output"));
+    OutputFile keeper(target), output(out);
     JobLog log;
     const WholeImage image = readWholeImage(arguments.operands[0]);
     const Store store = openMaskStore(arguments);

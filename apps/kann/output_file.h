@@ -40,7 +40,8 @@ private:
     bool special_ = false;  // not a regular file
 };
 
-// Both targets lead to one file, so that what is written last takes the other's place. "-" is standard output.
+// Both names lead to one file, so that what is written last takes the other's place. "-" is standard output; an input of
+// that name isn't to be asked about.
 bool leadToOneFile(const std::string& one, const std::string& other);
 
 // From now on an interrupt takes temporary files away before it ends the program.

@@ -144,9 +144,13 @@ int runRedact(const Arguments& arguments) {
     if (jobs.size() > 1 && !options.report.empty()) throw UsageError{"--report goes with one image"};
     if (!jobs.empty()) {
         options.sources = readSources(arguments, jobs[0].store); // one store for all
-        for (const std::string& other : {jobs[0].output, jobs[0].input, jobs[0].store}) {
+        const auto refuse = [&](const std::string& other) {
             if (!options.dryRun && leadToOneFile(options.report, other))
                 throw UsageError{"--report would be written over " + other};
+        };
+        refuse(jobs[0].output);
+        for (const std::string& input : {jobs[0].input, jobs[0].store}) {
+            if (input != "-") refuse(input);
         }
     }
     // A format that there isn't is told before the work.
