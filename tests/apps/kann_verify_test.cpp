@@ -1,30 +1,13 @@
 // kann verify: a clean file passes, and one leak of each kind, made on purpose, is found.
 #include "tests/apps/redact_fixture.h"
+#include "tests/rasterio/profile_fixture.h"
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 
 namespace {
 
 const std::vector<std::array<int, 4>> areas{{10, 8, 33, 21}, {60, 30, 75, 53}};
-
-std::uint32_t numberAt(const std::string& bytes, std::size_t at) {
-    std::uint32_t value = 0;
-    std::memcpy(&value, bytes.data() + at, 4);
-    return value;
-}
-void putNumber(std::string& bytes, std::size_t at, std::uint32_t value) { std::memcpy(bytes.data() + at, &value, 4); }
-
-// Position of the entry of a tag in the first directory of a little-endian TIFF.
-std::size_t entryOf(const std::string& bytes, int tag) {
-    const std::size_t directory = numberAt(bytes, 4);
-    for (std::size_t at = directory + 2; at + 12 <= bytes.size(); at += 12) {
-        if ((static_cast<std::uint8_t>(bytes[at]) | static_cast<std::uint8_t>(bytes[at + 1]) << 8) == tag) return at;
-    }
-    ADD_FAILURE() << "no tag " << tag;
-    return 0;
-}
 
 struct Leak {
     const char* name;
@@ -139,6 +122,7 @@ TEST_F(KannVerifyTest, LeaksInTiff) {
     redactInto("g4.tif", {"", "in.tif", 1, KB_COMPRESS_G4});
     redactInto("g3.tif", {"", "in.tif", 1, KB_COMPRESS_G3});
     redactInto("bits.tif", {"", "in.tif", 1, KB_COMPRESS_NONE});
+    redactInto("opacity.tif", {"", "in.tif", 32, KB_COMPRESS_NONE, KB_VIEW_TOP_LEFT, false, false, true});
     // The strip is moved behind the end with room for more.
     const auto lengthen = [](std::string& bytes) {
         const std::size_t offset = entryOf(bytes, 273), count = entryOf(bytes, 279);
@@ -171,6 +155,11 @@ TEST_F(KannVerifyTest, LeaksInTiff) {
               "tag 259"},
              {"bits behind the rows", "bits.tif",
               [](std::string& bytes) { bytes[numberAt(bytes, entryOf(bytes, 273) + 8) + 9] |= 1; }, "data that isn't shown"},
+             {"colours that nobody looks up", "lzw.tif",
+              [](std::string& bytes) { addEntry(bytes, 320, 3, 768, std::string(1536, 'x')); }, "tag 320"},
+             {"a tag twice", "lzw.tif", [](std::string& bytes) { addEntry(bytes, 282, 5, 1, "SECRET! "); }, "tag 282"},
+             {"colours that are multiplied away", "opacity.tif",
+              [](std::string& bytes) { bytes[entryOf(bytes, 338) + 8] = 1; }, "can't be judged"},
              {"a chain that loops", "lzw.tif",
               [](std::string& bytes) {
                   const std::size_t directory = numberAt(bytes, 4);
@@ -222,6 +211,72 @@ TEST_F(KannVerifyTest, LeaksInBmp) {
     }
 }
 
+TEST_F(KannVerifyTest, ProfilesThatHoldMoreThanColours) {
+    const std::string loud = test::usualProfile(false, {{"vued", "text" + test::bigEndian(0) + "SECRET PIXELS"}});
+    const auto save = [&](const std::string& from, const std::string& to, const std::string& profile) {
+        KernelBitmap bitmap{};
+        ASSERT_EQ(K_LoadFile(path(from).c_str(), &bitmap, 0, 0, nullptr, nullptr), SUCCESS);
+        EXPECT_EQ(K_SetFileTag(34675, 7, static_cast<std::uint32_t>(profile.size()), profile.data()), SUCCESS);
+        EXPECT_EQ(K_SaveFile(path(to).c_str(), &bitmap, formatOf(to), nullptr), SUCCESS);
+        K_FreeBitmap(&bitmap);
+    };
+    const auto expectLeak = [&](const std::string& name, const char* told) {
+        const KannResult result = kann({"verify", name, "areas.json"});
+        EXPECT_EQ(result.status, 5);
+        EXPECT_NE(result.err.find(told), std::string::npos) << result.err;
+    };
+    makePage("in.tif", {"", "in.tif", 24});
+    for (const char* extension : {".png", ".tif", ".jpg"}) {
+        SCOPED_TRACE(extension);
+        const std::string in = std::string("loud") + extension, out = std::string("out") + extension;
+        save("in.tif", in, loud);
+        done({"redact", in, "--regions", "areas.json", "-o", out});
+        EXPECT_NE(read(out).find(std::string_view(extension) == ".png" ? "iCCP" : "acsp"), std::string::npos);
+        EXPECT_EQ(read(out).find("SECRET"), std::string::npos);
+        done({"verify", out, "areas.json"});
+        if (std::string_view(extension) == ".jpg") continue; // another coding: it would ring
+        save(out, in, loud);
+        expectLeak(in, "holds more than its colours");
+    }
+    std::string bytes = read("out.png");
+    const std::size_t at = bytes.find("iCCP") - 4;
+    const auto size =
+        static_cast<std::size_t>(static_cast<std::uint8_t>(bytes[at + 2])) << 8 | static_cast<std::uint8_t>(bytes[at + 3]);
+    const std::string data = bytes.substr(at + 8 + 7, size - 7); // without its name
+    write("named.png", bytes.replace(at, 12 + size, pngChunk("iCCP", "John Doe, SSN 123-45-6789" + data)));
+    expectLeak("named.png", "chunk iCCP: data that isn't shown");
+    // What can't be written anew is left out, whatever the formats.
+    const std::string tables = test::usualProfile(false, {{"A2B0", "mft2" + std::string(60, '\0')}});
+    for (const char* out : {"out.jpg", "out.png", "out.tif"}) {
+        save("in.tif", "tables.jpg", tables);
+        const KannResult result = kann({"redact", "tables.jpg", "--regions", "areas.json", "-o", out});
+        EXPECT_EQ(result.status, 3);
+        EXPECT_NE(result.err.find("the colour profile"), std::string::npos) << result.err;
+    }
+}
+
+TEST_F(KannVerifyTest, UnseenBytesOfOtherPages) {
+    redactInto("clean.tif", {"", "in.tif", 8, KB_COMPRESS_LZW});
+    write("leak.tif", read("clean.tif"));
+    makePage("leak.tif", {"", "leak.tif", 32, KB_COMPRESS_NONE}, 2, true);
+    KannResult result = kann({"verify", "leak.tif", "areas.json"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_NE(result.err.find("page 2: a fourth byte"), std::string::npos) << result.err;
+    RGBQUAD palette[256] = {};
+    palette[7] = {1, 2, 3, 0};
+    KernelBitmap bitmap{};
+    ASSERT_EQ(K_CreateBitmap(&bitmap, 1, width, height, 8, KB_ORDER_BGR, palette, 1, 0, 0), SUCCESS);
+    KernelSaveOptions options{};
+    K_DefaultSaveOptions(&options, sizeof options);
+    options.uFlags = SAVE_INSERTPAGE;
+    options.nPageNumber = -1;
+    ASSERT_EQ(K_SaveFile(path("clean.tif").c_str(), &bitmap, KB_FORMAT_TIFF, &options), SUCCESS);
+    K_FreeBitmap(&bitmap);
+    result = kann({"verify", "clean.tif", "areas.json"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_NE(result.err.find("page 2: the palette"), std::string::npos) << result.err;
+}
+
 TEST_F(KannVerifyTest, UncoveredPixelsAndColours) {
     for (const PageKind& kind : {PageKind{"", "in.tif", 24, KB_COMPRESS_LZW}, PageKind{"", "in.png", 8, 0, 1, true},
                                  PageKind{"", "in.bmp", 1, 0, 1, true}, PageKind{"", "in.tif", 12, 0, 1, false, true}}) {
@@ -257,6 +312,12 @@ TEST_F(KannVerifyTest, AnnotationDataMayStayWithoutPixels) {
     done({"add", "new:75x53", "rect", "--rect", "1,1,9,9", "-o", "rect.kba"});
     done({"attach", "clean.tif", "rect.kba", "-o", "tagged.tif"});
     done({"verify", "tagged.tif", "areas.json"});
+    std::string twice = read("tagged.tif");
+    addEntry(twice, 32932, 1, 26, "SECRET PIXELS SECRET PIXEL");
+    write("twice.tif", twice);
+    const KannResult second = kann({"verify", "twice.tif", "areas.json"});
+    EXPECT_EQ(second.status, 5);
+    EXPECT_NE(second.err.find("tag 32932: data that isn't shown"), std::string::npos) << second.err;
     // The same with a comment of a byte behind it.
     write("longer.kba", read("rect.kba") + "hidden");
     std::string data = read("longer.kba");
@@ -282,23 +343,35 @@ TEST_F(KannVerifyTest, OtherPagesThatShowTheSame) {
     makeText("in.tif", 3, true);
     done({"redact", "in.tif", "--regions", "areas.json", "-o", "clean.tif"});
     done({"verify", "clean.tif", "areas.json"});
+    // Two letters, within one of the cells by which pages are compared, and a field of the page.
+    constexpr std::array<int, 4> word{69, 31, 75, 35}, field{40, 30, 160, 80};
     const struct {
         const char* name;
         int scale, angle;
-        bool mirrored;
-    } rows_[] = {{"the page itself", 1, 0, false},
-                 {"a small one", 4, 0, false},
-                 {"turned", 1, 9000, false},
-                 {"small and turned", 4, 27000, false},
-                 {"mirrored", 2, 0, true}};
+        bool mirrored, inverted;
+        std::array<int, 4> area = field;
+    } rows_[] = {{"the page itself", 1, 0, false, false},
+                 {"a small one", 4, 0, false, false},
+                 {"turned", 1, 9000, false, false},
+                 {"small and turned", 4, 27000, false, false},
+                 {"mirrored", 2, 0, true, false},
+                 {"a negative", 1, 0, false, true},
+                 {"a word", 1, 0, false, false, word},
+                 {"a word, turned", 1, 9000, false, false, word},
+                 {"a word, mirrored and negative", 1, 0, true, true, word}};
     for (const auto& row : rows_) {
         SCOPED_TRACE(row.name);
-        write("leak.tif", read("clean.tif"));
+        writeRegions("areas.json", {row.area});
+        done({"redact", "in.tif", "--regions", "areas.json", "-o", "leak.tif"});
         makeText("copy.tif", 1, false, row.scale);
         KernelBitmap bitmap{};
         ASSERT_EQ(K_LoadFile(path("copy.tif").c_str(), &bitmap, 0, 0, nullptr, nullptr), SUCCESS);
         EXPECT_EQ(row.angle ? K_RotateBitmap(&bitmap, row.angle, 1, 0) : SUCCESS, SUCCESS);
         EXPECT_EQ(row.mirrored ? K_ReverseBitmap(&bitmap) : SUCCESS, SUCCESS);
+        for (int y = 0; row.inverted && y < bitmap.Height; ++y) {
+            std::uint8_t* pixel = K_WritableBitmapRow(&bitmap, y);
+            std::transform(pixel, pixel + bitmap.Width, pixel, [](std::uint8_t v) { return static_cast<std::uint8_t>(~v); });
+        }
         KernelSaveOptions options{};
         K_DefaultSaveOptions(&options, sizeof options);
         options.uFlags = SAVE_INSERTPAGE;
@@ -312,10 +385,28 @@ TEST_F(KannVerifyTest, OtherPagesThatShowTheSame) {
     }
 }
 
+TEST_F(KannVerifyTest, CopiesThatAreCoveredTooAreNone) {
+    makeText("in.tif", 1);
+    makeText("in.tif", 1, true);
+    write("areas.json",
+          R"({"schema":1,"pages":[{"page":1,"regions":[[40,30,160,80]]},{"page":2,"regions":[[40,30,160,80]]}]})");
+    done({"redact", "in.tif", "--regions", "areas.json", "-o", "clean.tif"});
+    done({"verify", "clean.tif", "areas.json"});
+    write("areas.json",
+          R"({"schema":1,"pages":[{"page":1,"regions":[[40,30,160,80]]},{"page":2,"regions":[[40,30,150,80]]}]})");
+    const KannResult result = kann({"redact", "in.tif", "--regions", "areas.json", "-o", "new.tif"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("page 2: looks like page 1"), std::string::npos) << result.err;
+    EXPECT_FALSE(exists("new.tif"));
+}
+
 TEST_F(KannVerifyTest, WhatCantBeAskedOrJudged) {
     redactInto("clean.png", {"", "in.png", 24});
     done({"add", "new:75x53", "rect", "--rect", "1,1,9,9", "-o", "rect.kba"});
     write("short.png", read("clean.png").substr(0, 200));
+    std::vector<std::array<int, 4>> wide = areas;
+    wide.push_back({100, 10, 120, 20});
+    writeRegions("wide.json", wide);
     const struct {
         std::vector<std::string> arguments;
         int status;
@@ -327,6 +418,10 @@ TEST_F(KannVerifyTest, WhatCantBeAskedOrJudged) {
         {{"clean.png", "gone.json"}, 1},
         {{"areas.json", "areas.json"}, 1},
         {{"short.png", "areas.json"}, 5},
+        {{"clean.png", "wide.json"}, 5}, // a list that was made for a larger page
+        {{"clean.png", "areas.json", "--page", "1"}, 1},
+        {{"clean.png", "--regions", "areas.json", "--page", "1"}, 2},
+        {{"clean.png", "--regions", "areas.json", "--store-page", "1"}, 2},
     };
     for (const auto& row : table) {
         std::vector<std::string> arguments{"verify"};

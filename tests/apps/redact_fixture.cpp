@@ -2,6 +2,7 @@
 #include "tests/apps/redact_fixture.h"
 
 #include <algorithm>
+#include <cstring>
 
 int RedactTest::formatOf(const std::string& name) const {
     return name.ends_with(".tif")   ? KB_FORMAT_TIFF
@@ -87,7 +88,7 @@ void RedactTest::writeRegions(const std::string& name, const std::vector<std::ar
     std::string list;
     for (const auto& a : areas) {
         list += list.empty() ? "[" : ",[";
-        for (std::size_t i = 0; i < 4; ++i) list += (i ? "," : "") + std::to_string(a[i]);
+        for (std::size_t i = 0; i < 4; ++i) list.append(i ? "," : "").append(std::to_string(a[i]));
         list += "]";
     }
     write(name, R"({"schema":1,"pages":[{"page":)" + std::to_string(page) + R"(,"regions":[)" + list + "]}]}");
@@ -106,6 +107,57 @@ std::vector<std::string> RedactTest::rows(const std::string& name, int page) con
     }
     K_FreeBitmap(&bitmap);
     return rows;
+}
+
+bool RedactTest::holdsCovered(const std::string& in, const std::string& file) const {
+    const std::vector<std::uint8_t> picture = pixels(in);
+    std::string blueFirst(picture.begin() + (10 * width + 12) * 3, picture.begin() + (10 * width + 30) * 3);
+    std::string redFirst = blueFirst;
+    for (std::size_t i = 0; i < redFirst.size(); i += 3) std::swap(redFirst[i], redFirst[i + 2]);
+    const std::string bytes = read(file);
+    return bytes.find(blueFirst) != std::string::npos || bytes.find(redFirst) != std::string::npos;
+}
+
+std::uint32_t numberAt(const std::string& bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, bytes.data() + at, 4);
+    return value;
+}
+
+void putNumber(std::string& bytes, std::size_t at, std::uint32_t value) { std::memcpy(bytes.data() + at, &value, 4); }
+
+namespace {
+
+int wordAt(const std::string& bytes, std::size_t at) {
+    return static_cast<std::uint8_t>(bytes[at]) | static_cast<std::uint8_t>(bytes[at + 1]) << 8;
+}
+
+} // namespace
+
+std::size_t entryOf(const std::string& bytes, int tag) {
+    const std::size_t directory = numberAt(bytes, 4);
+    for (std::size_t at = directory + 2; at + 12 <= bytes.size(); at += 12) {
+        if (wordAt(bytes, at) == tag) return at;
+    }
+    ADD_FAILURE() << "no tag " << tag;
+    return 0;
+}
+
+void addEntry(std::string& bytes, int tag, int type, std::uint32_t count, std::string_view value) {
+    const std::size_t directory = numberAt(bytes, 4), entries = static_cast<std::size_t>(wordAt(bytes, directory));
+    std::size_t at = directory + 2; // of the entry that comes behind
+    while (at < directory + 2 + 12 * entries && wordAt(bytes, at) <= tag) at += 12;
+    std::string fresh = bytes.substr(directory, 2 + 12 * entries + 4), entry(12, '\0');
+    bytes.replace(directory, fresh.size(), fresh.size(), '\0');
+    bytes += std::string(bytes.size() % 2, '\0');
+    putNumber(entry, 0, static_cast<std::uint32_t>(tag | type << 16));
+    putNumber(entry, 4, count);
+    putNumber(entry, 8, static_cast<std::uint32_t>(bytes.size()));
+    bytes.append(value).append(value.size() % 2, '\0');
+    fresh.insert(at - directory, entry);
+    fresh[0] = static_cast<char>(entries + 1);
+    putNumber(bytes, 4, static_cast<std::uint32_t>(bytes.size()));
+    bytes += fresh;
 }
 
 std::string pngChunk(std::string_view type, std::string_view data) {
