@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <png.h>
+
 namespace {
 
 using namespace test;
@@ -26,6 +28,26 @@ std::string taken(const std::string& profile, bool isGrey) {
     std::string bytes(static_cast<const char*>(GlobalLock(block)), size);
     GlobalFree(block);
     return bytes;
+}
+
+// The profile that another reader finds in a PNG; it leaves out what doesn't stand up to its checks.
+std::string foundByPeer(const Bytes& file) {
+    std::FILE* stream = fmemopen(const_cast<uint8_t*>(file.data()), file.size(), "rb");
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_charp name = nullptr;
+    png_bytep data = nullptr;
+    png_uint_32 size = 0;
+    int packing = 0;
+    if (setjmp(png_jmpbuf(png)) == 0) {
+        png_init_io(png, stream);
+        png_read_info(png, info);
+        png_get_iCCP(png, info, &name, &packing, &data, &size);
+    }
+    std::string profile(reinterpret_cast<const char*>(data), data ? size : 0);
+    png_destroy_read_struct(&png, &info, nullptr);
+    std::fclose(stream);
+    return profile;
 }
 
 bool holds(const std::string& text, std::string_view part) { return text.find(part) != std::string::npos; }
@@ -79,5 +101,18 @@ TEST(ColorProfile, WhatNeedsMoreThanCurvesIsRefused) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(!taken(row.profile, row.profile.substr(16, 4) == "GRAY").empty(), row.isTaken);
+    }
+}
+
+TEST(ColorProfile, OtherReadersTakeThePlainOne) {
+    for (const bool isGrey : {false, true}) {
+        const std::string plain = taken(usualProfile(isGrey, {{"vued", "text" + bigEndian(0) + "SECRET"}}), isGrey);
+        ASSERT_FALSE(plain.empty());
+        Image image;
+        ASSERT_EQ(
+            K_CreateBitmap(&image.b, 1, 4, 4, isGrey ? 8 : 24, isGrey ? KB_ORDER_GREY : KB_ORDER_BGR, nullptr, 1, 0, 0),
+            SUCCESS);
+        ASSERT_EQ(K_SetFileTag(34675, 7, static_cast<uint32_t>(plain.size()), plain.data()), SUCCESS);
+        EXPECT_EQ(foundByPeer(save(image.b, KB_FORMAT_PNG)), plain);
     }
 }
