@@ -37,6 +37,12 @@ enum {
     KB_VIEW_LEFT_BOTTOM = 8   /* sides swap: a quarter turn counter-clockwise */
 };
 
+/* Raster operations and modes that the platform has no name for. */
+enum {
+    KB_ROP_XOR_INVERTED = 0x00990066, /* destination xor inverted source: white leaves it, black inverts it */
+    KB_REGION_NOT_COLOR = 6           /* mode of K_SetBitmapRgnColor */
+};
+
 typedef struct KernelPixels KernelPixels; /* counted pixel buffer, private to the kernel */
 
 typedef struct KernelBitmap {
@@ -144,6 +150,12 @@ KB_API int K_ReverseBitmap(KernelBitmap* b); /* left to right, as viewed */
 KB_API int K_RotateBitmap(KernelBitmap* b, int angle, int mode, COLORREF fill);
 /* Sideways shear, |angle| up to 4500: above 0 the top row moves right. Width grows by the integer part of tan x height. */
 KB_API int K_ShearBitmap(KernelBitmap* b, int angle, int mode, COLORREF fill);
+/* Addition: `times` shears by 4500 (below 0: by -4500) and then one by `angle` of the same sign, pixel for pixel, in one pass.
+ * ERROR_INV_PARAMETER also when it would grow beyond 2^24 columns. */
+KB_API int K_ShearBitmapFurther(KernelBitmap* b, int times, int angle, COLORREF fill);
+/* Addition: b is seen mirrored left to right, if `mirrored`, and then turned clockwise by so many quarters, from now on: its
+ * perspective alone changes, no pixel. Also allowed on a borrowed record. */
+KB_API int K_TurnBitmapView(KernelBitmap* b, int quarters, int mirrored);
 /* A rectangle in viewed pixels becomes the one that holds the same pixels as stored, sides in order; it isn't cut to the image.
  * (In all perspectives but 5 and 8 the way back is the same.) Also allowed on a record without pixels. */
 KB_API int K_RectToBitmapView(const KernelBitmap* b, int reserved, RECT* pRect);
@@ -161,7 +173,7 @@ KB_API HPALETTE K_CreatePaintPalette(HDC hDC, const KernelBitmap* b);           
 /* --- Colour regions, in stored pixels -------------------------------------------------------------------------------- */
 
 KB_API int K_BitmapHasRgn(const KernelBitmap* b); /* 1 or 0 */
-/* The region becomes all pixels that are NOT of that colour. Mode 6. Also allowed on a record without pixels (no effect). */
+/* The region becomes all pixels that are NOT of that colour. Mode KB_REGION_NOT_COLOR. Also allowed on a record without pixels (no effect). */
 KB_API int K_SetBitmapRgnColor(KernelBitmap* b, COLORREF color, int mode);
 KB_API int K_SetBitmapRgnWhole(KernelBitmap* b, int r1, int r2, int mode);
 /* The region becomes a copy of hRgn shifted by the offset; mode 0 replaces, 1 intersects, 2 adds, 3 subtracts. Null clears. A
@@ -184,7 +196,7 @@ KB_API int K_PaintBitmapRgn(HDC hDC, const KernelBitmap* b, const RECT* pSrc, co
  * Each target pixel whose centre lies in the parallelogram is written once, with the mixture of the four source pixels
  * around it (weights of 1/256). byRegion 1 with a colour region: pixels whose nearest source pixel lies outside the region
  * stay. ERROR_FEATURE_NOT_SUPPORTED, and nothing is painted: contexts without pixels of 24 or 32 bits; raster operations
- * other than SRCCOPY, SRCAND, SRCINVERT and 0x990066; images above 2^24 pixels that aren't 24 or 32 bits, blue first.
+ * other than SRCCOPY, SRCAND, SRCINVERT and KB_ROP_XOR_INVERTED; images above 2^24 pixels that aren't 24 or 32 bits, blue first.
  * ERROR_INV_PARAMETER for corners that aren't finite; a parallelogram without area paints nothing. */
 KB_API int K_PaintBitmapTurned(HDC hDC, const KernelBitmap* b, const double* pCorners, const RECT* pDstClip, DWORD rop,
                                int byRegion);
@@ -205,7 +217,8 @@ KB_API void K_FreeMetafile(KernelMetafile* m);        /* empty afterwards */
 /* Takes over a platform metafile handle of either kind: the holder owns it. ERROR_INV_PARAMETER for a dead one. */
 KB_API int K_WrapMetafile(HANDLE handle, KernelMetafile* m);
 /* Plays the picture into a rectangle of the context (logical units; sides swapped mirror), which keeps its state. The
- * picture's box is that of its placeable header, else the frame of an enhanced metafile, else the window that it sets.
+ * picture's box is that of its placeable header, else the frame of an enhanced metafile, else the window that it sets, else
+ * the extent of what it draws.
  * ERROR_INV_PARAMETER for an empty holder or a dead context; ERROR_FAILURE when a broken record has ended the play, what
  * came before it is drawn. */
 KB_API int K_PlayMetafile(HDC hDC, const KernelMetafile* m, const RECT* pRect);

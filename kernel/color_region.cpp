@@ -100,7 +100,7 @@ extern "C" {
 int K_BitmapHasRgn(const KernelBitmap* b) { return b && b->hRegion; }
 
 int K_SetBitmapRgnColor(KernelBitmap* b, COLORREF color, int mode) {
-    if (!b || b->Borrowed || mode != 6) return ERROR_INV_PARAMETER;
+    if (!b || b->Borrowed || mode != KB_REGION_NOT_COLOR) return ERROR_INV_PARAMETER;
     if (checkImage(b) != SUCCESS) return SUCCESS;
     HRGN region = nullptr;
     const uint32_t wanted = fromColorRef(color) & 0xFFFFFFu;

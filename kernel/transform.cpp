@@ -116,16 +116,22 @@ int rotated(KernelBitmap* out, const KernelBitmap& in, double radians, uint32_t 
     return SUCCESS;
 }
 
-int sheared(KernelBitmap* out, const KernelBitmap& in, double tangent, uint32_t fill) {
-    const double slope = std::abs(tangent);
-    const auto growth = static_cast<int64_t>(slope * in.Height + 1e-9);
+// A lean of the angle whose tangent is given, on top of `times` shears by 45 degrees that lean to the same side.
+struct Lean {
+    bool right;
+    int64_t times;
+    double tangent; // 0 to 1
+};
+
+int sheared(KernelBitmap* out, const KernelBitmap& in, const Lean& lean, uint32_t fill) {
+    const int64_t growth = lean.times * in.Height + static_cast<int64_t>(lean.tangent * in.Height + 1e-9);
     if (in.Width + growth > maxBitmapSide) return ERROR_INV_PARAMETER;
     if (const int result = makeImageLike(out, in, static_cast<int32_t>(in.Width + growth), in.Height); result != SUCCESS)
         return result;
     withPixels(in.BitsPerPixel, [&](auto pixel) {
         for (int32_t row = 0; row < in.Height; ++row) {
-            const double fromStill = tangent > 0 ? in.Height - row - 0.5 : row + 0.5;
-            const int32_t shift = static_cast<int32_t>(slope * fromStill);
+            const int32_t rows = lean.right ? in.Height - 1 - row : row; // between this one and the one that stays
+            const auto shift = static_cast<int32_t>(lean.times * rows + static_cast<int64_t>(lean.tangent * (rows + 0.5)));
             uint8_t* to = ownRowOf(*out, row);
             std::memset(to, 0, static_cast<size_t>(out->BytesPerLine));
             for (int32_t x = 0; x < shift; ++x) pixel.put(to, x, fill);
@@ -205,17 +211,36 @@ int K_RotateBitmap(KernelBitmap* b, int angle, int mode, COLORREF fill) {
 
 int K_ShearBitmap(KernelBitmap* b, int angle, int mode, COLORREF fill) {
     if (const int result = checkOwnImage(b); result != SUCCESS) return result;
-    if (mode != 1 || angle < -4500 || angle > 4500) return ERROR_INV_PARAMETER;
+    return mode == 1 ? K_ShearBitmapFurther(b, 0, angle, fill) : int{ERROR_INV_PARAMETER};
+}
+
+int K_ShearBitmapFurther(KernelBitmap* b, int times, int angle, COLORREF fill) {
+    if (const int result = checkOwnImage(b); result != SUCCESS) return result;
+    if (angle < -4500 || angle > 4500 || (times < 0 && angle > 0) || (times > 0 && angle < 0)) return ERROR_INV_PARAMETER;
     const Perspective view = perspectiveOf(*b);
+    const int steep = std::abs(angle);
     // 45 degrees exactly, so that it grows by the height and not by a rounding less.
-    const double tangent = angle == 4500 ? 1.0 : angle == -4500 ? -1.0 : std::tan(angle / 18000.0 * std::numbers::pi);
+    const Lean lean{times > 0 || angle > 0, std::abs(int64_t{times}),
+                    steep == 4500 ? 1.0 : std::tan(steep / 18000.0 * std::numbers::pi)};
     return replaceWith(b, [&](const KernelBitmap& in, KernelBitmap* out, bool isMask) -> int {
         OwnedBitmap upright;
         const int result = view.swapsSides || view.flipsX || view.flipsY ? normalized(&upright.record, in, view)
                                                                          : copyAsViewed(&upright.record, in);
         if (result != SUCCESS) return result;
-        return sheared(out, upright.record, tangent, isMask ? 0 : valueOfColor(upright.record, fromColorRef(fill)));
+        return sheared(out, upright.record, lean, isMask ? 0 : valueOfColor(upright.record, fromColorRef(fill)));
     });
+}
+
+int K_TurnBitmapView(KernelBitmap* b, int quarters, int mirrored) {
+    if (!b) return ERROR_INV_PARAMETER;
+    Perspective view = perspectiveOf(*b);
+    if (mirrored) view.flipsX = !view.flipsX;
+    for (int i = (quarters % 4 + 4) % 4; i > 0; --i) view = {!view.swapsSides, !view.flipsY, view.flipsX};
+    const auto same = [view](const Perspective& p) {
+        return p.swapsSides == view.swapsSides && p.flipsX == view.flipsX && p.flipsY == view.flipsY;
+    };
+    b->ViewPerspective = static_cast<int32_t>(std::ranges::find_if(perspectives, same) - perspectives.begin()) + 1;
+    return SUCCESS;
 }
 
 int K_RectToBitmapView(const KernelBitmap* b, int reserved, RECT* pRect) {

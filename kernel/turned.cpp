@@ -15,7 +15,6 @@ namespace {
 
 constexpr int64_t maxConvertedPixels = int64_t{1} << 24;
 constexpr double unit = 65536.0; // of a source position
-constexpr DWORD sourceXorInverted = 0x00990066;
 
 struct Point {
     double x, y;
@@ -79,7 +78,7 @@ bool mixOf(DWORD rop, Mix* mix) {
     case SRCCOPY: *mix = Mix::copy; return true;
     case SRCAND: *mix = Mix::both; return true;
     case SRCINVERT: *mix = Mix::either; return true;
-    case sourceXorInverted: *mix = Mix::same; return true;
+    case KB_ROP_XOR_INVERTED: *mix = Mix::same; return true;
     default: return false;
     }
 }

@@ -164,6 +164,59 @@ TEST(Transform, ShearMovesOneEnd) {
     EXPECT_EQ(K_RotateBitmap(&image.b, 100, 2, 0), ERROR_INV_PARAMETER);
 }
 
+// All at once is pixel for pixel the same as one after the other.
+TEST(Transform, FurtherShearsAddUp) {
+    for (const int height : {1, 2, 7}) {
+        for (const int times : {-5, -1, 0, 1, 3, 40}) {
+            for (const int angle : {0, 10, 2657, 4400, 4500}) {
+                for (int perspective = 1; perspective <= 8; perspective += 4) {
+                    SCOPED_TRACE(::testing::Message() << height << " rows, " << times << " times and " << angle);
+                    const int sign = times < 0 ? -1 : 1;
+                    Image one, other;
+                    makeNoise(one, 5, height, 8, 1, perspective, 3);
+                    makeNoise(other, 5, height, 8, 1, perspective, 3);
+                    ASSERT_EQ(K_SetBitmapRgnColor(&one.b, K_GetBitmapPixel(&one.b, 0, 1), KB_REGION_NOT_COLOR), SUCCESS);
+                    ASSERT_EQ(K_SetBitmapRgnColor(&other.b, K_GetBitmapPixel(&other.b, 0, 1), KB_REGION_NOT_COLOR), SUCCESS);
+                    for (int i = 0; i < std::abs(times); ++i)
+                        ASSERT_EQ(K_ShearBitmap(&one.b, sign * 4500, 1, RGB(255, 255, 255)), SUCCESS);
+                    ASSERT_EQ(K_ShearBitmap(&one.b, sign * angle, 1, RGB(255, 255, 255)), SUCCESS);
+                    ASSERT_EQ(K_ShearBitmapFurther(&other.b, times, sign * angle, RGB(255, 255, 255)), SUCCESS);
+                    expectView(other.b, viewOf(one.b));
+                    EXPECT_TRUE(EqualRgn(one.b.hRegion, other.b.hRegion));
+                }
+            }
+        }
+    }
+    Image image;
+    makeNoise(image, 4, 4, 8, 1, 1, 1);
+    EXPECT_EQ(K_ShearBitmapFurther(&image.b, 1, -1, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(K_ShearBitmapFurther(&image.b, 1 << 22, 0, 0), ERROR_INV_PARAMETER); // beyond all sides
+    EXPECT_EQ(K_ShearBitmapFurther(&image.b, INT32_MIN, 0, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(K_ShearBitmapFurther(nullptr, 1, 0, 0), ERROR_INV_PARAMETER);
+}
+
+TEST(Transform, TurningTheViewTouchesNoPixel) {
+    for (int perspective = 1; perspective <= 8; ++perspective) {
+        for (const bool reversed : {false, true}) {
+            for (int quarters = -3; quarters <= 5; ++quarters) {
+                SCOPED_TRACE(::testing::Message() << perspective << ", reversed " << reversed << ", " << quarters);
+                Image image;
+                makeNoise(image, 7, 5, 8, 1, perspective, 9);
+                View expected = viewOf(image.b);
+                if (reversed) expected = mirrored(expected, true);
+                for (int i = 0; i < quarters + 4; ++i) expected = quarter(expected);
+                const KernelPixels* pixels = image.b.pPixels;
+                image.b.Borrowed = 1;
+                ASSERT_EQ(K_TurnBitmapView(&image.b, quarters, reversed), SUCCESS);
+                image.b.Borrowed = 0;
+                EXPECT_EQ(image.b.pPixels, pixels);
+                expectView(image.b, expected);
+            }
+        }
+    }
+    EXPECT_EQ(K_TurnBitmapView(nullptr, 1, 0), ERROR_INV_PARAMETER);
+}
+
 TEST(Transform, ScalingTakesPixelCentres) {
     for (const int bits : allDepths) {
         for (int from = 1; from <= 8; ++from) {
