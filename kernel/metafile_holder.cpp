@@ -71,7 +71,8 @@ int K_WrapMetafile(HANDLE handle, KernelMetafile* m) {
         if (!bitsSize(made)) return ERROR_INV_PARAMETER;
     }
     try {
-        measureMetafile(bitsOf(made), &made);
+        const int code = measureMetafile(made.bEnhanced ? bitsOf(made) : Bytes{}, &made);
+        if (code != SUCCESS) return code;
     } catch (const std::bad_alloc&) {
         return ERROR_NO_MEMORY;
     }

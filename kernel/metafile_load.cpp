@@ -108,9 +108,10 @@ int loadMetafile(MetafileBits data, KernelMetafile* m) {
         made.nRight = box(2);
         made.nBottom = box(3);
         made.nUnitsPerInch = unitsPerInch;
-        sizeFromBox(&made, unitsPerInch);
-    } else {
-        measureMetafile(whole, &made);
+        sizeFromBox(&made, {made.nLeft, made.nTop, made.nRight, made.nBottom}, unitsPerInch);
+    } else if (const int code = measureMetafile(whole, &made); code != SUCCESS) {
+        K_FreeMetafile(&made);
+        return code;
     }
     *m = made;
     return SUCCESS;

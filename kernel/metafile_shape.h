@@ -1,4 +1,4 @@
-// What a metafile's bits tell of the picture before it is played.
+// What a metafile tells of the picture before it is played.
 #pragma once
 
 #include "contracts/raster_kernel.h"
@@ -18,10 +18,11 @@ template <class T> T metafileNumber(MetafileBits bits, size_t at) {
     return value;
 }
 
-// Gives the holder of a handle that was just made box and size: of a classic metafile the window that it sets first, else the
-// extent of its coordinates, at 96 units an inch; of an enhanced one the frame.
-void measureMetafile(MetafileBits bits, KernelMetafile* m);
+// Gives the holder of a handle that was just made box and size. A classic metafile has the window that it sets first, else no
+// box and the size of what it draws, both at 96 units an inch; an enhanced one the size of its frame, out of its bits.
+// SUCCESS or ERROR_NO_MEMORY, the holder as it was.
+int measureMetafile(MetafileBits bits, KernelMetafile* m) noexcept;
 // Size of a box at so many units an inch, in 1/100 millimetre.
-void sizeFromBox(KernelMetafile* m, int unitsPerInch);
+void sizeFromBox(KernelMetafile* m, const RECT& box, int unitsPerInch) noexcept;
 
 } // namespace kb

@@ -465,6 +465,9 @@ KB_API HRGN CreateRectRgn(int left, int top, int right, int bottom);
 KB_API HRGN CreateRectRgnIndirect(const RECT* pRect);
 /* fillMode: ALTERNATE or WINDING. The same pixels as Polygon with a null pen. */
 KB_API HRGN CreatePolygonRgn(const POINT* pPoints, int count, int fillMode);
+/* Addition: only what of it lies within pWithin (device units), so that the work is bounded by what can be seen of a polygon
+ * and not by the polygon. */
+KB_API HRGN KbCreatePolygonRgnWithin(const POINT* pPoints, int count, int fillMode, const RECT* pWithin);
 KB_API HRGN CreatePolyPolygonRgn(const POINT* pPoints, const INT* pCounts, int polygons, int fillMode);
 /* The same pixels as Ellipse with a null pen on a rectangle whose right and bottom are one larger. */
 KB_API HRGN CreateEllipticRgn(int left, int top, int right, int bottom);
@@ -627,6 +630,12 @@ KB_API BOOL PlayMetaFile(HDC hDC, HMETAFILE hMetafile);
  * the window that it sets first, or else the extent of what it draws) fills pTarget (logical units of the context; a
  * mirrored target mirrors). What a file does to its window moves its coordinates within that box, never the context's. */
 KB_API BOOL KbPlayMetaFile(HDC hDC, HMETAFILE hMetafile, const RECT* pBox, const RECT* pTarget);
+/* Addition: what the function above goes by without a box. KB_SHAPE_WINDOW: pBox receives the window that the file sets
+ * first, which may be upside down. KB_SHAPE_DRAWN: it sets none; pBox receives the extent of what it draws, a unit as a
+ * pixel of a screen, at least one each way. KB_SHAPE_NONE for a file that draws nothing, a dead handle, or when memory
+ * failed (last error ERROR_OUT_OF_MEMORY); pBox is left alone. */
+enum { KB_SHAPE_NONE = 0, KB_SHAPE_WINDOW = 1, KB_SHAPE_DRAWN = 2 };
+KB_API int KbMeasureMetaFile(HMETAFILE hMetafile, RECT* pBox);
 /* Plays an enhanced metafile so that its frame fills pRect, logical units of the context, right and bottom excluded. */
 KB_API BOOL PlayEnhMetaFile(HDC hDC, HENHMETAFILE hMetafile, const RECT* pRect);
 

@@ -4,6 +4,7 @@
 #include "platform/gdi/gdi_state.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace kb::gdi {
 
@@ -228,13 +229,15 @@ PageMapping pageOf(HDC hDC) {
     return page;
 }
 
-// Plays a file that has no window to see what it would draw on.
+// Plays a file that has no window to see what it would draw on. A single line has the width of a pixel.
 bool measure(HDC hDC, const std::vector<uint8_t>& bytes, Playback::Bounds& bounds) {
     ClassicPlayer player(hDC, {}, false, bytes.size(), ClassicFit::free);
     startWithDefaults(player.out);
     player.out.measuring = true;
     const bool whole = player.play(bytes.data(), bytes.size());
     bounds = player.out.bounds;
+    if (bounds.right == bounds.left) ++bounds.right;
+    if (bounds.bottom == bounds.top) ++bounds.bottom;
     return whole;
 }
 
@@ -245,6 +248,8 @@ Ref<Metafile> classicBytes(HMETAFILE hMetafile) {
     SetLastError(ERROR_BAD_HANDLE);
     return {};
 }
+
+int32_t coordinate(double value) { return static_cast<int32_t>(std::clamp(value, -1073741824.0, 1073741823.0)); }
 
 } // namespace
 } // namespace kb::gdi
@@ -263,6 +268,33 @@ KB_API BOOL PlayMetaFile(HDC hDC, HMETAFILE hMetafile) {
         player.dpi = {GetDeviceCaps(hDC, LOGPIXELSX), GetDeviceCaps(hDC, LOGPIXELSY)};
         player.changed();
         return player.play(metafile->bytes.data(), metafile->bytes.size());
+    });
+}
+
+KB_API int KbMeasureMetaFile(HMETAFILE hMetafile, RECT* pBox) {
+    return guarded<int>(KB_SHAPE_NONE, [&]() -> int {
+        const Ref<Metafile> metafile = classicBytes(hMetafile);
+        if (!metafile || !pBox) return KB_SHAPE_NONE;
+        const std::vector<uint8_t>& bytes = metafile->bytes;
+        if (PageMapping page; firstWindow(bytes.data(), bytes.size(), page)) {
+            *pBox = {coordinate(page.windowX), coordinate(page.windowY), coordinate(page.windowX + page.windowWidth),
+                     coordinate(page.windowY + page.windowHeight)};
+            return KB_SHAPE_WINDOW;
+        }
+        const HDC screen = CreateCompatibleDC(nullptr); // texts have a width there
+        if (!screen) return KB_SHAPE_NONE;
+        Playback::Bounds bounds;
+        try {
+            measure(screen, bytes, bounds);
+        } catch (...) {
+            DeleteDC(screen);
+            throw;
+        }
+        DeleteDC(screen);
+        if (bounds.empty()) return KB_SHAPE_NONE;
+        *pBox = {coordinate(std::floor(bounds.left)), coordinate(std::floor(bounds.top)),
+                 coordinate(std::ceil(bounds.right)), coordinate(std::ceil(bounds.bottom))};
+        return KB_SHAPE_DRAWN;
     });
 }
 

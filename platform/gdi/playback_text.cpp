@@ -163,10 +163,15 @@ void Playback::text(const TextRun& call) {
             wanted.lfWidth = std::clamp(roundAway(std::abs(static_cast<double>(wanted.lfWidth)) * scaleAlong), 1, 1 << 26);
     }
     if (measuring) {
-        const double length = static_cast<double>(call.text.size()) * std::abs(wanted.lfHeight) * 0.5;
+        // No glyph is looked at: letters are taken as half as wide as they are high.
+        const double height = wanted.lfHeight ? std::abs(static_cast<double>(wanted.lfHeight)) : 13;
+        const double length = static_cast<double>(call.text.size()) * height * 0.5;
+        const UINT across = state.textAlign & TA_CENTER, up = state.textAlign & TA_BASELINE;
+        const double from = across == TA_CENTER ? -length / 2 : across == TA_RIGHT ? -length : 0, top = up ? -height : 0;
         const FPoint p = placed(at.x, at.y);
-        noteBounds(p);
-        noteBounds({p.x + direction.x * length, p.y + direction.y * length});
+        for (const double x : {from, from + length})
+            for (const double y : {top, top + height})
+                noteBounds({p.x + direction.x * x - direction.y * y, p.y + direction.y * x + direction.x * y});
         return;
     }
     syncClip();

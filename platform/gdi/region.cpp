@@ -119,6 +119,11 @@ KB_API HRGN CreatePolyPolygonRgn(const POINT* pPoints, const INT* pCounts, int p
     return polygonRegion(pPoints, pCounts, polygons, fillMode, reachBox);
 }
 
+KB_API HRGN KbCreatePolygonRgnWithin(const POINT* pPoints, int count, int fillMode, const RECT* pWithin) {
+    if (!pWithin) return nullptr;
+    return polygonRegion(pPoints, &count, 1, fillMode, {pWithin->left, pWithin->top, pWithin->right, pWithin->bottom});
+}
+
 KB_API HRGN CreateEllipticRgn(int left, int top, int right, int bottom) {
     const Box box = ordered(left, top, right, bottom);
     return roundRegion(box, static_cast<int64_t>(box.right) - box.left, static_cast<int64_t>(box.bottom) - box.top);

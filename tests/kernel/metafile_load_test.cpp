@@ -2,6 +2,7 @@
 #include "contracts/raster_kernel.h"
 #include "platform/handle_table.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <gtest/gtest.h>
@@ -92,8 +93,17 @@ TEST(MetafileLoad, HolderTellsBoxAndSize) {
          0,
          2540,
          2540},
-        {"plain without window", classic({{0x0214, -4, 5}, {0x0213, 91, 100}}), {5, -4, 101, 92}, 0, 2540, 2540},
-        {"plain polygon", classic({{0x0324, 2, -10, 7, 85, 102}}), {-10, 7, 86, 103}, 0, 2540, 2540},
+        {"plain without window", classic({{0x0214, -4, 5}, {0x0213, 92, 101}}), {0, 0, 0, 0}, 0, 2540, 2540},
+        {"plain polygon", classic({{0x0324, 3, -10, 7, 86, 7, 86, 103}}), {0, 0, 0, 0}, 0, 2540, 2540},
+        {"plain, a line across", classic({{0x0214, 8, 5}, {0x0213, 8, 101}}), {0, 0, 0, 0}, 0, 2540, 26},
+        {"plain, two polygons",
+         classic({{0x0538, 2, 3, 3, 0, 0, 96, 0, 0, 48, 0, 0, 9, 0, 0, 9}}),
+         {0, 0, 0, 0},
+         0,
+         2540,
+         1270},
+        {"plain pattern", classic({{0x061D, 0x21, 0xF0, 48, 96, 5, 7}}), {0, 0, 0, 0}, 0, 2540, 1270},
+        {"plain, y upwards", classic({{0x0103, 2}, {0x0418, 148, 101, 100, 5}}), {0, 0, 0, 0}, 0, 2540, 1270},
         {"plain, nothing to measure", classic({{0x0102, 1}}), {0, 0, 0, 0}, 0, 0, 0},
         {"enhanced", enhanced(100, 200, 2640, 1470), {0, 0, 0, 0}, 0, 2540, 1270},
         {"enhanced frame turned round", enhanced(2640, 1470, 100, 200), {0, 0, 0, 0}, 0, 2540, 1270},
@@ -110,18 +120,61 @@ TEST(MetafileLoad, HolderTellsBoxAndSize) {
         EXPECT_EQ(h.m.nUnitsPerInch, row.unitsPerInch);
         EXPECT_EQ(h.m.nWidth, row.width);
         EXPECT_EQ(h.m.nHeight, row.height);
-        Holder wrapped; // the same picture by its handle alone
-        ASSERT_EQ(K_CopyMetafile(&wrapped.m, &h.m), SUCCESS);
-        EXPECT_NE(wrapped.m.nHandle, h.m.nHandle);
+        Holder copy, wrapped;
+        ASSERT_EQ(K_CopyMetafile(&copy.m, &h.m), SUCCESS);
+        EXPECT_NE(copy.m.nHandle, h.m.nHandle);
+        EXPECT_EQ(copy.m.nWidth, h.m.nWidth);
+        // The same picture by its handle alone: without what a placeable header had told.
+        const bool enhancedOne = h.m.bEnhanced;
+        const HANDLE handle = enhancedOne ? static_cast<HANDLE>(kb::toHandle<HENHMETAFILE>(copy.m.nHandle))
+                                          : static_cast<HANDLE>(kb::toHandle<HMETAFILE>(copy.m.nHandle));
+        ASSERT_EQ(K_WrapMetafile(handle, &wrapped.m), SUCCESS);
+        copy.m = {}; // owned by the other now
+        EXPECT_EQ(wrapped.m.bEnhanced, h.m.bEnhanced);
+        EXPECT_EQ(wrapped.m.nUnitsPerInch, 0);
+        if (row.unitsPerInch) {
+            EXPECT_EQ(wrapped.m.nLeft, 10); // the window
+            EXPECT_EQ(wrapped.m.nBottom, 320);
+            EXPECT_EQ(wrapped.m.nWidth, 10583);
+        } else {
+            EXPECT_EQ(wrapped.m.nLeft, row.box.left);
+            EXPECT_EQ(wrapped.m.nTop, row.box.top);
+            EXPECT_EQ(wrapped.m.nRight, row.box.right);
+            EXPECT_EQ(wrapped.m.nBottom, row.box.bottom);
+            EXPECT_EQ(wrapped.m.nWidth, row.width);
+            EXPECT_EQ(wrapped.m.nHeight, row.height);
+        }
     }
+}
+
+// Words without a window: a metafile has a size when it has anything to show, and fills its place when it is played.
+TEST(MetafileLoad, TextAloneHasASize) {
+    const Bytes data = classic({{0x0521, 4, 0x6574, 0x7478, 30, 20}}); // "text" at 20, 30
+    Holder h;
+    ASSERT_EQ(K_LoadMetafileMemory(data.data(), &h.m, data.size(), 1), SUCCESS);
+    EXPECT_GT(h.m.nWidth, 200);
+    EXPECT_GT(h.m.nHeight, 200);
+    std::vector<uint32_t> pixels(60 * 40, 0xFFFFFF);
+    const HDC dc = KbCreateSurfaceDC(pixels.data(), 60, 40, 240, 32, nullptr, 0);
+    const RECT r{0, 0, 60, 40};
+    EXPECT_EQ(K_PlayMetafile(dc, &h.m, &r), SUCCESS);
+    int left = 60, right = 0;
+    for (int i = 0; i < 60 * 40; ++i) {
+        if ((pixels[static_cast<size_t>(i)] & 0xFFFFFF) == 0xFFFFFF) continue;
+        left = std::min(left, i % 60);
+        right = std::max(right, i % 60);
+    }
+    EXPECT_LT(left, 10);
+    EXPECT_GT(right, 40);
+    DeleteDC(dc);
 }
 
 TEST(MetafileLoad, MendsHeadersAndEnds) {
     const Bytes good = classic(window);
-    Bytes wrongSize = good, behind = good, cut = good, unended = classic(window, false);
+    Bytes wrongSize = good, behind = good, unended = classic(window, false);
     wrongSize[6] = 0xFF;
     behind.insert(behind.end(), 1000, 0xAB);
-    cut.resize(cut.size() - 11); // into the last drawing record
+    const Bytes cut(good.begin(), good.end() - 11); // into the last drawing record
     Bytes expectedCut = classic({window[0], window[1]});
     for (const auto& [name, data, expected] : {std::tuple{"wrong size", wrongSize, good},
                                                {"bytes behind", behind, good},
