@@ -3,12 +3,6 @@
 #include "render/drawing.h"
 
 namespace kbann {
-namespace {
-
-constexpr int regionOfColor = 6;
-constexpr DWORD sourceXorInverted = 0x00990066;
-
-} // namespace
 
 PaintSettings::PaintSettings(HDC hDC, const KernelBitmap& bitmap)
     : hDC_(hDC), earlier_(K_SetDisplayMode(0x85, 0x81)), palette_(K_CreatePaintPalette(hDC, &bitmap)),
@@ -26,12 +20,13 @@ PaintSettings::~PaintSettings() {
 
 DWORD annRasterOperation(uint32_t nROP2, bool bInvertXor) {
     if (nROP2 == ANN_ROP2_AND) return SRCAND;
-    if (nROP2 == ANN_ROP2_XOR) return bInvertXor ? sourceXorInverted : SRCINVERT;
+    if (nROP2 == ANN_ROP2_XOR) return bInvertXor ? DWORD{KB_ROP_XOR_INVERTED} : SRCINVERT;
     return SRCCOPY;
 }
 
 void annFindTransparency(const AnnObject& record, KernelBitmap& bitmap) {
-    if (record.bTransparent && !K_BitmapHasRgn(&bitmap)) K_SetBitmapRgnColor(&bitmap, record.crTransparent, regionOfColor);
+    if (record.bTransparent && !K_BitmapHasRgn(&bitmap))
+        K_SetBitmapRgnColor(&bitmap, record.crTransparent, KB_REGION_NOT_COLOR);
 }
 
 void annPaintBitmap(HDC hDC, const AnnObject& record, KernelBitmap& bitmap, const RECT* pSource, const RECT& target,
@@ -45,6 +40,7 @@ void annPaintBitmap(HDC hDC, const AnnObject& record, KernelBitmap& bitmap, cons
 bool annDrawPoint(const Drawing& d) {
     if (!d.record.bitmap.Allocated) return true;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     annPaintBitmap(d.hDC, d.record, d.record.bitmap, nullptr, annShapeBounds(d.record, d.matrix), &d.clip, true);
     return true;
 }

@@ -17,22 +17,25 @@ struct DrawTools {
     int saved = 0;
 };
 
-// State saved, clip narrowed, pen, brush, colours and modes of the object set.
-void annBeginDraw(HDC hDC, const RECT& clip, const AnnObject& record, DrawTools& tools, const AnnMatrix& matrix);
+// State saved, clip narrowed, pen, brush, colours and modes of the object set. False when there is no pen or brush; annEndDraw
+// must follow all the same.
+bool annBeginDraw(HDC hDC, const RECT& clip, const AnnObject& record, DrawTools& tools, const AnnMatrix& matrix);
 void annEndDraw(HDC hDC, const DrawTools& tools);
 
 class DrawBracket {
 public:
-    DrawBracket(HDC hDC, const RECT& clip, const AnnObject& record, const AnnMatrix& matrix) : hDC_(hDC) {
-        annBeginDraw(hDC, clip, record, tools_, matrix);
-    }
+    DrawBracket(HDC hDC, const RECT& clip, const AnnObject& record, const AnnMatrix& matrix)
+        : hDC_(hDC), ready_(annBeginDraw(hDC, clip, record, tools_, matrix)) {}
     ~DrawBracket() { annEndDraw(hDC_, tools_); }
     DrawBracket(const DrawBracket&) = delete;
     DrawBracket& operator=(const DrawBracket&) = delete;
+    // False: nothing may be drawn, it would come in the context's own colours.
+    explicit operator bool() const { return ready_; }
 
 private:
     HDC hDC_;
     DrawTools tools_;
+    bool ready_;
 };
 
 // What an object's drawing is given.
@@ -77,13 +80,16 @@ struct TurnedQuad {
     double delta;    // theta - phi, 0 to 2 pi, before turning round
     bool mirrored;
 };
+// The rectangle of an upright quad on the device, else false: annQuadRect's as far as the device can have pixels.
+bool annUprightRect(const Drawing& d, RECT& out);
 TurnedQuad annTurnQuad(const AnnMatrix& matrix, const AnnPoint (&quad)[3]);
 // An angle as fonts count it: tenths of a degree, counter-clockwise.
 int annTextAngle(double theta);
 
-// Narrows the clip to the object's quad or to a polygon; not on devices that record, which can't hold it.
-void annClipToQuad(const Drawing& d);
-void annClipToPolygon(const Drawing& d, std::span<const AnnPoint> points);
+// Narrows the clip to the object's quad or to a polygon; not on devices that record, which can't hold it. False when it can't
+// be narrowed: nothing may be drawn then.
+bool annClipToQuad(const Drawing& d);
+bool annClipToPolygon(const Drawing& d, std::span<const AnnPoint> points);
 
 // Word-wrapped output from the rectangle's left and top: its right is the wrap limit, its bottom the height limit. The
 // bottom becomes the y behind the last line, `text` the rest that wasn't drawn.

@@ -1,12 +1,11 @@
 // Rulers, cross products and protractors on a device context.
 #include "render/measurement.h"
+#include "contracts/raster_kernel.h"
 #include "render/device_points.h"
 #include "store/measure.h"
 
 namespace kbann {
 namespace {
-
-constexpr DWORD invertByBlack = 0x00990066; // destination xor inverted source: white leaves it, black inverts it
 
 // Draws a text where place(size) says; without a font it stays out.
 template <class Place> void drawMeasure(HDC hDC, const AnnMatrix* matrix, const AnnObject& record, const Text& text,
@@ -118,7 +117,7 @@ void annBandText(HDC hDC, int x, int y, const Text& text, HFONT hFont, SIZE size
         SetBkMode(memory, TRANSPARENT);
         TextOutA(memory, annAdd(x, -int64_t{part.left}), annAdd(y, -int64_t{part.top}), text.c_str(),
                  static_cast<int>(text.length()));
-        BitBlt(hDC, part.left, part.top, width, height, memory, 0, 0, invertByBlack);
+        BitBlt(hDC, part.left, part.top, width, height, memory, 0, 0, KB_ROP_XOR_INVERTED);
         SelectObject(memory, oldFont);
         SelectObject(memory, oldBitmap);
         DeleteObject(bitmap);
@@ -128,6 +127,7 @@ void annBandText(HDC hDC, int x, int y, const Text& text, HFONT hFont, SIZE size
 
 bool annDrawMeasurement(const Drawing& d) {
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     AnnObject& record = d.record;
     constexpr uint32_t options = RULER_TEXT | RULER_SETGAUGE;
     if (record.nType == ANN_OBJECT_CROSSPRODUCT) return annDrawCross(d.hDC, d.matrix, record, options | RULER_DIRECT);

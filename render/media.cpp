@@ -26,8 +26,9 @@ const KernelMetafile& hotspotPicture(const AnnObject& record) {
 
 bool annDrawAudio(const Drawing& d) {
     RECT r;
-    if (!annQuadRect(d.matrix, d.record.quad, r)) return false;
+    if (!annUprightRect(d, r)) return false;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     if (!isActive(d.record)) r.right = r.left + MulDiv(r.right - r.left, inactiveAudioWidth, activeAudioWidth);
     play(d, annGlyph(isActive(d.record) ? Glyph::audioActive : Glyph::audioInactive), r);
     return true;
@@ -35,16 +36,18 @@ bool annDrawAudio(const Drawing& d) {
 
 bool annDrawVideo(const Drawing& d) {
     RECT r;
-    if (!annQuadRect(d.matrix, d.record.quad, r)) return false;
+    if (!annUprightRect(d, r)) return false;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     play(d, annGlyph(isActive(d.record) ? Glyph::videoActive : Glyph::videoInactive), r);
     return true;
 }
 
 bool annDrawHotspot(const Drawing& d) {
     RECT r;
-    if (d.record.nUserMode == ANN_USERMODE_RUN || !annQuadRect(d.matrix, d.record.quad, r)) return false;
+    if (d.record.nUserMode == ANN_USERMODE_RUN || !annUprightRect(d, r)) return false;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     play(d, hotspotPicture(d.record), r);
     return true;
 }
@@ -52,9 +55,11 @@ bool annDrawHotspot(const Drawing& d) {
 bool annDrawFreehandHotspot(const Drawing& d) {
     if (d.record.nUserMode == ANN_USERMODE_RUN) return false;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
-    annClipToPolygon(d, {d.record.pPoints.data(), d.record.nPoints()});
+    if (!bracket) return false;
     const RECT box = annShapeBounds(d.record, d.matrix);
-    if (!annIsEmpty(box)) play(d, hotspotPicture(d.record), box);
+    if (annIsEmpty(box)) return true;
+    if (!annClipToPolygon(d, {d.record.pPoints.data(), d.record.nPoints()})) return false;
+    play(d, hotspotPicture(d.record), box);
     return true;
 }
 

@@ -52,6 +52,7 @@ void drawLockedIcon(const Drawing& d) {
     const KernelBitmap& icon = libraryState().lockedIcon;
     if (!icon.Allocated) return;
     const DrawBracket bracket(d.hDC, d.clip, record, d.matrix);
+    if (!bracket) return;
     RECT place;
     annDeviceRect(record, d.matrix, place, nullptr, 0);
     const AnnMatrix& m = d.matrix;
@@ -64,6 +65,7 @@ void drawLockedIcon(const Drawing& d) {
 void drawName(const Drawing& d) {
     const AnnObject& record = d.record;
     const DrawBracket bracket(d.hDC, d.clip, record, d.matrix);
+    if (!bracket) return;
     const FontSelection font(d.hDC, annMakeFont(d.matrix, record, 0));
     if (!font) return;
     SetTextAlign(d.hDC, TA_LEFT | TA_TOP);
@@ -112,7 +114,7 @@ void drawWithAttachments(HDC hDC, const RECT& clip, AnnObject& record) {
 
 } // namespace
 
-void annBeginDraw(HDC hDC, const RECT& clip, const AnnObject& record, DrawTools& tools, const AnnMatrix& matrix) {
+bool annBeginDraw(HDC hDC, const RECT& clip, const AnnObject& record, DrawTools& tools, const AnnMatrix& matrix) {
     tools.saved = SaveDC(hDC);
     IntersectClipRect(hDC, clip.left, clip.top, clip.right, clip.bottom);
     tools.pen = makePen(record, matrix);
@@ -125,6 +127,7 @@ void annBeginDraw(HDC hDC, const RECT& clip, const AnnObject& record, DrawTools&
     SetBkMode(hDC, record.nFillMode == ANN_FILLMODE_TRANSPARENT ? TRANSPARENT : OPAQUE);
     SetROP2(hDC, record.nROP2 == ANN_ROP2_AND ? R2_MASKPEN : record.nROP2 == ANN_ROP2_XOR ? R2_XORPEN : R2_COPYPEN);
     SetPolyFillMode(hDC, record.nPolyFillMode ? ALTERNATE : WINDING);
+    return tools.pen && tools.brush;
 }
 
 void annEndDraw(HDC hDC, const DrawTools& tools) {

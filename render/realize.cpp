@@ -6,6 +6,7 @@
 #include "kbann/realizing.h"
 #include "store/library.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace kbann {
@@ -60,11 +61,13 @@ struct Fitting {
         matrix = annFitMatrix(reference.rcBounds, target);
     }
 
-    // What a redaction covers of the image, in viewed pixels; empty outside of it.
+    // Box of a redaction in viewed pixels, not cut to the image.
     RECT boxOf(const AnnObject& redaction) const { return annShapeBounds(redaction, annMul(redaction.xfToClient, matrix)); }
 };
 
-bool isUsable(const KernelBitmap* pBitmap) { return pBitmap && pBitmap->Allocated && !pBitmap->Borrowed; }
+bool isUsable(const KernelBitmap* pBitmap) {
+    return pBitmap && pBitmap->Allocated && pBitmap->pPixels && !pBitmap->Borrowed;
+}
 
 bool isDeepGrey(const KernelBitmap& image) {
     return (image.BitsPerPixel == 12 || image.BitsPerPixel == 16) && K_IsGrayscaleBitmap(&image);
@@ -123,7 +126,10 @@ private:
 // palette entries a pixel had, or its fourth byte. ERROR_FEATURE_NOT_SUPPORTED if they don't.
 int pasteBack(const Fitting& fit, const KernelBitmap& kept, const RECT& place) {
     const auto viewed = [](const KernelBitmap& b) { return b.ViewPerspective ? b.ViewPerspective : int{KB_VIEW_TOP_LEFT}; };
-    RECT stored = place, seen = annIntersect(place, annIntersect(fit.target, viewOf(fit.image)));
+    const RECT& t = fit.target; // a mirrored fit has its sides swapped
+    const RECT shown{std::min(t.left, t.right), std::min(t.top, t.bottom), std::max(t.left, t.right),
+                     std::max(t.top, t.bottom)};
+    RECT stored = place, seen = annIntersect(place, annIntersect(shown, viewOf(fit.image)));
     K_RectToBitmapView(&fit.image, 0, &stored);
     if (viewed(kept) != viewed(fit.image) || widthOf(stored) != kept.Width || heightOf(stored) != kept.Height)
         return ERROR_FEATURE_NOT_SUPPORTED;

@@ -19,15 +19,17 @@ bool drawQuadPolygon(const Drawing& d) {
 
 bool annDrawRectShape(const Drawing& d) {
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     RECT r;
-    if (!annQuadRect(d.matrix, d.record.quad, r)) return drawQuadPolygon(d);
+    if (!annUprightRect(d, r)) return drawQuadPolygon(d);
     return Rectangle(d.hDC, r.left, r.top, r.right, r.bottom);
 }
 
 bool annDrawEllipse(const Drawing& d) {
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     RECT r;
-    if (annQuadRect(d.matrix, d.record.quad, r)) return Ellipse(d.hDC, r.left, r.top, r.right, r.bottom);
+    if (annUprightRect(d, r)) return Ellipse(d.hDC, r.left, r.top, r.right, r.bottom);
     try {
         const auto points = annEllipsePolygon(d.matrix, d.record.quad);
         return Polygon(d.hDC, points.data(), static_cast<int>(points.size()));
@@ -38,6 +40,7 @@ bool annDrawEllipse(const Drawing& d) {
 
 bool annDrawOpenLine(const Drawing& d) {
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     DevicePoints points;
     if (!points.assign({d.record.pPoints.data(), d.record.nPoints()}, d.matrix)) return false;
     return points.size() < 2 || Polyline(d.hDC, points.data(), points.size());
@@ -45,6 +48,7 @@ bool annDrawOpenLine(const Drawing& d) {
 
 bool annDrawPolygon(const Drawing& d) {
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     DevicePoints points;
     if (!points.assign({d.record.pPoints.data(), d.record.nPoints()}, d.matrix)) return false;
     return points.size() < 2 || Polygon(d.hDC, points.data(), points.size());
@@ -54,6 +58,7 @@ bool annDrawPolygon(const Drawing& d) {
 bool annDrawPointer(const Drawing& d) {
     d.record.dArrowWidth = d.record.dArrowLength = annArrowSize(d.record, d.matrix);
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     const LOGBRUSH head{d.record.nLineStyle == ANN_LINE_NULL ? UINT{BS_NULL} : UINT{BS_SOLID}, d.record.crFore, 0};
     const HBRUSH brush = CreateBrushIndirect(&head);
     if (!brush) return false;

@@ -74,8 +74,9 @@ RECT pictureRect(const KernelBitmap& picture, const AnnMatrix& m, int32_t left, 
 
 bool annDrawNote(const Drawing& d) {
     RECT r;
-    if (!annQuadRect(d.matrix, d.record.quad, r)) return false;
+    if (!annUprightRect(d, r)) return false;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     drawSheet(d.hDC, r);
     if (!d.record.pszText) return true;
     const FontSelection font(d.hDC, annMakeFont(d.matrix, d.record, 0));
@@ -90,8 +91,9 @@ bool annDrawNote(const Drawing& d) {
 
 bool annDrawButton(const Drawing& d) {
     RECT r;
-    if (!annQuadRect(d.matrix, d.record.quad, r)) return false;
+    if (!annUprightRect(d, r)) return false;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     const bool pressed = d.record.nActiveState == ANN_ACTIVE_ENABLED;
     const COLORREF frame = GetSysColor(COLOR_WINDOWFRAME), shadow = GetSysColor(COLOR_BTNSHADOW),
                    face = GetSysColor(COLOR_BTNFACE), highlight = GetSysColor(COLOR_BTNHIGHLIGHT);
@@ -113,8 +115,9 @@ bool annDrawButton(const Drawing& d) {
 
 bool annDrawPushpin(const Drawing& d) {
     RECT r;
-    if (!annQuadRect(d.matrix, d.record.quad, r)) return false;
+    if (!annUprightRect(d, r)) return false;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
+    if (!bracket) return false;
     const bool open = d.record.nUserMode == ANN_USERMODE_DESIGN || d.record.nActiveState == ANN_ACTIVE_ENABLED;
     if (open) drawSheet(d.hDC, r);
     r = annInflate(r, -textMargin);

@@ -124,7 +124,7 @@ void annWrapText(HDC hDC, HFONT hFont, std::string_view& text, RECT& rect) {
 bool annDrawText(const Drawing& d) {
     if (!d.record.pszText) return true;
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
-    annClipToQuad(d);
+    if (!bracket || !annClipToQuad(d)) return false;
     const auto [a, b, c, theta, ignored, delta, mirrored] = annTurnQuad(d.matrix, d.record.quad);
     const FontSelection font(d.hDC, annMakeFont(d.matrix, d.record, annTextAngle(theta)));
     if (!font) return false;

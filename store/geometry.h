@@ -33,8 +33,10 @@ struct QuadCorners {
 // Corners A, B, C, D under a matrix.
 QuadCorners annQuadCorners(const AnnMatrix& matrix, const AnnPoint (&quad)[3]);
 // Whether a quad is an upright rectangle under a matrix, within 0.9 pixel; gives that rectangle, whose right and bottom
-// edges lie one pixel further than the geometry, as the device leaves the last row and column out.
-bool annQuadRect(const AnnMatrix& matrix, const AnnPoint (&quad)[3], RECT& out);
+// edges lie one pixel further than the geometry, as the device leaves the last row and column out. The rectangle is cut to
+// `limit` on all sides; what is drawn on pixels takes annUprightRect, which goes as far as images do.
+inline constexpr int32_t quadRectLimit = 32'000; // what devices of 16 bits can hold
+bool annQuadRect(const AnnMatrix& matrix, const AnnPoint (&quad)[3], RECT& out, int32_t limit = quadRectLimit);
 // Region of a quad, the caller's; null on failure.
 HRGN annQuadRegion(const AnnMatrix& matrix, const AnnPoint (&quad)[3]);
 

@@ -10,7 +10,6 @@ namespace kbann {
 namespace {
 
 constexpr double uprightTolerance = 0.9;
-constexpr int32_t rectLimit = 32'000;
 constexpr int32_t maxFontHeight = 32'000;
 constexpr double maxEllipseVertices = 65'536;
 
@@ -23,7 +22,7 @@ QuadCorners annQuadCorners(const AnnMatrix& matrix, const AnnPoint (&quad)[3]) {
             annApply(matrix, annFourthCorner(quad))};
 }
 
-bool annQuadRect(const AnnMatrix& matrix, const AnnPoint (&quad)[3], RECT& out) {
+bool annQuadRect(const AnnMatrix& matrix, const AnnPoint (&quad)[3], RECT& out, int32_t limit) {
     const auto [p] = annQuadCorners(matrix, quad);
     const bool standing = near(p[0].x, p[1].x) && near(p[1].y, p[2].y) && near(p[2].x, p[3].x) && near(p[3].y, p[0].y);
     const bool lying = near(p[0].y, p[1].y) && near(p[1].x, p[2].x) && near(p[2].y, p[3].y) && near(p[3].x, p[0].x);
@@ -33,7 +32,7 @@ bool annQuadRect(const AnnMatrix& matrix, const AnnPoint (&quad)[3], RECT& out) 
     constexpr double beyond = 1.9; // one pixel past the edge, whatever the fraction
     const RECT rect{annTruncate(box.left), annTruncate(box.top), annTruncate(box.right + beyond),
                     annTruncate(box.bottom + beyond)};
-    out = annIntersect(rect, {-rectLimit, -rectLimit, rectLimit, rectLimit});
+    out = annIntersect(rect, {-limit, -limit, limit, limit});
     return true;
 }
 

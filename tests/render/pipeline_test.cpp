@@ -1,7 +1,9 @@
 // The traversal and its rules: clipping, visibility, raster modes, what stays untouched, hostile numbers.
+#include "platform/sys.h"
 #include "render/drawing.h"
 #include "tests/render/canvas.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -194,6 +196,90 @@ TEST(Pipeline, WordWrap) {
     DeleteObject(font);
 }
 
+// Of objects that have the clip of a turned quad or a polygon: beyond the clip nothing shows, however large they are, and the
+// part that does show doesn't depend on how much of the rest can be seen.
+TEST(Pipeline, ClipsOfAnySize) {
+    Tree tree;
+    const HANNOBJECT stamp = makeItem(tree.root, ANN_OBJECT_STAMP),
+                     hotspot = makeItem(tree.root, ANN_OBJECT_FREEHANDHOTSPOT);
+    for (const double size : {90.0, 2e6, 1e9}) {
+        SCOPED_TRACE(size);
+        AnnObject& object = record(stamp);
+        object.quad[0] = {100 - size / 3, 100 - size};
+        object.quad[1] = {100 - size, 100 + size / 3};
+        object.quad[2] = {100 + size / 3, 100 + size};
+        const AnnPoint points[] = {object.quad[0], object.quad[1], object.quad[2]};
+        ASSERT_EQ(K_AnnSetPoints(hotspot, points, 3), SUCCESS);
+        const auto ink = [&](bool polygon, const RECT& seen) {
+            Canvas canvas(200, 200);
+            IntersectClipRect(canvas.dc, seen.left, seen.top, seen.right, seen.bottom);
+            const Drawing d{canvas.dc, {0, 0, 200, 200}, polygon ? record(hotspot) : object, identityMatrix};
+            const int saved = SaveDC(canvas.dc);
+            EXPECT_TRUE(polygon ? annClipToPolygon(d, points) : annClipToQuad(d));
+            const RECT all{0, 0, 200, 200};
+            FillRect(canvas.dc, &all, static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH)));
+            RestoreDC(canvas.dc, saved);
+            std::vector<bool> out;
+            for (int y = 0; y < 200; ++y)
+                for (int x = 0; x < 200; ++x) out.push_back(canvas.at(x, y) == black);
+            return out;
+        };
+        for (const bool polygon : {false, true}) {
+            const auto whole = ink(polygon, {0, 0, 200, 200}), part = ink(polygon, {30, 50, 120, 130});
+            EXPECT_TRUE(whole[105 * 200 + 95]);
+            for (int y = 0; y < 200; ++y)
+                for (int x = 0; x < 200; ++x) {
+                    const auto i = static_cast<size_t>(y * 200 + x);
+                    ASSERT_EQ(part[i], whole[i] && x >= 30 && x < 120 && y >= 50 && y < 130) << x << ", " << y;
+                }
+            if (size < 100) {
+                EXPECT_LT(std::ranges::count(whole, true), 200 * 200 / 2);
+            }
+        }
+    }
+}
+
+// What can't get its pen, brush or region isn't drawn in those of the context, nor outside of its own shape.
+TEST(Pipeline, WithoutItsToolsAnObjectIsAbsent) {
+    Tree tree;
+    const Canvas picture(20, 20, RGB(255, 0, 0));
+    HANNOBJECT items[] = {makeItem(tree.root, ANN_OBJECT_REDACT, {10, 10, 60, 60}),
+                          makeItem(tree.root, ANN_OBJECT_STAMP, {10, 10, 60, 60}),
+                          makeItem(tree.root, ANN_OBJECT_TEXT, {10, 10, 60, 60}),
+                          withPoints(tree.root, ANN_OBJECT_FREEHANDHOTSPOT, {{10, 10}, {60, 20}, {20, 60}})};
+    ASSERT_EQ(K_AnnSetBitmap(items[1], &picture.bitmap, 0), SUCCESS);
+    K_AnnSetText(items[2], "wwwwwwwwww wwwwww", 0);
+    for (const HANNOBJECT item : {items[1], items[2]}) K_AnnRotate(item, 30, nullptr, 0);
+    for (const HANNOBJECT item : items) {
+        SCOPED_TRACE(record(item).nType);
+        AnnObject& object = record(item);
+        std::vector<COLORREF> whole;
+        for (int allowed = -1, drawn = 0; !drawn && allowed < 100; ++allowed) { // -1: as many as it takes
+            Canvas canvas(100, 100);
+            int left = allowed < 0 ? 1000 : allowed;
+            KbSetAllocationHook([](SIZE_T, void* p) -> BOOL { return (*static_cast<int*>(p))-- > 0; }, &left);
+            const bool done = annDrawObject({canvas.dc, {0, 0, 100, 100}, object, object.xfToClient});
+            KbSetAllocationHook(nullptr, nullptr);
+            drawn = allowed >= 0 && left >= 0;
+            std::vector<COLORREF> pixels;
+            for (int y = 0; y < 100; ++y)
+                for (int x = 0; x < 100; ++x) pixels.push_back(canvas.at(x, y));
+            if (allowed < 0) {
+                ASSERT_TRUE(done);
+                whole = pixels;
+                continue;
+            }
+            for (size_t i = 0; i < pixels.size(); ++i)
+                if (whole[i] == white) {
+                    ASSERT_EQ(pixels[i], white) << i % 100 << ", " << i / 100 << " with " << allowed;
+                }
+            if (object.nType == ANN_OBJECT_REDACT && done) {
+                EXPECT_EQ(pixels, whole);
+            }
+        }
+    }
+}
+
 TEST(Pipeline, StrangeNumbersAreDrawnNowhereAndSoon) {
     const double inf = std::numeric_limits<double>::infinity();
     for (const double value : {std::nan(""), inf, -inf, 1e300, -2e9, 4e9}) {
@@ -207,11 +293,15 @@ TEST(Pipeline, StrangeNumbersAreDrawnNowhereAndSoon) {
             K_AnnSetLineWidth(item, value < 0 ? 3 : value, 0);
             K_AnnSetFontSize(item, value < 0 ? 3 : value, 0);
             K_AnnSetLineStyle(item, ANN_LINE_DASHDOT, 0);
+            K_AnnSetName(item, FALSE, nullptr, nullptr, 0, 0);
             record(item).rcInvalid = {0, 0, 100, 100};
         }
         record(tree.root).rcInvalid = {0, 0, 100, 100};
         Canvas canvas(100, 100);
         canvas.draw(tree.root);
+        if (!std::isfinite(value)) {
+            EXPECT_EQ(canvas.countOther(white), 0);
+        }
     }
 }
 

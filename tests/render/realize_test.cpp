@@ -109,6 +109,78 @@ TEST_F(Realize, LockedAndUnselectedOnesStay) {
     canvas.dc = K_BitmapDC(&canvas.bitmap);
 }
 
+// Wherever the tree is fitted to: what is covered comes back, and nothing of what was kept is lost.
+TEST_F(Realize, ThereAndBackInEveryTarget) {
+    struct {
+        const char* name;
+        RECT target;
+        int dark; // pixels
+    } rows[] = {
+        {"the whole image", {0, 0, 100, 80}, 400},
+        {"mirrored", {100, 0, 0, 80}, 400},
+        {"a part of the image, the box beyond it", {20, 20, 60, 52}, 64},
+        {"a part at its own size", {5, 5, 20, 20}, 20},
+        {"upside down, so that the tree lies below it", {0, 80, 100, 0}, 0},
+        {"beside the image", {100, 0, 200, 80}, 0},
+        {"mirrored, across the edge", {85, 0, -15, 80}, 400},
+    };
+    const HANNOBJECT object = redaction({10, 10, 30, 30});
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Image image;
+        makeNoise(image, 100, 80, 24, KB_ORDER_BGR, 1, 7);
+        const auto before = bytesOf(image.b);
+        int dark = 0;
+        ASSERT_EQ(K_AnnRealize(&image.b, &row.target, tree.root, TRUE), SUCCESS);
+        for (int y = 0; y < 80; ++y)
+            for (int x = 0; x < 100; ++x) dark += K_GetBitmapPixel(&image.b, y, x) == 0;
+        EXPECT_EQ(dark, row.dark);
+        ASSERT_EQ(K_AnnUnrealize(&image.b, &row.target, tree.root, FALSE), SUCCESS);
+        EXPECT_TRUE(bytesOf(image.b) == before);
+        EXPECT_FALSE(record(object).bitmap.Allocated);
+    }
+}
+
+// Beyond what 16 bits hold there is image still.
+TEST_F(Realize, LongImages) {
+    const AnnRect page{0, 0, 33'000, 20};
+    K_AnnSetRect(tree.root, &page);
+    for (const double left : {31'990.0, 32'500.0}) {
+        const HANNOBJECT object = redaction({left, 2.4, left + 100, 12.6});
+        K_AnnSetName(object, FALSE, nullptr, nullptr, 0, 0);
+        Canvas canvas(33'000, 20);
+        K_ReleaseBitmapDC(canvas.dc);
+        const RECT target = bounds();
+        ASSERT_EQ(K_AnnRealize(&canvas.bitmap, &target, tree.root, TRUE), SUCCESS);
+        const auto from = static_cast<int>(left);
+        for (int x = from - 1; x <= from + 100; ++x) {
+            EXPECT_EQ(viewedPixel(canvas.bitmap, x, 2) == 0, x >= from && x < from + 100) << x;
+            EXPECT_EQ(viewedPixel(canvas.bitmap, x, 12) == 0, x >= from && x < from + 100) << x;
+        }
+        EXPECT_EQ(record(object).bitmap.Width, 100);
+        ASSERT_EQ(K_AnnUnrealize(&canvas.bitmap, &target, tree.root, FALSE), SUCCESS);
+        EXPECT_EQ(viewedPixel(canvas.bitmap, from + 50, 5), 0xFFFFFFu);
+        canvas.dc = K_BitmapDC(&canvas.bitmap);
+        K_AnnDestroy(object, 0);
+    }
+    // All that is drawn in upright rectangles shows there, as turned ones do.
+    for (const uint32_t type : {ANN_OBJECT_RECT, ANN_OBJECT_ELLIPSE, ANN_OBJECT_NOTE, ANN_OBJECT_BUTTON, ANN_OBJECT_PUSHPIN,
+                                ANN_OBJECT_AUDIO, ANN_OBJECT_VIDEO, ANN_OBJECT_TEXT, ANN_OBJECT_HOTSPOT}) {
+        SCOPED_TRACE(type);
+        const HANNOBJECT object = makeItem(tree.root, type, {32'500, 1, 32'560, 18});
+        K_AnnSetName(object, FALSE, nullptr, nullptr, 0, 0);
+        K_AnnSetText(object, "text", 0);
+        Canvas canvas(33'000, 20);
+        const RECT target = bounds();
+        ASSERT_EQ(K_AnnPrint(canvas.dc, &target, tree.root), SUCCESS);
+        int painted = 0;
+        for (int y = 0; y < 20; ++y)
+            for (int x = 32'400; x < 32'700; ++x) painted += canvas.at(x, y) != 0xFFFFFF;
+        EXPECT_GT(painted, 20);
+        K_AnnDestroy(object, 0);
+    }
+}
+
 TEST_F(Realize, WhatIsDrawnOfATree) {
     const auto shape = [](HANNOBJECT container, uint32_t type, AnnRect rect, COLORREF color) {
         const HANNOBJECT made = makeItem(container, type, rect);
@@ -203,11 +275,14 @@ TEST_F(Realize, PrintingFillsTheTarget) {
 TEST_F(Realize, Codes) {
     const HANNOBJECT object = redaction({10, 10, 30, 30});
     Image none, grey12, grey16, sized;
-    KernelBitmap borrowed{};
+    KernelBitmap borrowed{}, spoilt{};
+    spoilt.Width = spoilt.Height = 10;
+    spoilt.BitsPerPixel = 24;
+    spoilt.Allocated = 1;
     ASSERT_EQ(K_InitBitmap(&sized.b, 100, 80, 24), SUCCESS);
     const HANNOBJECT point = makeItem(tree.root, ANN_OBJECT_POINT);
     ASSERT_EQ(K_AnnGetBitmap(point, &borrowed), SUCCESS);
-    for (KernelBitmap* bad : {static_cast<KernelBitmap*>(nullptr), &none.b, &sized.b, &borrowed}) {
+    for (KernelBitmap* bad : {static_cast<KernelBitmap*>(nullptr), &none.b, &sized.b, &borrowed, &spoilt}) {
         EXPECT_EQ(K_AnnRealize(bad, nullptr, tree.root, TRUE), ERROR_INV_PARAMETER);
         EXPECT_EQ(K_AnnUnrealize(bad, nullptr, tree.root, FALSE), ERROR_INV_PARAMETER);
     }
