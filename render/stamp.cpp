@@ -1,10 +1,10 @@
 // Stamps: an image that follows its quad however it is scaled, turned, mirrored and sheared; a metafile, which stays
 // upright; or a frame with text in the middle.
 //
-// An image goes one of two ways. The quick one paints it through the inverse of its map in one pass. The stepwise one makes
-// a work bitmap of the size on the device and shears and turns that; it takes the nearest pixel at each step, where the
-// quick one mixes neighbours. Images that stand upright go stepwise too: nothing but scaling is left to do then, or a
-// quarter turn, and both are exact.
+// An image goes one of three ways. One that stands upright and isn't reduced is scaled as it is painted, however large, and
+// seen through another perspective where it is mirrored or turned by quarters. Turned ones are painted through the inverse of
+// their map in one pass; or stepwise where a device's pixels can't be mixed: a work bitmap of the size on the device is
+// sheared and turned, which takes the nearest pixel at each step, where the pass mixes neighbours.
 #include "contracts/raster_kernel.h"
 #include "render/drawing.h"
 
@@ -20,10 +20,11 @@ namespace {
 constexpr double pi = std::numbers::pi;
 constexpr double hundredths = 5729.577951308239; // of a degree in a radian
 constexpr int leastTurn = 50;                    // half a degree; less isn't seen
-constexpr int steepestShear = 4500;
 constexpr COLORREF white = 0xFFFFFF;
 constexpr double largestWorkBytes = 512.0 * 1024 * 1024;
-constexpr int32_t leastSide = 8; // pixels: below that an edge lost to rounding would show
+constexpr double largestThinBytes = 8.0 * 1024 * 1024; // what is larger the pass takes
+constexpr int32_t leastSide = 8;                       // pixels: below that an edge lost to rounding would show
+constexpr double farthest = 1 << 30;                   // pixels: beyond that coordinates would be cut
 
 int32_t inHundredths(double angle) { return annRound(angle * hundredths); }
 bool counts(double angle) { return std::abs(inHundredths(angle)) >= leastTurn; }
@@ -49,13 +50,19 @@ double skewOf(const TurnedQuad& quad) {
     return s;
 }
 
-// Whether no work bitmap on the way would be beyond all reason.
-bool fitsMemory(const ImagePlan& plan, int bits) {
+// Of the largest work bitmap on the way.
+double workBytes(const ImagePlan& plan, int bits) {
     double width = plan.width, height = plan.height;
     if (counts(plan.skew)) width += std::tan(std::abs(plan.skew)) * height;
     const double c = std::abs(std::cos(plan.quad.theta)), s = std::abs(std::sin(plan.quad.theta));
     const double sheared = width * height, turned = (width * c + height * s) * (width * s + height * c);
-    return std::max(sheared, turned) * bits / 8 <= largestWorkBytes;
+    return std::max(sheared, turned) * bits / 8;
+}
+
+PointBox boxOf(const ImagePlan& plan) {
+    PointBox box;
+    for (const AnnPoint& p : annQuadCorners(identityMatrix, {plan.quad.a, plan.quad.b, plan.quad.c}).p) box.add(p);
+    return box;
 }
 
 bool planImage(const Drawing& d, ImagePlan& plan) {
@@ -63,7 +70,18 @@ bool planImage(const Drawing& d, ImagePlan& plan) {
     plan.skew = skewOf(plan.quad);
     plan.width = annRound(distance(plan.quad.b, plan.quad.c));
     plan.height = annRound(distance(plan.quad.a, plan.quad.b) * std::cos(plan.skew));
-    return plan.width > 0 && plan.height > 0 && fitsMemory(plan, d.record.bitmap.BitsPerPixel);
+    const PointBox box = boxOf(plan);
+    return plan.width > 0 && plan.height > 0 && std::min(box.left, box.top) >= -farthest &&
+           std::max(box.right, box.bottom) <= farthest;
+}
+
+// Whether nothing but quarter turns is left to be done to the image, and how many, clockwise.
+bool standsUpright(const ImagePlan& plan, int& quarters) {
+    constexpr int quarter = 9000;
+    if (counts(plan.skew)) return false;
+    const int turn = counts(plan.quad.theta) ? inHundredths(plan.quad.theta) : 0;
+    quarters = turn / quarter;
+    return turn % quarter == 0;
 }
 
 class WorkBitmap {
@@ -76,18 +94,16 @@ public:
     KernelBitmap record{};
 };
 
-// Above 45 degrees by several shears, whose shifts add up.
+// Above 45 degrees by several shears, whose shifts add up and are made at once.
 bool shearBitmap(KernelBitmap& work, double skew, COLORREF fill) {
     const double angle = std::abs(skew);
     const int sign = skew < 0 ? -1 : 1;
     if (angle >= pi / 2) return false;
     if (angle <= pi / 4) return K_ShearBitmap(&work, sign * inHundredths(angle), 1, fill) == SUCCESS;
-    int32_t shift = annTruncate(std::tan(angle) * work.Height);
-    while (shift > work.Height) {
-        if (K_ShearBitmap(&work, sign * steepestShear, 1, fill) != SUCCESS) return false;
-        shift -= work.Height;
-    }
-    return K_ShearBitmap(&work, sign * inHundredths(std::atan(double(shift) / work.Height)), 1, fill) == SUCCESS;
+    const int32_t shift = annTruncate(std::tan(angle) * work.Height);
+    const int32_t whole = (shift - 1) / work.Height; // shears by 45 degrees; above that angle there is some shift
+    const double rest = std::atan(double(shift - whole * work.Height) / work.Height);
+    return K_ShearBitmapFurther(&work, sign * whole, sign * inHundredths(rest), fill) == SUCCESS;
 }
 
 using Corners = AnnPoint[4]; // A, B, C, D
@@ -118,6 +134,14 @@ RECT pictureBox(const ImagePlan& plan, const KernelBitmap& sheared) {
     return {annRound(r.left - q.left), annRound(r.top - q.top), annRound(r.right - q.left), annRound(r.bottom - q.top)};
 }
 
+void paintUpright(const Drawing& d, const ImagePlan& plan, int quarters) {
+    annFindTransparency(d.record, d.record.bitmap);
+    KernelBitmap seen = d.record.bitmap; // borrows
+    seen.Borrowed = 1;
+    K_TurnBitmapView(&seen, quarters, plan.quad.mirrored);
+    annPaintBitmap(d.hDC, d.record, seen, nullptr, boxOf(plan).pixels(), nullptr, false);
+}
+
 bool paintStepwise(const Drawing& d, const ImagePlan& plan) {
     AnnObject& record = d.record;
     annFindTransparency(record, record.bitmap); // goes along into the copy
@@ -129,8 +153,6 @@ bool paintStepwise(const Drawing& d, const ImagePlan& plan) {
         return false;
     if (plan.quad.mirrored && K_ReverseBitmap(&work) != SUCCESS) return false;
 
-    PointBox box;
-    for (const AnnPoint& p : annQuadCorners(identityMatrix, {plan.quad.a, plan.quad.b, plan.quad.c}).p) box.add(p);
     const bool shears = counts(plan.skew), turns = counts(plan.quad.theta);
     RECT source{};
     if (shears) {
@@ -138,7 +160,7 @@ bool paintStepwise(const Drawing& d, const ImagePlan& plan) {
         source = pictureBox(plan, work);
     }
     if (turns && K_RotateBitmap(&work, inHundredths(plan.quad.theta), 1, white) != SUCCESS) return false;
-    annPaintBitmap(d.hDC, record, work, shears && turns ? &source : nullptr, box.pixels(), nullptr, false);
+    annPaintBitmap(d.hDC, record, work, shears && turns ? &source : nullptr, boxOf(plan).pixels(), nullptr, false);
     return true;
 }
 
@@ -153,23 +175,35 @@ int paintTurned(const Drawing& d) {
                                record.bTransparent != 0);
 }
 
+// Whether the work bitmap is smaller than the image, and so the better one to turn.
+bool reduces(const ImagePlan& plan, const KernelBitmap& image) {
+    return double(plan.width) * plan.height < double(image.Width) * image.Height;
+}
+
 bool drawImage(const Drawing& d, bool quickly) {
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
-    annClipToQuad(d);
+    if (!bracket || !annClipToQuad(d)) return false;
     ImagePlan plan;
     if (!planImage(d, plan)) return false;
+    int quarters;
+    const bool isUpright = standsUpright(plan, quarters), isReduced = reduces(plan, d.record.bitmap);
+    if (quickly && isUpright && !isReduced) {
+        paintUpright(d, plan, quarters);
+        return true;
+    }
+    const double bytes = workBytes(plan, d.record.bitmap.BitsPerPixel);
+    const bool isThin = std::min(plan.width, plan.height) < leastSide;
     RECT upright;
-    if (quickly && std::min(plan.width, plan.height) >= leastSide && (counts(plan.skew) || counts(plan.quad.theta)) &&
-        !annQuadRect(d.matrix, d.record.quad, upright)) {
+    if (quickly && !isUpright && (!isThin || bytes > largestThinBytes) && !annUprightRect(d, upright)) {
         const int code = paintTurned(d);
         if (code != ERROR_FEATURE_NOT_SUPPORTED) return code == SUCCESS;
     }
-    return paintStepwise(d, plan);
+    return (bytes <= largestWorkBytes || (isUpright && isReduced)) && paintStepwise(d, plan);
 }
 
 bool drawMetafile(const Drawing& d) {
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
-    annClipToQuad(d);
+    if (!bracket || !annClipToQuad(d)) return false;
     const RECT box = annShapeBounds(d.record, d.matrix);
     K_PlayMetafile(d.hDC, &d.record.metafile, &box); // a broken one leaves what it has drawn
     return true;
@@ -189,7 +223,7 @@ template <class Use> void eachLine(std::string_view text, Use&& use) {
 // The block of lines stands in the middle of the quad, each line in the middle of its width.
 bool drawCaption(const Drawing& d) {
     const DrawBracket bracket(d.hDC, d.clip, d.record, d.matrix);
-    annClipToQuad(d);
+    if (!bracket || !annClipToQuad(d)) return false;
     SetBkMode(d.hDC, TRANSPARENT);
     const TurnedQuad quad = annTurnQuad(d.matrix, d.record.quad);
     const FontSelection font(d.hDC, annMakeFont(d.matrix, d.record, annTextAngle(quad.theta)));

@@ -175,6 +175,50 @@ TEST_F(StampTest, UprightAndHardlyTurnedImagesAreScaledAndPainted) {
     EXPECT_GT(cut, 200); // the corners of the box
 }
 
+// Where nothing but quarter turns is left, the pixels are those of the image on either way, and there is no zoom at which the
+// stamp is too large.
+TEST_F(StampTest, UprightImagesAtAnyZoom) {
+    const Picture picture(60, 40);
+    for (int turn = 0; turn < 4; ++turn) {
+        for (const bool mirrored : {false, true}) {
+            SCOPED_TRACE(::testing::Message() << turn << " quarters, mirrored " << mirrored);
+            ASSERT_EQ(K_AnnSetBitmap(stamp, &picture.bitmap, 0), SUCCESS);
+            placeTurned({100, 100}, 120, 80, 90 * turn, 0, mirrored);
+            Canvas quick(200, 200, ground), stepwise(200, 200, ground);
+            ASSERT_TRUE(draw(quick, true));
+            ASSERT_TRUE(draw(stepwise, false));
+            int others = 0;
+            for (int y = 0; y < 200; ++y)
+                for (int x = 0; x < 200; ++x) others += quick.at(x, y) != stepwise.at(x, y);
+            EXPECT_EQ(others, 0);
+            EXPECT_GE(quick.countOther(ground), 120 * 80);
+            for (const bool transparent : {false, true}) {
+                Picture four(2, 2);
+                for (int y = 0; y < 2; ++y)
+                    for (int x = 0; x < 2; ++x)
+                        std::memset(K_WritableBitmapRow(&four.bitmap, y) + 3 * x, 10 + 100 * y + 50 * x, 3);
+                ASSERT_EQ(K_AnnSetBitmap(stamp, &four.bitmap, 0), SUCCESS);
+                K_AnnSetTransparent(stamp, transparent, 0);
+                K_AnnSetTransparentColor(stamp, 0x0A0A0A, 0);
+                placeTurned({100, 100}, 4e6, 3e6, 90 * turn, 0, mirrored);
+                Canvas zoomed(200, 200, ground);
+                ASSERT_TRUE(draw(zoomed, true));
+                const auto [p] = annQuadCorners(identityMatrix, record(stamp).quad);
+                for (int y = 0; y < 2; ++y) {
+                    for (int x = 0; x < 2; ++x) { // one pixel of the image in each quarter of the canvas
+                        const AnnPoint& to = p[x ? (y ? 2 : 3) : (y ? 1 : 0)];
+                        const auto color = static_cast<COLORREF>(0x010101 * (10 + 100 * y + 50 * x));
+                        for (const int away : {2, 95})
+                            EXPECT_EQ(zoomed.at(to.x > 100 ? 100 + away : 99 - away, to.y > 100 ? 100 + away : 99 - away),
+                                      transparent && !x && !y ? ground : color);
+                    }
+                }
+            }
+            K_AnnSetTransparent(stamp, FALSE, 0);
+        }
+    }
+}
+
 TEST_F(StampTest, TransparencyAndRasterModes) {
     Picture picture(80, 60);
     for (int y = 0; y < 30; ++y) std::memset(K_WritableBitmapRow(&picture.bitmap, y), 0xFF, 3 * 40);
@@ -245,9 +289,9 @@ TEST_F(StampTest, WhatCantBeDrawnIsAbsentWithItsName) {
     } rows[] = {
         {"no height", {10, 50}, {10, 50}, {90, 50}},
         {"a line", {10, 10}, {50, 50}, {90, 90}},
-        {"work bitmaps beyond 512 MiB", {100, -100'000}, {30'000, 100'000}, {130'000, 90'000}},
         {"beyond all sides", {0, 0}, {0, 1e300}, {1e300, 1e300}},
-        {"leaning by all but 90 degrees", {1e7, 49.9}, {0, 50}, {100, 50}},
+        {"beyond all sides, turned", {1e300, 0}, {0, 1e300}, {1e300, 2e300}},
+        {"leaning, of no height", {1e7, 49.9}, {0, 50}, {100, 50}},
         {"not a number", {std::nan(""), 10}, {10, 50}, {90, 50}},
         {"infinite", {10, 10}, {10, std::numeric_limits<double>::infinity()}, {90, 50}},
     };
@@ -260,11 +304,36 @@ TEST_F(StampTest, WhatCantBeDrawnIsAbsentWithItsName) {
         EXPECT_FALSE(annDrawObject({canvas.dc, all, record(stamp), object.xfToClient}));
         EXPECT_EQ(canvas.countOther(ground), 0);
     }
-    // A zoom that is within reason.
-    placeTurned({60, 50}, 3000, 2000, 30);
-    Canvas canvas(120, 100, ground);
-    EXPECT_TRUE(draw(canvas, true));
-    EXPECT_EQ(canvas.countOther(ground), 120 * 100);
+    constexpr COLORREF blank = 0xFFFFFF; // which all depths have
+    // A zoom that is within reason, and one whose work bitmaps would not be: those are no way to go.
+    for (const double side : {3000.0, 300'000.0}) {
+        placeTurned({60, 50}, side, side, 30);
+        for (const int bits : {24, 8}) {
+            Canvas canvas(120, 100, blank, bits);
+            const bool possible = bits == 24 || side == 3000;
+            EXPECT_EQ(draw(canvas, true), possible);
+            EXPECT_EQ(canvas.countOther(blank), possible ? 120 * 100 : 0);
+        }
+    }
+}
+
+// Leaning by all but 90 degrees, of which the shears by 45 degrees are made at once: one by one they took minutes.
+TEST_F(StampTest, ThinStampsThatLeanFar) {
+    constexpr COLORREF blank = 0xFFFFFF;
+    const Picture picture(30, 20);
+    ASSERT_EQ(K_AnnSetBitmap(stamp, &picture.bitmap, 0), SUCCESS);
+    for (const double far : {1e3, 1e6, 1.6e7}) {
+        for (const int bits : {24, 8}) {
+            SCOPED_TRACE(::testing::Message() << far << ", " << bits << " bits");
+            place({far, 49}, {0, 50}, {100, 50});
+            Canvas canvas(120, 100, blank, bits);
+            EXPECT_TRUE(draw(canvas, true));
+            for (int y = 0; y < 100; ++y) {
+                if (y == 49) continue; // the row in which it may be seen
+                for (int x = 0; x < 120; ++x) ASSERT_EQ(canvas.at(x, y), blank);
+            }
+        }
+    }
 }
 
 TEST_F(StampTest, TextStandsInTheMiddle) {
