@@ -25,8 +25,6 @@ constexpr auto maskResources = std::to_array<UINT>({26172, 26175});
 static_assert(maskResources.size() == static_cast<size_t>(HitMask::count));
 constexpr UINT hotspotResource = 26203;
 
-constexpr int maskWidth = 100; // pixels, one more or less by the rounding of resolutions
-
 struct ResourceBytes {
     const void* data = nullptr;
     size_t size = 0;
@@ -45,21 +43,12 @@ int loadPicture(UINT id, KernelMetafile& out) {
     return bytes.data ? K_LoadMetafileMemory(bytes.data, &out, bytes.size, 1) : ERROR_INV_PARAMETER;
 }
 
-// The metafile as an image at the resolution that gives it its width, then in black and white.
+// The metafile as an image in its own size, then in black and white.
 int loadPicture(UINT id, KernelBitmap& out) {
     out = {};
     const ResourceBytes bytes = findData(id);
     if (!bytes.data) return ERROR_INV_PARAMETER;
-    KernelFileInfo info{};
-    int code = K_MemoryFileInfo(bytes.data, &info, bytes.size, 0, 0);
-    if (code != SUCCESS) return code;
-    if (info.nWidth < 1) return ERROR_FILE_READ;
-    int former = 0;
-    K_GetVectorResolution(&former);
-    K_SetVectorResolution(info.nXResolution * maskWidth / info.nWidth + 1);
-    info.uFlags = 0x1000;
-    code = K_LoadMemory(bytes.data, &out, 0, 0, bytes.size, nullptr, &info);
-    K_SetVectorResolution(former);
+    int code = K_LoadMemory(bytes.data, &out, 0, 0, bytes.size, nullptr, nullptr);
     if (code == SUCCESS) code = K_ChangeBitmapDepth(&out, &out, 1, 0, 0, 0, 0, 0, 0);
     if (code != SUCCESS) K_FreeBitmap(&out);
     return code;

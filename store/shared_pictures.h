@@ -16,7 +16,7 @@ enum class HitMask : uint8_t { audio, video, count };
 
 // Borrowed until the library ends.
 const KernelMetafile& annGlyph(Glyph which) noexcept;
-// Black where the glyph is hit; 1 bit, about 100 pixels wide.
+// Black where the glyph is hit; 1 bit, in the size of its metafile on a screen (about 100 pixels wide).
 const KernelBitmap& annGlyphMask(HitMask which) noexcept;
 
 // A copy of a predefined metafile, the caller's: 0 to 25 a stamp, 26 the hotspot picture that is in force. ERROR_INV_PARAMETER
