@@ -21,8 +21,11 @@ KB_API int K_AnnPrint(HDC hDC, const RECT* pRect, HANNOBJECT hObject);
  * their pixels. */
 KB_API int K_AnnRealize(KernelBitmap* pBitmap, const RECT* pRect, HANNOBJECT hObject, BOOL bRedactOnly);
 /* Puts the kept pixels of redactions back, bit for bit where the redaction is still where it was; the objects hold none
- * afterwards. bSelected: of selected ones alone.
- * ERROR_ANN_LOCKED: some are locked and stay covered, all others have been put back. */
+ * afterwards. They are put back in drawing order: where a redaction was realized in a later call over one that was covered
+ * already, it has kept that one's black, which stands there in the end. pRect: as for K_AnnRealize, and the same as there.
+ * bSelected: of selected ones alone.
+ * ERROR_ANN_LOCKED: some are locked and stay covered, all others have been put back. ERROR_INV_PARAMETER: as K_AnnRealize,
+ * nothing has changed. ERROR_NO_MEMORY: redactions that weren't reached still hold their pixels. */
 KB_API int K_AnnUnrealize(KernelBitmap* pBitmap, const RECT* pRect, HANNOBJECT hObject, BOOL bSelected);
 
 #ifdef __cplusplus
