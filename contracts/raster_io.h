@@ -127,7 +127,7 @@ KB_API int K_RecognizeFormat(const void* pData, size_t size);
  * from their filled samples, all others keep their coefficients. It is done in each component at its own sampling; a sample
  * that stands for several pixels is filled when one of them is covered. Blocks that lie in the areas as a whole come out flat,
  * black and white exactly. pAreas: stored pixels, left and top in, right and bottom out, cut to the image; null when nAreas is
- * 0, which codes the file anew as it is. Of the rest of the file the resolution, orientation, a sound colour profile, restart
+ * 0, which codes the file anew as it is. Of the rest of the file the resolution, orientation, the colours of a profile, restart
  * interval and progressive coding are taken along, nothing else. Data that came from here comes out of a second pass
  * with the same areas outside their edge blocks, and out of one with none, with the same bytes. The result is a new memory
  * block of *puSize bytes, the caller's. Codes of loading, and ERROR_FEATURE_NOT_SUPPORTED for inks (four components). */
@@ -139,10 +139,10 @@ KB_API int K_FillJpegAreas(const void* pData, size_t size, const RECT* pAreas, u
 KB_API int K_CheckJpegAreas(const void* pData, size_t size, const RECT* pAreas, uint32_t nAreas, COLORREF color,
                             uint32_t* pnBad);
 
-/* The colour profile of a page (from 1) of an image file in memory: a new block of *puSize bytes, the caller's. 0 when there is
- * none, ERROR_FILE_FORMAT when it isn't a sound profile (ICC.1) or has bytes or tags that such a profile hasn't. To be put
- * into a new file by K_SetFileTag with tag 34675: TIFF takes it as it is, PNG and JPEG take one that is sound and fits
- * their samples. */
+/* The colour profile of a page (from 1) of an image file in memory, written anew with its colours alone: a new block of *puSize
+ * bytes, the caller's. 0 when there is none, ERROR_FILE_FORMAT when it isn't a sound profile (ICC.1) of curves and primaries,
+ * but one of tables. To be put into a new file by K_SetFileTag with tag 34675: TIFF takes it as it is, PNG and JPEG take one
+ * that is sound and fits their samples. */
 KB_API int K_LoadColorProfile(const void* pData, size_t size, int page, HGLOBAL* phProfile, size_t* puSize);
 
 /* What an image file holds beside the pixels that are shown and what is needed to show them. */
@@ -152,7 +152,7 @@ enum {
     KB_LEFT_BYTES = 3,   /* bytes that nothing in the file refers to and that aren't all zero */
     KB_LEFT_BEHIND = 4,  /* bytes behind the end of the image */
     KB_LEFT_SLACK = 5,   /* room within a part that isn't shown: bits that pad rows, data behind the coded end */
-    KB_LEFT_PROFILE = 6, /* a colour profile that isn't sound or doesn't fit */
+    KB_LEFT_PROFILE = 6, /* a colour profile that isn't sound, doesn't fit or holds more than its colours */
     KB_LEFT_CODING = 7   /* coded in a way that can't be judged; uCode: a TIFF tag or 0 */
 };
 typedef struct KernelLeftover {

@@ -142,13 +142,11 @@ int annMoveBlock(AnnStream& stream, uint64_t start, uint64_t length, int64_t del
     return SUCCESS;
 }
 
-int annMakeTextRoom(AnnStream& stream, RoomMode mode, int32_t page, uint64_t size, uint64_t& room) {
+int annMakeTextRoom(AnnStream& stream, RoomMode mode, const TextPage& found, uint64_t size, uint64_t& room) {
     const uint64_t before = stream.uPos;
-    TextPage found;
-    int code = annFindTextPage(stream, page, found);
-    if (code == ERROR_FILE_READ || (code == ERROR_PAGE_NOT_FOUND && mode == RoomMode::remove)) return code;
+    int code = SUCCESS;
     room = found.start;
-    if (code == ERROR_PAGE_NOT_FOUND && endsInsideLine(stream, found.dataEnd)) {
+    if (!found.size && endsInsideLine(stream, found.dataEnd)) {
         if (!writeRoom(stream, found.dataEnd, size + 2) || !annSeekTo(stream, found.dataEnd) ||
             !annWriteAll(stream, "\r\n", 2)) {
             cutAt(stream, found.dataEnd);
@@ -173,7 +171,8 @@ int annWriteTextData(AnnStream& stream, const AnnObject& object, const WriteFilt
     return annCut(stream) ? SUCCESS : ERROR_FILE_WRITE;
 }
 
-int annWriteTextPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, RoomMode mode, int32_t page) {
+int annWriteTextPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, RoomMode mode,
+                     const TextPage& found) {
     // The page is written aside first: that tells its size, and a tree that can't be written leaves the data alone.
     AnnStream aside = annMemoryStream(nullptr, 0);
     int code = writePageAside(aside, object, filter);
@@ -188,7 +187,7 @@ int annWriteTextPage(AnnStream& stream, const AnnObject& object, const WriteFilt
     }
     if (code == ERROR_FILE_WRITE) code = ERROR_NO_MEMORY; // nothing but memory can be short here
     uint64_t room = 0;
-    if (code == SUCCESS) code = annMakeTextRoom(stream, mode, page, aside.uEnd, room);
+    if (code == SUCCESS) code = annMakeTextRoom(stream, mode, found, aside.uEnd, room);
     if (code == SUCCESS && !annSeekTo(stream, room)) code = ERROR_FILE_SEEK;
     if (code == SUCCESS && !annWriteAll(stream, aside.pBlock, aside.uEnd)) code = ERROR_FILE_WRITE;
     if (aside.pBlock) K_FreeBlock(aside.pBlock);

@@ -18,14 +18,15 @@ struct TextPage {
     uint64_t dataEnd = 0; // position behind the last page
     uint32_t pages = 0;
 };
-// Finds a page by its number from 1. ERROR_PAGE_NOT_FOUND, with start, end and count filled all the same.
+// Finds a page by its number from 1; the stream's position stays. ERROR_PAGE_NOT_FOUND, with start, end and count filled all
+// the same; ERROR_FILE_READ.
 int annFindTextPage(AnnStream& stream, int32_t page, TextPage& found);
 
 enum class RoomMode : uint8_t { insert, replace, remove };
-// Makes room for `size` bytes before a page or in its place (no such page: behind the last), or takes a page out. room:
-// where the bytes go. The room is really written before anything moves: without place for it the data is as it was.
+// Makes room for `size` bytes before a page or in its place (no such page: behind the last), or takes a page out. `found`
+// tells where it stands. room: where the bytes go. The room is really written before anything moves: without place for it the data is as it was.
 // The stream is cut behind its new end; its position stays.
-int annMakeTextRoom(AnnStream& stream, RoomMode mode, int32_t page, uint64_t size, uint64_t& room);
+int annMakeTextRoom(AnnStream& stream, RoomMode mode, const TextPage& found, uint64_t size, uint64_t& room);
 
 // Moves bytes within the stream by `delta`. ERROR_FAILURE when there is no memory for a buffer.
 int annMoveBlock(AnnStream& stream, uint64_t start, uint64_t length, int64_t delta);
@@ -33,6 +34,7 @@ int annMoveBlock(AnnStream& stream, uint64_t start, uint64_t length, int64_t del
 // Writes a tree as the only page, from the base on, and cuts the stream behind it.
 int annWriteTextData(AnnStream& stream, const AnnObject& object, const WriteFilter& filter);
 // Writes a tree into the room before a page, or in its place, of text data that is there. The stream stands behind it.
-int annWriteTextPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, RoomMode mode, int32_t page);
+int annWriteTextPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, RoomMode mode,
+                     const TextPage& found);
 
 } // namespace kbann

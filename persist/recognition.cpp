@@ -45,12 +45,15 @@ int annQueryFormat(AnnStream& stream, uint32_t& nFormat, bool& bPaged) {
     return SUCCESS;
 }
 
-int annQueryInfo(AnnStream& stream, AnnFileInfoRecord& info) {
+int annQueryInfo(AnnStream& stream, AnnFileInfoRecord& info, int32_t page, TextPage* found) {
     uint32_t nFormat = 0, pages = 1;
     bool bPaged = false;
     if (const int code = annQueryFormat(stream, nFormat, bPaged); code != SUCCESS) return code;
     if (bPaged && nFormat == ANN_FMT_NATIVE) {
-        if (const int code = annCountTextPages(stream, pages); code != SUCCESS) return code;
+        TextPage text;
+        if (annFindTextPage(stream, page, text) == ERROR_FILE_READ) return ERROR_FILE_READ;
+        pages = text.pages;
+        if (found) *found = text;
     } else if (bPaged) {
         PageChain chain;
         if (const int code = annWalkChain(stream, chain, 0); code != SUCCESS) return code;

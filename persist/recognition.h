@@ -3,6 +3,7 @@
 #pragma once
 
 #include "kbann/types.h"
+#include "persist/pages.h"
 #include "persist/stream.h"
 
 #include <cstdint>
@@ -17,7 +18,9 @@ inline constexpr uint32_t versionOnePage = 12;
 // ERROR_FILE_READ for anything else.
 int annQueryFormat(AnnStream& stream, uint32_t& nFormat, bool& bPaged);
 
-// Fills version, form and page count of the record. The stream stands at its base afterwards. ERROR_FILE_READ.
-int annQueryInfo(AnnStream& stream, AnnFileInfoRecord& info);
+// Fills version, form and page count of the record. found: receives where that page stands in the text form, so that one
+// look through the data serves counting and finding; may be null. The stream stands at its base afterwards.
+// ERROR_FILE_READ.
+int annQueryInfo(AnnStream& stream, AnnFileInfoRecord& info, int32_t page = 0, TextPage* found = nullptr);
 
 } // namespace kbann

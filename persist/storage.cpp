@@ -95,12 +95,7 @@ int loadImageTag(const char* pszFile, HANNOBJECT* phObject, const KernelLoadOpti
     return code;
 }
 
-int readTextPage(AnnStream& stream, uint64_t firstPage, int32_t page, AnnObject*& root) {
-    TextPage found;
-    found.start = firstPage;
-    if (page > 1) {
-        if (const int code = annFindTextPage(stream, page, found); code != SUCCESS) return code;
-    }
+int readTextPage(AnnStream& stream, const TextPage& found, AnnObject*& root) {
     if (!annSeekTo(stream, found.start)) return ERROR_FILE_SEEK;
     TextReader reader(stream);
     return annReadTree(reader, root, 0);
@@ -141,7 +136,8 @@ int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat
     const auto writeWhole = coded ? annWriteCodedData : annWriteTextData;
     if (!flags) return writeWhole(stream, object, filter);
     AnnFileInfoRecord info{};
-    const bool holdsData = annQueryInfo(stream, info) == SUCCESS;
+    TextPage found;
+    const bool holdsData = annQueryInfo(stream, info, pOptions->nPageNumber, &found) == SUCCESS;
     const bool insert = flags == SAVE_INSERTPAGE;
     const int64_t pages = holdsData ? info.nTotalPages : 0;
     int64_t page = pOptions->nPageNumber;
@@ -154,9 +150,7 @@ int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat
     // In the coded form a page that is replaced stays in the data until links lead to the new one; without links it can't.
     const bool onlyPage = !adds && pages == 1;
     if (onlyPage && (!coded || info.nVersion == versionOnePage)) return writeWhole(stream, object, filter);
-    if (!coded)
-        return annWriteTextPage(stream, object, filter, insert ? RoomMode::insert : RoomMode::replace,
-                                static_cast<int32_t>(page));
+    if (!coded) return annWriteTextPage(stream, object, filter, insert ? RoomMode::insert : RoomMode::replace, found);
     if (info.nVersion == versionOnePage) {
         if (const int code = annMakeCodedPaged(stream); code != SUCCESS) return code;
     }
@@ -176,14 +170,15 @@ int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadO
         return SUCCESS;
     }
     const uint64_t firstPage = stream.uPos;
-    AnnFileInfoRecord info{};
-    if (const int code = annQueryInfo(stream, info); code != SUCCESS) return code;
-    if (info.nFormat != nFormat) return ERROR_FILE_FORMAT;
     const int32_t page = pageOf(pOptions);
+    AnnFileInfoRecord info{};
+    TextPage found;
+    if (const int code = annQueryInfo(stream, info, page, &found); code != SUCCESS) return code;
+    if (info.nFormat != nFormat) return ERROR_FILE_FORMAT;
     if (page < 1 || static_cast<uint32_t>(page) > info.nTotalPages) return ERROR_PAGE_NOT_FOUND;
     AnnObject* root = nullptr;
     const int code = nFormat == ANN_FMT_ENCODED ? readCodedPage(stream, info.nVersion, firstPage, page, root)
-                                                : readTextPage(stream, firstPage, page, root);
+                                                : readTextPage(stream, found, root);
     if (code != SUCCESS) return code;
     annComputeGeometry(*root);
     *phObject = annToHandle(root);
@@ -193,12 +188,13 @@ int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadO
 int annDeletePage(AnnStream& stream, int32_t nPage) {
     const NeutralLocale locale;
     AnnFileInfoRecord info{};
-    if (const int code = annQueryInfo(stream, info); code != SUCCESS) return code;
+    TextPage found;
+    if (const int code = annQueryInfo(stream, info, nPage, &found); code != SUCCESS) return code;
     if (info.nVersion == versionOnePage || info.nTotalPages == 1) return ERROR_DELETE_LAST_PAGE;
     if (nPage < 1 || static_cast<uint32_t>(nPage) > info.nTotalPages) return ERROR_PAGE_NOT_FOUND;
     if (info.nFormat == ANN_FMT_ENCODED) return annUnlinkPage(stream, static_cast<uint32_t>(nPage));
     uint64_t room = 0;
-    return annMakeTextRoom(stream, RoomMode::remove, nPage, 0, room);
+    return annMakeTextRoom(stream, RoomMode::remove, found, 0, room);
 }
 
 int annSaveFile(const char* pszFile, const SaveRequest& request) {
