@@ -43,11 +43,10 @@ Tree loadPage(const Store& store, int page) {
 
 Bytes convertStore(const Store& store, const FormRow& form, int page) {
     const int pages = form.paged && page == 0 ? countPages(store) : 1;
-    Bytes data = saveTree(loadPage(store, std::max(page, 1)).get(), form.number, {}, 0, 1, store.file.name);
-    for (int next = 2; next <= pages; ++next) {
-        data = saveTree(loadPage(store, next).get(), form.number, data, SAVE_INSERTPAGE, -1, store.file.name);
-    }
-    return data;
+    SavedPages saved(form.number, store.file.name);
+    saved.append(loadPage(store, std::max(page, 1)).get());
+    for (int next = 2; next <= pages; ++next) saved.append(loadPage(store, next).get());
+    return saved.bytes();
 }
 
 } // namespace

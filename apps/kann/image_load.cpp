@@ -14,6 +14,7 @@
 #include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace kann {
 
@@ -256,27 +257,44 @@ Tree loadTree(const Store& store, int page) {
     return tree;
 }
 
-Bytes saveTree(HANNOBJECT root, std::uint32_t form, const Bytes& old, std::uint32_t flags, int page, std::string_view file) {
+SavedPages::SavedPages(std::uint32_t form, std::string_view file, const Bytes& old) : form_(form), file_(file) {
+    if (old.empty()) return;
+    block_ = GlobalAlloc(GMEM_MOVEABLE, old.size());
+    if (!block_) throw failure(file, ERROR_NO_MEMORY);
+    std::memcpy(GlobalLock(block_), old.data(), old.size());
+    GlobalUnlock(block_);
+}
+
+SavedPages::~SavedPages() {
+    if (block_) GlobalFree(block_);
+}
+
+void SavedPages::save(HANNOBJECT root, std::uint32_t flags, int page) {
     KernelSaveOptions options{};
     K_DefaultSaveOptions(&options, sizeof options);
-    HGLOBAL block = nullptr;
-    if (!old.empty()) {
-        block = GlobalAlloc(GMEM_MOVEABLE, old.size());
-        if (!block) throw failure(file, ERROR_NO_MEMORY);
-        std::memcpy(GlobalLock(block), old.data(), old.size());
-        GlobalUnlock(block);
-        options.uFlags = flags;
-        options.nPageNumber = page;
-    }
-    std::uint32_t size = 0;
-    const int code = K_AnnSaveMemory(root, form, FALSE, &block, &size, old.empty() ? nullptr : &options);
-    check(code, file, code == ERROR_PAGE_NOT_FOUND ? "page " + std::to_string(page) : std::string());
-    if (!block) throw failure(file, ERROR_FEATURE_NOT_SUPPORTED, "nothing in it can be a mark of other tools");
-    const std::unique_ptr<KbMemory, HGLOBAL (*)(HGLOBAL)> owner(block, GlobalFree);
-    const auto* data = static_cast<const std::uint8_t*>(GlobalLock(block));
-    Bytes bytes(data, data + size);
-    GlobalUnlock(block);
+    options.uFlags = flags;
+    options.nPageNumber = page;
+    HGLOBAL block = std::exchange(block_, nullptr); // a failed save takes it along
+    const int code = K_AnnSaveMemory(root, form_, FALSE, &block, &size_, block ? &options : nullptr);
+    check(code, file_, code == ERROR_PAGE_NOT_FOUND ? "page " + std::to_string(page) : std::string());
+    if (!block) throw failure(file_, ERROR_FEATURE_NOT_SUPPORTED, "nothing in it can be a mark of other tools");
+    block_ = block;
+}
+
+void SavedPages::append(HANNOBJECT root) { save(root, SAVE_INSERTPAGE, -1); }
+
+Bytes SavedPages::bytes() const {
+    const auto* data = block_ ? static_cast<const std::uint8_t*>(GlobalLock(block_)) : nullptr;
+    if (!data) return {};
+    Bytes bytes(data, data + size_);
+    GlobalUnlock(block_);
     return bytes;
+}
+
+Bytes saveTree(HANNOBJECT root, std::uint32_t form, const Bytes& old, std::uint32_t flags, int page, std::string_view file) {
+    SavedPages pages(form, file, old);
+    pages.save(root, flags, page);
+    return pages.bytes();
 }
 
 } // namespace kann

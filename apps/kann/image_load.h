@@ -114,7 +114,26 @@ Tree loadTree(const Store& store, int page);
 // The data of the tag of a page, empty when there is none.
 Bytes readTag(const InputFile& input, int page);
 
-// A save into memory. `old`: the data to be paged, empty for a new whole; then flags and page count.
+// Pages saved into one block of memory, one after the other.
+class SavedPages {
+public:
+    // `old`: the data to be paged; empty for a new whole, whose first save makes it.
+    SavedPages(std::uint32_t form, std::string_view file, const Bytes& old = {});
+    ~SavedPages();
+    SavedPages(const SavedPages&) = delete;
+    SavedPages& operator=(const SavedPages&) = delete;
+    // Flags and page count where there is something to be paged. Throws Failure; the pages are lost then.
+    void save(HANNOBJECT root, std::uint32_t flags, int page);
+    void append(HANNOBJECT root);
+    Bytes bytes() const;
+
+private:
+    std::uint32_t form_, size_ = 0;
+    std::string file_;
+    HGLOBAL block_ = nullptr;
+};
+
+// One save into memory. `old`: the data to be paged, empty for a new whole; then flags and page count.
 Bytes saveTree(HANNOBJECT root, std::uint32_t form, const Bytes& old, std::uint32_t flags, int page, std::string_view file);
 
 } // namespace kann

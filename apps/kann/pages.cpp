@@ -62,13 +62,10 @@ Bytes withoutPage(const Store& store, int page) {
     if (pages == 1) throw failure(file, ERROR_DELETE_LAST_PAGE);
     if (page == lastPage) page = pages;
     if (page > pages) throw failure(file, ERROR_PAGE_NOT_FOUND, "page " + std::to_string(page));
-    Bytes data;
-    for (int kept = 1; kept <= pages; ++kept) {
-        if (kept != page)
-            data =
-                saveTree(loadTree(store, kept).get(), storedFormNumber(store.form), data, SAVE_INSERTPAGE, lastPage, file);
-    }
-    return data;
+    SavedPages saved(storedFormNumber(store.form), file);
+    for (int kept = 1; kept <= pages; ++kept)
+        if (kept != page) saved.append(loadTree(store, kept).get());
+    return saved.bytes();
 }
 
 Bytes withPage(const Store& store, PageAction action, int page, const std::string& source, int sourcePage) {
