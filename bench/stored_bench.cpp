@@ -177,6 +177,21 @@ void LoadMarks(benchmark::State& state) {
     perMark(state);
 }
 
+// A tenth of the objects, copied to the clipboard and pasted.
+void CopyAndPaste(benchmark::State& state) {
+    const HANNOBJECT root = markTree(objects / 10);
+    HANNOBJECT pasted = nullptr;
+    for (auto _ : state) {
+        failIf(state, K_AnnCopyToClipboard(root, ANN_FMT_ENCODED, FALSE, TRUE, FALSE));
+        failIf(state, K_AnnCopyFromClipboard(nullptr, &pasted));
+        state.PauseTiming();
+        K_AnnDestroy(pasted, ANN_FLAG_NOINVALIDATE);
+        state.ResumeTiming();
+    }
+    K_AnnDestroy(root, ANN_FLAG_NOINVALIDATE);
+}
+BENCHMARK(CopyAndPaste)->Unit(benchmark::kMillisecond);
+
 void markForms(benchmark::internal::Benchmark* bench) {
     bench->ArgNames({"form", "marks"})->ArgsProduct({{ANN_FMT_TIFFTAG, ANN_FMT_WANGTAG}, {1'000, 10'000, 100'000}});
     bench->Unit(benchmark::kMillisecond);
