@@ -65,6 +65,8 @@ void setClipRegion(Clip& clip, const Region& region);
 int clipKind(const DeviceContext& dc);
 // As CreatePolyPolygonRgn, with rows and right sides cut to a box: what nobody will see costs nothing.
 HRGN polygonRegion(const POINT* points, const INT* counts, int polygons, int fillMode, const Box& reach);
+// ExtFloodFill, which tells how many pixels it has filled.
+BOOL fillFlood(HDC hDC, int x, int y, COLORREF color, UINT type, size_t& filled);
 // The clip as a region; without one, everything.
 void clipAsRegion(const Clip& clip, Region& out);
 // A region in logical units spread out to the device, box by box.

@@ -63,16 +63,6 @@ void FlatPath::arc(FPoint middle, FPoint axisA, FPoint axisB, double from, doubl
     }
 }
 
-void FlatPath::append(const FlatPath& other) {
-    if (points.size() + other.points.size() > mostPoints) return;
-    for (Figure figure : other.figures) {
-        figure.first += points.size();
-        figures.push_back(figure);
-    }
-    points.insert(points.end(), other.points.begin(), other.points.end());
-    open_ = other.open_;
-}
-
 namespace {
 
 class Stroker {

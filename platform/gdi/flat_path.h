@@ -30,14 +30,13 @@ public:
     // it goes on from the last point.
     void arc(FPoint middle, FPoint axisA, FPoint axisB, double from, double sweep);
     FPoint last() const { return points.back(); }
-    void append(const FlatPath& other);
 
     std::vector<FPoint> points;
     std::vector<Figure> figures;
 
 private:
     // What a file asks for beyond this is left out: far more than any picture draws at a time.
-    static constexpr size_t mostPoints = size_t{1} << 21;
+    static constexpr size_t mostPoints = size_t{1} << 20;
     bool open_ = false;
 };
 

@@ -12,12 +12,12 @@ class Flood {
 public:
     Flood(const DeviceContext& dc, uint32_t color, bool border)
         : surface_(dc.surface), clip_(dc.clipBox()), region_(dc.state.clip.region.get()), color_(color), border_(border),
-          width_(static_cast<size_t>(clip_.right - clip_.left)),
+          colorBits_(dc.surface.bits == 32 ? 0xFFFFFF : ~0u), width_(static_cast<size_t>(clip_.right - clip_.left)),
           reached_(width_ * static_cast<size_t>(clip_.bottom - clip_.top)) {}
 
     bool open(int x, int y) const {
         if (x < clip_.left || x >= clip_.right || y < clip_.top || y >= clip_.bottom || reached_[place(x, y)]) return false;
-        if ((surface_.get(x, y) == color_) == border_) return false;
+        if (((surface_.get(x, y) & colorBits_) == color_) == border_) return false;
         return !region_ || pixman_region32_contains_point(&region_->set, x, y, nullptr);
     }
 
@@ -53,13 +53,15 @@ private:
     const Region* region_;
     uint32_t color_;
     bool border_;
+    uint32_t colorBits_; // the spare byte of 32 bits is no colour
     size_t width_;
     std::vector<bool> reached_;
 };
 
 } // namespace
 
-KB_API BOOL ExtFloodFill(HDC hDC, int x, int y, COLORREF color, UINT type) {
+BOOL kb::gdi::fillFlood(HDC hDC, int x, int y, COLORREF color, UINT type, size_t& filled) {
+    filled = 0;
     return guarded<BOOL>(FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         if (!dc || dc->output || type > FLOODFILLSURFACE || dc->kind == DcKind::screen || dc->clipBox().empty())
@@ -73,9 +75,17 @@ KB_API BOOL ExtFloodFill(HDC hDC, int x, int y, COLORREF color, UINT type) {
             int y, x0, x1;
         };
         std::vector<Run> runs;
-        flood.fill(start.x, start.y, [&](int row, int x0, int x1) { runs.push_back({row, x0, x1}); });
+        flood.fill(start.x, start.y, [&](int row, int x0, int x1) {
+            runs.push_back({row, x0, x1});
+            filled += static_cast<size_t>(x1 - x0);
+        });
         Painter painter = dc->painter(paint);
         for (const Run& run : runs) painter.span(run.y, run.x0, run.x1);
         return TRUE;
     });
+}
+
+KB_API BOOL ExtFloodFill(HDC hDC, int x, int y, COLORREF color, UINT type) {
+    size_t filled;
+    return fillFlood(hDC, x, y, color, type, filled);
 }

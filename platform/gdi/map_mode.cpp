@@ -33,14 +33,12 @@ int32_t Mapping::length(int64_t v, int64_t multiply, int64_t divide) {
     return r > INT32_MAX ? INT32_MAX : static_cast<int32_t>(r);
 }
 
-namespace {
+int unitsPerInch(int mode) {
+    constexpr int units[] = {254, 2540, 100, 1000, 1440}; // MM_LOMETRIC to MM_TWIPS
+    return mode > MM_LOMETRIC && mode <= MM_TWIPS ? units[mode - MM_LOMETRIC] : units[0];
+}
 
-struct FixedMode {
-    int mode;
-    int unitsPerInch;
-};
-constexpr FixedMode fixedModes[] = {
-    {MM_LOMETRIC, 254}, {MM_HIMETRIC, 2540}, {MM_LOENGLISH, 100}, {MM_HIENGLISH, 1000}, {MM_TWIPS, 1440}};
+namespace {
 
 bool ownExtents(const Mapping& map) { return map.mode == MM_ISOTROPIC || map.mode == MM_ANISOTROPIC; }
 
@@ -102,9 +100,7 @@ KB_API int SetMapMode(HDC hDC, int mode) {
     if (mode == MM_TEXT) {
         map.windowExtent = map.viewportExtent = {1, 1};
     } else if (mode != MM_ANISOTROPIC) {
-        int units = fixedModes[0].unitsPerInch;
-        for (const FixedMode& row : fixedModes)
-            if (row.mode == mode) units = row.unitsPerInch;
+        const int units = unitsPerInch(mode);
         map.windowExtent = {units, units};
         map.viewportExtent = {dc->dpiX, -dc->dpiY};
     }

@@ -8,6 +8,9 @@
 
 namespace kb::gdi {
 
+// Of a fixed mode; MM_ISOTROPIC begins as MM_LOMETRIC.
+int unitsPerInch(int mode);
+
 struct Mapping {
     int mode = MM_TEXT;
     POINT windowOrigin{0, 0}, viewportOrigin{0, 0};

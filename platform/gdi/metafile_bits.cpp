@@ -2,6 +2,7 @@
 // looking over its shoulder at every step: every record up to the end record lies within the size that the header tells.
 // Blocks are counted by their handles: copies share one.
 #include "platform/gdi/gdi_state.h"
+#include "platform/gdi/little_endian.h"
 
 #include <cstring>
 
@@ -10,21 +11,18 @@ using namespace kb::gdi;
 
 namespace {
 
-uint32_t word(const uint8_t* p) { return static_cast<uint32_t>(p[0] | p[1] << 8); }
-uint32_t dword(const uint8_t* p) { return word(p) | word(p + 2) << 16; }
-
 // Bytes of a classic metafile that can be walked; 0 for what isn't one.
 size_t classicSize(const uint8_t* p, size_t size) {
     constexpr size_t header = 18;
     if (size < header + 6) return 0;
-    const uint32_t type = word(p), headerWords = word(p + 2);
+    const uint32_t type = wordAt(p), headerWords = wordAt(p + 2);
     if ((type != 1 && type != 2) || headerWords != header / 2) return 0;
-    const uint64_t claimed = static_cast<uint64_t>(dword(p + 6)) * 2;
+    const uint64_t claimed = static_cast<uint64_t>(dwordAt(p + 6)) * 2;
     if (claimed < header + 6 || claimed > size) return 0;
     size_t at = header;
     while (claimed - at >= 6) {
-        const uint64_t record = static_cast<uint64_t>(dword(p + at)) * 2;
-        const uint32_t function = word(p + at + 4);
+        const uint64_t record = static_cast<uint64_t>(dwordAt(p + at)) * 2;
+        const uint32_t function = wordAt(p + at + 4);
         if (record < 6 || record > claimed - at) return 0;
         at += record;
         if (function == 0) return claimed; // the end record
@@ -34,12 +32,12 @@ size_t classicSize(const uint8_t* p, size_t size) {
 
 size_t enhancedSize(const uint8_t* p, size_t size) {
     constexpr size_t header = 88;
-    if (size < header || dword(p) != 1 || dword(p + 40) != 0x464D4520) return 0;
-    const uint32_t first = dword(p + 4), claimed = dword(p + 48);
+    if (size < header || dwordAt(p) != 1 || dwordAt(p + 40) != 0x464D4520) return 0;
+    const uint32_t first = dwordAt(p + 4), claimed = dwordAt(p + 48);
     if (first < header || first % 4 || claimed < first || claimed > size) return 0;
     size_t at = first;
     while (claimed - at >= 8) {
-        const uint32_t type = dword(p + at), record = dword(p + at + 4);
+        const uint32_t type = dwordAt(p + at), record = dwordAt(p + at + 4);
         if (record < 8 || record % 4 || record > claimed - at) return 0;
         at += record;
         if (type == 14) return claimed; // the end record

@@ -2,6 +2,7 @@
 #include "platform/gdi/play_classic.h"
 
 #include "platform/gdi/gdi_state.h"
+#include "platform/gdi/little_endian.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,10 +11,6 @@ namespace kb::gdi {
 
 namespace {
 
-uint32_t dwordAt(const uint8_t* p) {
-    return static_cast<uint32_t>(p[0] | p[1] << 8 | p[2] << 16) | static_cast<uint32_t>(p[3]) << 24;
-}
-
 constexpr size_t headerBytes = 18, recordHead = 6;
 
 // Calls visit(function, record); it gives false to end. False when a record can't be right.
@@ -21,7 +18,7 @@ template <class Visit> bool eachRecord(const uint8_t* data, size_t size, Visit&&
     size_t at = headerBytes;
     while (at <= size && size - at >= recordHead) {
         const uint64_t bytes = static_cast<uint64_t>(dwordAt(data + at)) * 2;
-        const auto function = static_cast<uint32_t>(data[at + 4] | data[at + 5] << 8);
+        const uint32_t function = wordAt(data + at + 4);
         if (bytes < recordHead || bytes > size - at) return false;
         if (function == 0) return true;
         if (!visit(function, ClassicRecord{data + at + recordHead, static_cast<size_t>(bytes) - recordHead})) return false;
@@ -30,34 +27,24 @@ template <class Visit> bool eachRecord(const uint8_t* data, size_t size, Visit&&
     return true;
 }
 
-constexpr int unitsPerInch(int mode) {
-    constexpr int units[] = {254, 2540, 100, 1000, 1440}; // MM_LOMETRIC to MM_TWIPS
-    return units[mode - MM_LOMETRIC];
-}
 bool fixedMode(int mode) { return mode >= MM_LOMETRIC && mode <= MM_TWIPS; }
 
 } // namespace
 
 bool ClassicPlayer::play(const uint8_t* data, size_t size) {
-    return eachRecord(data, size, [&](uint32_t function, const ClassicRecord& record) {
+    const bool whole = eachRecord(data, size, [&](uint32_t function, const ClassicRecord& record) {
         const ClassicRow* row = findClassicRow(function);
         if (!row) return true;
         if (record.size < size_t{2} * row->words) return false;
         return row->run(*this, record) && !out.exhausted();
     });
+    return whole && out.allDrawn();
 }
 
 // Under MM_ISOTROPIC the viewport is shrunk on one axis. Only where the context itself is the page: a picture that is
 // fitted into a rectangle has the rectangle's proportion.
 void ClassicPlayer::keepRatio() {
-    PageMapping& p = out.state.page;
-    if (fit != ClassicFit::context || out.state.mapMode != MM_ISOTROPIC) return;
-    const double sx = std::abs(p.viewportWidth / p.windowWidth) / dpi.cx,
-                 sy = std::abs(p.viewportHeight / p.windowHeight) / dpi.cy;
-    if (sx > sy)
-        p.viewportWidth *= sy / sx;
-    else
-        p.viewportHeight *= sx / sy;
+    if (fit == ClassicFit::context && out.state.mapMode == MM_ISOTROPIC) gdi::keepRatio(out.state.page, dpi.cx, dpi.cy);
 }
 
 void ClassicPlayer::setMapMode(int mode) {
@@ -70,7 +57,7 @@ void ClassicPlayer::setMapMode(int mode) {
         if (mode == MM_TEXT) {
             p.windowWidth = p.windowHeight = p.viewportWidth = p.viewportHeight = 1;
         } else if (mode != MM_ANISOTROPIC) {
-            p.windowWidth = p.windowHeight = fixedMode(mode) ? unitsPerInch(mode) : unitsPerInch(MM_LOMETRIC);
+            p.windowWidth = p.windowHeight = unitsPerInch(mode);
             p.viewportWidth = dpi.cx;
             p.viewportHeight = -dpi.cy;
         }
@@ -206,27 +193,6 @@ void startWithContext(HDC hDC, PlayState& s) {
     POINT at{};
     GetCurrentPositionEx(hDC, &at);
     s.position = {static_cast<double>(at.x), static_cast<double>(at.y)};
-}
-
-PageMapping pageOf(HDC hDC) {
-    POINT windowOrigin{}, viewportOrigin{};
-    SIZE window{}, viewport{};
-    GetWindowOrgEx(hDC, &windowOrigin);
-    GetViewportOrgEx(hDC, &viewportOrigin);
-    GetWindowExtEx(hDC, &window);
-    GetViewportExtEx(hDC, &viewport);
-    PageMapping page;
-    page.windowX = windowOrigin.x;
-    page.windowY = windowOrigin.y;
-    page.viewportX = viewportOrigin.x;
-    page.viewportY = viewportOrigin.y;
-    if (window.cx && window.cy && viewport.cx && viewport.cy) {
-        page.windowWidth = window.cx;
-        page.windowHeight = window.cy;
-        page.viewportWidth = viewport.cx;
-        page.viewportHeight = viewport.cy;
-    }
-    return page;
 }
 
 // Plays a file that has no window to see what it would draw on. A single line has the width of a pixel.

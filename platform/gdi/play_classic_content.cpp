@@ -18,7 +18,8 @@ void drawText(P& p, const uint8_t* bytes, size_t count, TextRun& call) {
 // The bitmap from word `at` on; what isn't whole isn't drawn, and the play goes on.
 bool dibAt(P& p, const R& r, size_t at, UINT usage, DibImage& image) {
     if (at * 2 >= r.size) return false;
-    return loadDib({r.bytes + at * 2, r.size - at * 2, nullptr, 0, usage, p.out.paletteColors()}, image);
+    return loadDib({r.bytes + at * 2, r.size - at * 2, nullptr, 0, usage, p.out.paletteColors(), p.out.budget.bytesLeft()},
+                   image);
 }
 
 // Without a bitmap there is a spare word before the destination.
@@ -106,7 +107,7 @@ bool classicSetDibToDevice(P& p, const R& r) {
     const int lines = r.number(1), start = r.number(2);
     DibImage image;
     if (lines <= 0 || start < 0 || 18 >= r.size) return true;
-    DibSource source{r.bytes + 18, r.size - 18, nullptr, 0, r.word(0), p.out.paletteColors()};
+    DibSource source{r.bytes + 18, r.size - 18, nullptr, 0, r.word(0), p.out.paletteColors(), p.out.budget.bytesLeft()};
     source.rows = lines;
     if (!loadDib(source, image)) return true;
     const FPoint from = r.point(3), to = r.point(7);
@@ -122,7 +123,7 @@ bool classicDibPatternBrush(P& p, const R& r) {
     const UINT usage = brush.mono ? DIB_RGB_COLORS : r.word(1);
     if (!dibAt(p, r, 2, usage, brush.pattern)) brush.style = BS_NULL;
     brush.mono = brush.mono && brush.pattern && brush.pattern.depth() == 1;
-    p.out.objects.add(std::make_shared<PlayObject>(std::move(brush)));
+    p.out.objects.add(p.out.make(std::move(brush)));
     return true;
 }
 
@@ -132,7 +133,7 @@ bool classicPatternBrush(P& p, const R& r) {
     constexpr size_t spare = 22; // an address of the recording machine, and unused words
     if (!loadDeviceBitmap(r.bytes, r.size, spare, 0, 0xFFFFFF, brush.pattern)) brush.style = BS_NULL;
     brush.mono = brush.pattern && brush.pattern.depth() == 1;
-    p.out.objects.add(std::make_shared<PlayObject>(std::move(brush)));
+    p.out.objects.add(p.out.make(std::move(brush)));
     return true;
 }
 

@@ -16,7 +16,7 @@ template <class Value> void setInRange(Value& to, int value, int lowest, int hig
 }
 
 template <class Object> bool addObject(P& p, Object&& object) {
-    p.out.objects.add(std::make_shared<PlayObject>(std::forward<Object>(object)));
+    p.out.objects.add(p.out.make(std::forward<Object>(object)));
     return true;
 }
 // Objects that nothing can be drawn with keep their number.
@@ -76,16 +76,13 @@ bool selectPalette(P& p, const R& r) {
     return true;
 }
 
-// Entries of the palette in force are replaced; objects are shared, so a changed copy takes its place.
+// The palette in force is changed, wherever else it is in force.
 bool setPaletteEntries(P& p, const R& r) {
     const size_t start = r.word(0), count = r.word(1);
     if (!r.has(4, count * 4)) return false;
-    const std::vector<COLORREF>* colors = p.out.paletteColors();
-    if (!colors) return true;
-    PlayPalette palette{*colors};
-    for (size_t i = 0; i < count && start + i < palette.colors.size(); ++i)
-        palette.colors[start + i] = r.dword(2 + 2 * i) & 0xFFFFFF;
-    p.out.state.palette = std::make_shared<PlayObject>(std::move(palette));
+    auto* palette = p.out.state.palette ? std::get_if<PlayPalette>(p.out.state.palette.get()) : nullptr;
+    for (size_t i = 0; palette && i < count && start + i < palette->colors.size(); ++i)
+        palette->colors[start + i] = r.dword(2 + 2 * i) & 0xFFFFFF;
     return true;
 }
 
@@ -195,7 +192,7 @@ constexpr ClassicRow rows[] = {
     {0x012C, 1, selectClipRegion},
     {0x012D, 1, [](P& p, const R& r) { return p.out.select(p.out.objects.find(r.word(0))), true; }},
     {0x012E, 1, [](P& p, const R& r) { return p.out.state.textAlign = r.word(0), true; }},
-    {0x0139, 1, [](P&, const R&) { return true; }}, // resize palette
+    {0x0139, 1, [](P& p, const R& r) { return p.out.resizePalette(p.out.state.palette, r.word(0)), true; }},
     {0x0142, 2, classicDibPatternBrush},
     {0x01F0, 1, [](P& p, const R& r) { return p.out.objects.remove(r.word(0)), true; }},
     {0x01F9, 0, classicPatternBrush},

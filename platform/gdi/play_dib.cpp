@@ -1,6 +1,7 @@
 // Reading, checking and unpacking the bitmaps of records.
 #include "platform/gdi/play_dib.h"
 
+#include "platform/gdi/little_endian.h"
 #include "platform/gdi/surface.h"
 
 #include <algorithm>
@@ -9,9 +10,6 @@
 namespace kb::gdi {
 
 namespace {
-
-uint32_t word(const uint8_t* p) { return static_cast<uint32_t>(p[0] | p[1] << 8); }
-uint32_t dword(const uint8_t* p) { return word(p) | word(p + 2) << 16; }
 
 struct Header {
     size_t size = 0;
@@ -22,22 +20,22 @@ struct Header {
 
 bool readHeader(const DibSource& s, Header& h) {
     if (s.headerBytes < sizeof(BITMAPCOREHEADER)) return false;
-    h.size = dword(s.header);
+    h.size = dwordAt(s.header);
     if (h.size == sizeof(BITMAPCOREHEADER)) {
         h.core = true;
-        h.width = word(s.header + 4);
-        h.height = word(s.header + 6);
-        h.bits = word(s.header + 10);
+        h.width = wordAt(s.header + 4);
+        h.height = wordAt(s.header + 6);
+        h.bits = wordAt(s.header + 10);
         return true;
     }
     if (h.size < sizeof(BITMAPINFOHEADER) || h.size > s.headerBytes || h.size > 1024) return false;
-    h.width = static_cast<int32_t>(dword(s.header + 4));
-    h.height = static_cast<int32_t>(dword(s.header + 8));
+    h.width = static_cast<int32_t>(dwordAt(s.header + 4));
+    h.height = static_cast<int32_t>(dwordAt(s.header + 8));
     h.topDown = h.height < 0;
     if (h.topDown) h.height = -h.height;
-    h.bits = word(s.header + 14);
-    h.compression = dword(s.header + 16);
-    h.colors = dword(s.header + 32);
+    h.bits = wordAt(s.header + 14);
+    h.compression = dwordAt(s.header + 16);
+    h.colors = dwordAt(s.header + 32);
     return true;
 }
 
@@ -111,7 +109,7 @@ bool readColors(const DibSource& s, const Header& h, DibImage& out, size_t& used
             colors[i] = {p[0], p[1], p[2], 0};
             continue;
         }
-        const size_t index = word(p);
+        const size_t index = wordAt(p);
         const auto grey = static_cast<uint32_t>(i * 255 / (most - 1));
         COLORREF color = RGB(grey, grey, grey);
         if (s.palette) color = index < s.palette->size() ? (*s.palette)[index] : 0;
@@ -158,7 +156,8 @@ bool loadDib(const DibSource& s, DibImage& out) {
     const auto stride = static_cast<size_t>(rowBytes(h.width, static_cast<int>(h.bits), 32));
     if (runs) {
         // A byte can't stand for more than 255 pixels; what claims more is no picture.
-        if (h.topDown || stride > (there * 256 + 65536) / static_cast<size_t>(h.height)) return false;
+        const size_t most = std::min(there * 256, s.mostUnpacked);
+        if (h.topDown || stride > most / static_cast<size_t>(h.height)) return false;
         out.unpacked.assign(stride * static_cast<size_t>(h.height), 0);
         unpackRuns(bits, there, h, stride, out.unpacked);
         out.bits = out.unpacked.data();
@@ -176,7 +175,7 @@ bool loadDeviceBitmap(const uint8_t* data, size_t size, size_t skip, COLORREF ze
     out = {};
     constexpr size_t headerSize = 10; // type, sides, bytes of a row, planes, depth
     if (size < headerSize + skip) return false;
-    const auto field = [data](size_t i) { return static_cast<int16_t>(word(data + i)); };
+    const auto field = [data](size_t i) { return static_cast<int16_t>(wordAt(data + i)); };
     const int64_t width = field(2), height = field(4), pitch = field(6);
     const uint32_t planes = data[8], bits = data[9];
     if (width < 1 || height < 1 || planes != 1 || (bits != 1 && bits != 8 && bits != 24 && bits != 32)) return false;

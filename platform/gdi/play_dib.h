@@ -38,6 +38,7 @@ struct DibSource {
     size_t bitsBytes;
     UINT usage;                           // DIB_RGB_COLORS or DIB_PAL_COLORS
     const std::vector<COLORREF>* palette; // for DIB_PAL_COLORS; null: greys
+    size_t mostUnpacked;                  // bytes that runs may come to
     int64_t rows = -1;                    // rows that the bits hold, or -1 for all of them
 };
 

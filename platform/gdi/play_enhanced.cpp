@@ -54,12 +54,6 @@ Ref<Metafile> enhancedBytes(HENHMETAFILE hMetafile) {
     return {};
 }
 
-// What a millimetre is divided into, by mode: MM_LOMETRIC to MM_TWIPS.
-double unitsPerMm(int mode) {
-    constexpr double units[] = {10, 100, 100 / 25.4, 1000 / 25.4, 1440 / 25.4};
-    return units[mode - MM_LOMETRIC];
-}
-
 } // namespace
 
 bool EnhancedPlayer::play(const uint8_t* data, size_t size) {
@@ -68,14 +62,14 @@ bool EnhancedPlayer::play(const uint8_t* data, size_t size) {
         EnhancedRecord record{data + at, size - at};
         const uint32_t type = record.dword(0), bytes = record.dword(4);
         if (bytes < 8 || bytes > size - at) return false;
-        if (type == endRecord) return true;
+        if (type == endRecord) break;
         record.size = bytes;
         if (const EnhancedRow* row = type == headerRecord ? nullptr : findEnhancedRow(type)) {
             if (bytes < row->bytes || !row->run(*this, record) || out.exhausted()) return false;
         }
         at += bytes;
     }
-    return true;
+    return out.allDrawn();
 }
 
 void EnhancedPlayer::setMapMode(int mode) {
@@ -85,8 +79,7 @@ void EnhancedPlayer::setMapMode(int mode) {
     if (mode == MM_TEXT) {
         p.windowWidth = p.windowHeight = p.viewportWidth = p.viewportHeight = 1;
     } else if (mode != MM_ANISOTROPIC) {
-        const double units = unitsPerMm(mode == MM_ISOTROPIC ? MM_LOMETRIC : mode);
-        p.windowWidth = p.windowHeight = units;
+        p.windowWidth = p.windowHeight = unitsPerInch(mode) / 25.4; // the viewport is a millimetre
         p.viewportWidth = pixelsPerMmX;
         p.viewportHeight = -pixelsPerMmY;
     }
@@ -103,14 +96,7 @@ void EnhancedPlayer::setExtent(bool window, double width, double height) {
 }
 
 void EnhancedPlayer::keepRatio() {
-    PageMapping& p = out.state.page;
-    if (out.state.mapMode != MM_ISOTROPIC) return;
-    const double sx = std::abs(p.viewportWidth / p.windowWidth) / pixelsPerMmX;
-    const double sy = std::abs(p.viewportHeight / p.windowHeight) / pixelsPerMmY;
-    if (sx > sy)
-        p.viewportWidth *= sy / sx;
-    else
-        p.viewportHeight *= sx / sy;
+    if (out.state.mapMode == MM_ISOTROPIC) gdi::keepRatio(out.state.page, pixelsPerMmX, pixelsPerMmY);
 }
 
 void EnhancedPlayer::setWorld(const Affine& world) {

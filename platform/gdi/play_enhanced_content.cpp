@@ -28,7 +28,10 @@ bool drawText(P& p, const R& r, const TextPart& part) {
     call.hasBox = part.box.left < part.box.right && part.box.top < part.box.bottom;
     call.box = part.box;
     call.advanced = part.advanced;
-    if (!r.has(part.text, part.count * (part.wide ? 2 : 1))) return false;
+    // Lines of one record may all point at the same text.
+    if (!r.has(part.text, part.count * (part.wide ? 2 : 1)) ||
+        !p.out.budget.pay(static_cast<double>(part.count) * cost::letter))
+        return false;
     const uint64_t step = part.options & pairsOfAdvances ? 8 : 4;
     if (part.advances && r.has(part.advances, part.count * step))
         for (uint64_t i = 0; i < part.count; ++i) call.advance.push_back(r.number(part.advances + i * step));
@@ -60,7 +63,7 @@ bool dibAt(P& p, const R& r, size_t at, UINT usage, DibImage& image, int64_t row
     const uint64_t head = r.dword(at), headBytes = r.dword(at + 4), bits = r.dword(at + 8), bitsBytes = r.dword(at + 12);
     if (!headBytes || !bitsBytes || !r.has(head, headBytes) || !r.has(bits, bitsBytes)) return false;
     return loadDib({r.bytes + head, static_cast<size_t>(headBytes), r.bytes + bits, static_cast<size_t>(bitsBytes), usage,
-                    p.out.paletteColors(), rows},
+                    p.out.paletteColors(), p.out.budget.bytesLeft(), rows},
                    image);
 }
 
@@ -212,6 +215,7 @@ bool enhancedGradient(P& p, const R& r) {
                                 static_cast<double>(channel(2))};
     };
     for (uint64_t i = 0; i < figures; ++i) {
+        if (p.out.exhausted()) return false;
         const size_t k = at + i * each;
         const uint32_t a = r.dword(k), b = r.dword(k + 4), c = mode == 2 ? r.dword(k + 8) : 0;
         if (a >= vertices || b >= vertices || c >= vertices) return false;
@@ -229,7 +233,7 @@ bool enhancedPatternBrush(P& p, const R& r, bool mono) {
     brush.mono = mono;
     if (!dibAt(p, r, 16, r.dword(12), brush.pattern)) brush.style = BS_NULL;
     brush.mono = mono && brush.pattern && brush.pattern.depth() == 1;
-    p.out.objects.put(r.dword(8), std::make_shared<PlayObject>(std::move(brush)));
+    p.out.objects.put(r.dword(8), p.out.make(std::move(brush)));
     return true;
 }
 

@@ -20,7 +20,7 @@ template <class Value> bool setInRange(Value& to, int64_t value, int lowest, int
 // ---- objects ----
 
 template <class Object> bool putObject(P& p, const R& r, Object&& object) {
-    p.out.objects.put(r.dword(8), std::make_shared<PlayObject>(std::forward<Object>(object)));
+    p.out.objects.put(r.dword(8), p.out.make(std::forward<Object>(object)));
     return true;
 }
 
@@ -123,14 +123,9 @@ bool setPaletteEntries(P& p, const R& r) {
     const size_t start = r.dword(12), count = r.dword(16);
     if (!r.has(20, uint64_t{count} * 4)) return false;
     const ObjectRef object = p.out.objects.find(r.dword(8));
-    const auto* old = object ? std::get_if<PlayPalette>(object.get()) : nullptr;
-    if (!old) return true;
-    PlayPalette palette{old->colors};
-    for (size_t i = 0; i < count && start + i < palette.colors.size(); ++i)
-        palette.colors[start + i] = r.dword(20 + 4 * i) & 0xFFFFFF;
-    const bool inForce = p.out.state.palette == object;
-    putObject(p, r, std::move(palette));
-    if (inForce) p.out.state.palette = p.out.objects.find(r.dword(8));
+    auto* palette = object ? std::get_if<PlayPalette>(object.get()) : nullptr;
+    for (size_t i = 0; palette && i < count && start + i < palette->colors.size(); ++i)
+        palette->colors[start + i] = r.dword(20 + 4 * i) & 0xFFFFFF;
     return true;
 }
 
@@ -365,6 +360,12 @@ constexpr EnhancedRow rows[] = {
     {48, 12, selectPalette},
     {49, 16, createPalette},
     {50, 20, setPaletteEntries},
+    {51, 16,
+     [](P& p, const R& r) {
+         constexpr uint32_t most = 65536;
+         if (r.dword(12) > most) return true; // none can have so many
+         return p.out.resizePalette(p.out.objects.find(r.dword(8)), r.dword(12)), true;
+     }},
     {53, 24, [](P& p, const R& r) { return p.out.floodFill(r.number(8), r.number(12), r.dword(16), r.dword(20)), true; }},
     {54, 16, [](P& p, const R& r) { return p.out.lineTo(r.number(8), r.number(12)), true; }},
     {55, 40, arc<Playback::ArcForm::arcTo>},

@@ -1,12 +1,13 @@
 // State, objects and mapping of a file that is played, and the destination's objects and modes kept in step with them.
 #include "platform/gdi/playback.h"
 
-#include "platform/gdi/device_context.h"
+#include "platform/gdi/gdi_state.h"
 #include "platform/gdi/playback_applied.h"
 
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <utility>
 
 namespace kb::gdi {
@@ -43,12 +44,9 @@ void ObjectTable::remove(size_t slot) {
 
 // ---- life ----
 
-namespace {
-
-// Destination units to pixels, as the context itself maps them.
-Affine deviceMap(HDC hDC) {
+PageMapping pageOf(HDC hDC) {
     POINT windowOrigin{}, viewportOrigin{};
-    SIZE window{1, 1}, viewport{1, 1};
+    SIZE window{}, viewport{};
     GetWindowOrgEx(hDC, &windowOrigin);
     GetViewportOrgEx(hDC, &viewportOrigin);
     GetWindowExtEx(hDC, &window);
@@ -64,30 +62,67 @@ Affine deviceMap(HDC hDC) {
         page.viewportWidth = viewport.cx;
         page.viewportHeight = viewport.cy;
     }
-    return page.map();
+    return page;
+}
+
+void keepRatio(PageMapping& page, double resolutionX, double resolutionY) {
+    const double sx = std::abs(page.viewportWidth / page.windowWidth) / resolutionX,
+                 sy = std::abs(page.viewportHeight / page.windowHeight) / resolutionY;
+    if (sx > sy)
+        page.viewportWidth *= sy / sx;
+    else
+        page.viewportHeight *= sx / sy;
+}
+
+RECT seenOf(HDC hDC) {
+    RECT seen{};
+    if (GetClipBox(hDC, &seen) == ERROR) throw std::bad_alloc();
+    constexpr int far = 1 << 20, farthest = (1 << 30) - 1; // whose differences have 32 bits
+    POINT ends[2] = {{-far, -far}, {far, far}};
+    DPtoLP(hDC, ends, 2);
+    for (POINT& p : ends) p = {std::clamp(p.x, -farthest, farthest), std::clamp(p.y, -farthest, farthest)};
+    const auto inner = [](LONG a, LONG b, LONG p, LONG q, LONG& low, LONG& high) {
+        low = std::max(std::min(a, b), std::min(p, q));
+        high = std::max(std::min(std::max(a, b), std::max(p, q)), low);
+    };
+    RECT box;
+    inner(seen.left, seen.right, ends[0].x, ends[1].x, box.left, box.right);
+    inner(seen.top, seen.bottom, ends[0].y, ends[1].y, box.top, box.bottom);
+    return box;
+}
+
+namespace {
+
+bool hasPixels(HDC hDC) { return GetDeviceCaps(hDC, TECHNOLOGY) == DT_RASDISPLAY; }
+
+double pixelsOf(HDC hDC) {
+    constexpr double recorded = 1 << 20; // as if it were a screen
+    if (GetDeviceCaps(hDC, TECHNOLOGY) == DT_METAFILE) return recorded;
+    const RECT seen = seenOf(hDC);
+    const Affine toDevice = pageOf(hDC).map();
+    return (static_cast<double>(seen.right) - seen.left) * (static_cast<double>(seen.bottom) - seen.top) *
+           std::abs(toDevice.determinant());
 }
 
 } // namespace
 
 Playback::Playback(HDC hDC, const Affine& placement, bool mirrored, size_t bytes)
-    : hDC_(hDC), placement_(placement), device_(deviceMap(hDC)), mirrored_(mirrored),
-      workLeft_((size_t{1} << 24) + bytes * 16), applied_(std::make_unique<Applied>()) {
+    : budget(bytes, pixelsOf(hDC)), hDC_(hDC), placement_(placement), device_(pageOf(hDC).map()), mirrored_(mirrored),
+      raster_(hasPixels(hDC)), seen_(seenOf(hDC)), applied_(std::make_unique<Applied>()) {
     applied_->ownPen = GetCurrentObject(hDC, OBJ_PEN);
     applied_->ownBrush = GetCurrentObject(hDC, OBJ_BRUSH);
     applied_->ownFont = GetCurrentObject(hDC, OBJ_FONT);
     // The file's clips only cut away from what can be drawn on now; they may be moved about before they do.
-    RECT seen{};
-    if (GetClipBox(hDC, &seen) <= NULLREGION || GetDeviceCaps(hDC, TECHNOLOGY) == DT_METAFILE)
-        seen = {-(1 << 20), -(1 << 20), 1 << 20, 1 << 20}; // a recording has no edges
     const auto around = [](POINT p, POINT q) {
         const int64_t width = std::abs(static_cast<int64_t>(q.x) - p.x), height = std::abs(static_cast<int64_t>(q.y) - p.y);
         return RECT{saturate(std::min(p.x, q.x) - width), saturate(std::min(p.y, q.y) - height),
                     saturate(std::max(p.x, q.x) + width), saturate(std::max(p.y, q.y) + height)};
     };
-    POINT corners[2] = {{seen.left, seen.top}, {seen.right, seen.bottom}};
+    POINT corners[2] = {{seen_.left, seen_.top}, {seen_.right, seen_.bottom}};
     reachUnits_ = around(corners[0], corners[1]);
     LPtoDP(hDC, corners, 2);
     reach_ = around(corners[0], corners[1]);
+    SetLastError(0); // what drew() asks for
     enterDestination();
     mapChanged();
 }
@@ -99,6 +134,7 @@ Playback::~Playback() {
 
 void Playback::enterDestination() {
     level_ = SaveDC(hDC_);
+    if (!level_) throw std::bad_alloc(); // nothing could be put back
     applied_->modes = applied_->clipKnown = false;
     applied_->penSelected = applied_->brushSelected = applied_->fontSelected = false;
 }
@@ -108,12 +144,16 @@ void Playback::leaveDestination() {
     level_ = 0;
 }
 
+void Playback::drew(bool answer) {
+    if (answer) return;
+    if (GetLastError() == ERROR_OUT_OF_MEMORY) throw std::bad_alloc();
+    refused_ = true;
+}
+
 void Playback::mapChanged() {
     map_ = state.world.then(state.page.map()).then(placement_);
     usable_ = map_.usable();
 }
-
-void Playback::spend(size_t work) { workLeft_ = workLeft_ > work ? workLeft_ - work : 0; }
 
 bool Playback::save() {
     constexpr size_t deepest = 4096;
@@ -134,6 +174,49 @@ void Playback::restore(int level) {
 const std::vector<COLORREF>* Playback::paletteColors() const {
     const auto* palette = state.palette ? std::get_if<PlayPalette>(state.palette.get()) : nullptr;
     return palette ? &palette->colors : nullptr;
+}
+
+namespace {
+
+size_t bytesOf(const PlayObject& object) {
+    return std::visit(
+        [](const auto& o) -> size_t {
+            using Kind = std::decay_t<decltype(o)>;
+            constexpr size_t beside = 64; // what the allocator adds
+            if constexpr (std::is_same_v<Kind, PlayBrush>)
+                return sizeof(PlayObject) + beside + o.pattern.head.size() * 4 + o.pattern.unpacked.size();
+            else if constexpr (std::is_same_v<Kind, PlayPalette>)
+                return sizeof(PlayObject) + beside + o.colors.size() * sizeof(COLORREF);
+            else if constexpr (std::is_same_v<Kind, PlayRegion>)
+                return sizeof(PlayObject) + beside + o.boxes.size() * sizeof(RECT);
+            else
+                return sizeof(PlayObject) + beside;
+        },
+        object);
+}
+
+} // namespace
+
+ObjectRef Playback::make(PlayObject&& object) {
+    struct Kept {
+        PlayBudget::Held held;
+        PlayObject object;
+    };
+    PlayBudget::Held held = budget.hold(bytesOf(object));
+    if (exhausted()) return nullptr;
+    auto kept = std::make_shared<Kept>(std::move(held), std::move(object));
+    return ObjectRef(kept, &kept->object);
+}
+
+void Playback::resizePalette(const ObjectRef& object, size_t count) {
+    auto* palette = object ? std::get_if<PlayPalette>(object.get()) : nullptr;
+    if (!palette || count <= palette->colors.size()) {
+        if (palette) palette->colors.resize(count);
+        return;
+    }
+    palette->grown = {};
+    palette->grown = budget.hold(count * sizeof(COLORREF));
+    if (!exhausted()) palette->colors.resize(count);
 }
 
 COLORREF Playback::color(COLORREF value) const {
@@ -166,7 +249,7 @@ void Playback::selectStock(unsigned index) {
             PlayPen made;
             made.style = static_cast<int>(pen.lopnStyle);
             made.color = pen.lopnColor;
-            state.pen = std::make_shared<PlayObject>(std::move(made));
+            state.pen = make(std::move(made));
         }
         break;
     case OBJ_BRUSH:
@@ -174,14 +257,14 @@ void Playback::selectStock(unsigned index) {
             PlayBrush made;
             made.style = brush.lbStyle;
             made.color = brush.lbColor;
-            state.brush = std::make_shared<PlayObject>(std::move(made));
+            state.brush = make(std::move(made));
         }
         break;
     case OBJ_FONT:
         if (GetObjectA(stock, sizeof font, &font)) {
             PlayFont made;
             made.logical = font;
-            state.font = std::make_shared<PlayObject>(std::move(made));
+            state.font = make(std::move(made));
         }
         break;
     default: break;
@@ -204,34 +287,6 @@ const LOGFONTA& Playback::font() const {
 }
 
 // ---- the destination ----
-
-void Playback::syncClip() {
-    Applied& a = *applied_;
-    if (a.clipKnown && a.clip == state.clip && a.metaClip == state.metaClip) return;
-    // A clip of the destination only ever gets narrower; to widen it the state from before the play is taken again.
-    if (a.clipKnown && (a.clip || a.metaClip)) {
-        leaveDestination();
-        enterDestination();
-    }
-    for (const RegionRef& region : {state.metaClip, state.clip}) {
-        if (!region) continue;
-        RECT box;
-        const int kind = GetRgnBox(region->handle, &box);
-        if (kind == COMPLEXREGION) {
-            spend(GetRegionData(region->handle, 0, nullptr) / sizeof(RECT));
-            ExtSelectClipRgn(hDC_, region->handle, RGN_AND);
-            continue;
-        }
-        // A rectangle is what every kind of destination can keep.
-        if (kind == NULLREGION) box = {0, 0, 0, 0};
-        POINT corners[2] = {{box.left, box.top}, {box.right, box.bottom}};
-        DPtoLP(hDC_, corners, 2);
-        IntersectClipRect(hDC_, corners[0].x, corners[0].y, corners[1].x, corners[1].y);
-    }
-    a.clip = state.clip;
-    a.metaClip = state.metaClip;
-    a.clipKnown = true;
-}
 
 void Playback::syncModes() {
     Applied& a = *applied_;
@@ -262,7 +317,7 @@ void Playback::selectPen(int style, int width, COLORREF penColor) {
         return;
     }
     const HPEN made = CreatePen(style, width, penColor);
-    if (!made) return;
+    if (!made) throw std::bad_alloc();
     SelectObject(hDC_, made);
     if (a.pen) DeleteObject(a.pen);
     a.pen = made;
@@ -295,7 +350,7 @@ void Playback::selectSolid(COLORREF solid) {
         return;
     }
     const HBRUSH made = CreateSolidBrush(solid);
-    if (!made) return;
+    if (!made) throw std::bad_alloc();
     a.putBrush(hDC_, made);
     a.brushSolid = true;
     a.brushColor = solid;
@@ -314,43 +369,61 @@ void Playback::syncBrush() {
         a.brushSelected = false;
         return;
     }
-    const PlayBrush& b = brush();
-    if (b.style == BS_NULL) {
-        selectNullBrush();
-        return;
-    }
-    if (b.style == BS_SOLID) {
-        selectSolid(color(b.color));
-        return;
-    }
-    if (a.brush && !a.brushSolid && a.brushObject == state.brush && !b.mono) {
-        if (!a.brushSelected) SelectObject(hDC_, a.brush);
-        a.brushSelected = true;
-        return;
-    }
-    HBRUSH made = nullptr;
-    if (b.style == BS_HATCHED) {
-        made = CreateHatchBrush(b.hatch, color(b.color));
-    } else if (b.pattern && b.pattern.width <= 4096 && b.pattern.height <= 4096) {
-        spend(static_cast<size_t>(b.pattern.width) * static_cast<size_t>(b.pattern.height) / 4);
-        std::vector<uint32_t> packed(b.pattern.head);
-        const size_t head = packed.size() * 4;
-        packed.resize((head + b.pattern.bytes + 3) / 4);
-        std::memcpy(reinterpret_cast<uint8_t*>(packed.data()) + head, b.pattern.bits, b.pattern.bytes);
-        if (b.mono) {
-            const COLORREF two[2] = {state.textColor, state.bkColor};
-            for (size_t i = 0; i < 2; ++i)
-                packed[sizeof(BITMAPINFOHEADER) / 4 + i] = swapRedBlue(two[i]); // 0x00RRGGBB is blue, green, red in memory
+    PlayBrush& b = std::get<PlayBrush>(*state.brush);
+    switch (b.style) {
+    case BS_SOLID: selectSolid(color(b.color)); break;
+    case BS_PATTERN: selectPattern(b); break;
+    case BS_HATCHED:
+        if (a.brush && !a.brushSolid && a.brushObject == state.brush) {
+            if (!a.brushSelected) SelectObject(hDC_, a.brush);
+            a.brushSelected = true;
+            break;
         }
-        made = CreateDIBPatternBrushPt(packed.data(), DIB_RGB_COLORS);
+        if (const HBRUSH made = CreateHatchBrush(b.hatch, color(b.color))) {
+            a.putBrush(hDC_, made);
+            a.brushSolid = false;
+            a.brushObject = state.brush;
+            break;
+        }
+        throw std::bad_alloc();
+    default: selectNullBrush(); break;
     }
-    if (!made) {
+}
+
+void Playback::selectPattern(PlayBrush& b) {
+    const DibImage& image = b.pattern;
+    constexpr int largest = 4096;
+    if (!image || image.width > largest || image.height > largest) {
         selectNullBrush();
         return;
     }
-    a.putBrush(hDC_, made);
-    a.brushSolid = false;
-    a.brushObject = state.brush;
+    std::array<COLORREF, 2> two{};
+    if (b.mono) two = {state.textColor, state.bkColor};
+    if (!b.made.handle || b.made.colors != two) {
+        const size_t pixels = static_cast<size_t>(image.width) * static_cast<size_t>(image.height);
+        b.made = {};
+        PlayBudget::Held held = budget.hold(pixels * sizeof(uint32_t));
+        if (!budget.pay(static_cast<double>(pixels) * cost::blitPixel)) {
+            selectNullBrush();
+            return;
+        }
+        std::vector<uint32_t> packed(image.head);
+        const size_t head = packed.size() * 4;
+        packed.resize((head + image.bytes + 3) / 4);
+        std::memcpy(reinterpret_cast<uint8_t*>(packed.data()) + head, image.bits, image.bytes);
+        if (b.mono)
+            for (size_t i = 0; i < 2; ++i) // 0x00RRGGBB is blue, green, red in memory
+                packed[sizeof(BITMAPINFOHEADER) / 4 + i] = swapRedBlue(two[i]);
+        const HBRUSH made = CreateDIBPatternBrushPt(packed.data(), DIB_RGB_COLORS);
+        if (!made) {
+            if (GetLastError() == ERROR_OUT_OF_MEMORY) throw std::bad_alloc();
+            selectNullBrush(); // no picture that a brush can have
+            return;
+        }
+        b.made = MadeBrush(made, two[0], two[1], std::move(held));
+    }
+    SelectObject(hDC_, b.made.handle);
+    applied_->brushSelected = false;
 }
 
 void Playback::syncFont(const LOGFONTA& wanted) {
@@ -361,143 +434,12 @@ void Playback::syncFont(const LOGFONTA& wanted) {
         return;
     }
     const HFONT made = CreateFontIndirectA(&wanted);
-    if (!made) return;
+    if (!made) throw std::bad_alloc();
     SelectObject(hDC_, made);
     if (a.font) DeleteObject(a.font);
     a.font = made;
     a.fontMade = wanted;
     a.fontSelected = true;
-}
-
-// ---- clip ----
-
-RegionRef Playback::regionOf(const std::vector<RECT>& boxes, const Affine& toDevice, const RECT& reach) {
-    spend(boxes.size() * 8);
-    if (exhausted() || !toDevice.usable()) return std::make_shared<RegionHolder>(CreateRectRgn(0, 0, 0, 0));
-    const auto at = [&](LONG x, LONG y) {
-        const FPoint p = toDevice.at(x, y);
-        // Regions of polygons reach so far.
-        return POINT{std::clamp(roundAway(p.x), -(1 << 20), 1 << 20), std::clamp(roundAway(p.y), -(1 << 20), 1 << 20)};
-    };
-    HRGN region;
-    if (toDevice.upright()) {
-        std::vector<uint32_t> memory((sizeof(RGNDATAHEADER) + boxes.size() * sizeof(RECT)) / 4);
-        const auto count = static_cast<DWORD>(boxes.size());
-        const RGNDATAHEADER header{sizeof header, RDH_RECTANGLES, count, count * static_cast<DWORD>(sizeof(RECT)), {}};
-        std::memcpy(memory.data(), &header, sizeof header);
-        auto* out = reinterpret_cast<RECT*>(reinterpret_cast<uint8_t*>(memory.data()) + sizeof header);
-        for (const RECT& b : boxes) {
-            const POINT p = at(b.left, b.top), q = at(b.right, b.bottom);
-            *out++ = {std::min(p.x, q.x), std::min(p.y, q.y), std::max(p.x, q.x), std::max(p.y, q.y)};
-        }
-        region =
-            ExtCreateRegion(nullptr, static_cast<DWORD>(memory.size() * 4), reinterpret_cast<const RGNDATA*>(memory.data()));
-    } else {
-        std::vector<POINT> points;
-        points.reserve(boxes.size() * 4);
-        const bool turned = toDevice.determinant() < 0;
-        for (const RECT& b : boxes) {
-            const POINT corners[4] = {at(b.left, b.top), at(b.right, b.top), at(b.right, b.bottom), at(b.left, b.bottom)};
-            for (int i = 0; i < 4; ++i) points.push_back(corners[turned ? 3 - i : i]);
-        }
-        const std::vector<INT> counts(boxes.size(), 4);
-        region = polygonRegion(points.data(), counts.data(), static_cast<int>(counts.size()), WINDING,
-                               {reach.left, reach.top, reach.right, reach.bottom});
-    }
-    return std::make_shared<RegionHolder>(region ? region : CreateRectRgn(0, 0, 0, 0));
-}
-
-RegionRef Playback::combine(const RegionRef& now, const RegionRef& with, int mode) {
-    if (mode == RGN_COPY || (!now && mode == RGN_AND)) return with;
-    // Without a clip everything counts as in.
-    constexpr int far = 1 << 24;
-    RegionRef all = now ? now : std::make_shared<RegionHolder>(CreateRectRgn(-far, -far, far, far));
-    const HRGN result = CreateRectRgn(0, 0, 0, 0);
-    const RegionRef made = std::make_shared<RegionHolder>(result);
-    CombineRgn(result, all->handle, with->handle, mode);
-    spend(GetRegionData(result, 0, nullptr) / sizeof(RECT));
-    return made;
-}
-
-void Playback::clipRegion(const std::vector<RECT>* boxes, Frame frame, int mode) {
-    if (mode < RGN_AND || mode > RGN_COPY || measuring) return;
-    if (!boxes) {
-        if (mode == RGN_COPY) state.clip = nullptr;
-        return;
-    }
-    state.clip =
-        combine(state.clip, regionOf(*boxes, (frame == Frame::logical ? map_ : placement_).then(device_), reach_), mode);
-}
-
-void Playback::clipBox(const RECT& box, int mode) {
-    const std::vector<RECT> one{box};
-    clipRegion(&one, Frame::logical, mode);
-}
-
-void Playback::offsetClip(double dx, double dy) {
-    if (!state.clip || !usable_) return;
-    const FPoint shift = map_.then(device_).vector(dx, dy);
-    const HRGN moved = CreateRectRgn(0, 0, 0, 0);
-    const RegionRef made = std::make_shared<RegionHolder>(moved);
-    CombineRgn(moved, state.clip->handle, nullptr, RGN_COPY);
-    spend(GetRegionData(moved, 0, nullptr) / sizeof(RECT));
-    OffsetRgn(moved, roundAway(shift.x), roundAway(shift.y));
-    state.clip = made;
-}
-
-void Playback::setMetaRegion() {
-    if (state.clip) state.metaClip = combine(state.metaClip, state.clip, RGN_AND);
-    state.clip = nullptr;
-}
-
-void Playback::clipToPath(int mode) {
-    inPath_ = false;
-    if (!measuring && usable_ && mode >= RGN_AND && mode <= RGN_COPY) {
-        std::vector<POINT> points;
-        std::vector<INT> counts;
-        for (const FlatPath::Figure& figure : path_.figures) {
-            if (figure.count < 2) continue;
-            for (size_t i = 0; i < figure.count; ++i) {
-                const FPoint p = path_.points[figure.first + i], q = device_.at(p.x, p.y);
-                points.push_back({roundAway(q.x), roundAway(q.y)});
-            }
-            counts.push_back(static_cast<INT>(figure.count));
-        }
-        const HRGN region = counts.empty()
-                                ? CreateRectRgn(0, 0, 0, 0)
-                                : polygonRegion(points.data(), counts.data(), static_cast<int>(counts.size()),
-                                                state.polyFillMode, {reach_.left, reach_.top, reach_.right, reach_.bottom});
-        if (region) state.clip = combine(state.clip, std::make_shared<RegionHolder>(region), mode);
-    }
-    path_.clear();
-}
-
-void Playback::paintRegion(const std::vector<RECT>& boxes, RegionPaint paint, const ObjectRef& with, double width,
-                           double height) {
-    if (!usable_) return;
-    if (measuring) {
-        for (const RECT& b : boxes) {
-            to(b.left, b.top);
-            to(b.right, b.bottom);
-        }
-        return;
-    }
-    if (exhausted()) return;
-    const ObjectRef kept = std::exchange(state.brush, with ? with : state.brush);
-    syncClip();
-    syncModes();
-    syncBrush();
-    // Regions to be drawn are in units of the destination; where those are finer than its pixels, nothing is lost.
-    const RegionRef region = regionOf(boxes, map_, reachUnits_);
-    const auto hBrush = static_cast<HBRUSH>(GetCurrentObject(hDC_, OBJ_BRUSH));
-    if (paint == RegionPaint::invert)
-        InvertRgn(hDC_, region->handle);
-    else if (paint == RegionPaint::fill)
-        FillRgn(hDC_, region->handle, hBrush);
-    else
-        FrameRgn(hDC_, region->handle, hBrush, std::max(roundAway(lengthOf(map_.vector(width, 0))), 1),
-                 std::max(roundAway(lengthOf(map_.vector(0, height))), 1));
-    state.brush = kept;
 }
 
 } // namespace kb::gdi

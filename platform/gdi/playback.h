@@ -11,8 +11,10 @@
 
 #include "platform/gdi/affine.h"
 #include "platform/gdi/flat_path.h"
+#include "platform/gdi/play_budget.h"
 #include "platform/gdi/play_dib.h"
 
+#include <array>
 #include <memory>
 #include <string>
 #include <variant>
@@ -32,24 +34,49 @@ struct PlayPen {
     std::vector<double> dashes; // of userDashes, in the units of the width
     static constexpr int userDashes = 7;
 };
+// A pattern made ready, kept as long as the file keeps the brush: figures that take turns with it must not pay for it again.
+class MadeBrush {
+public:
+    MadeBrush() = default;
+    MadeBrush(HBRUSH brush, COLORREF zero, COLORREF one, PlayBudget::Held held)
+        : handle(brush), colors{zero, one}, held_(std::move(held)) {}
+    MadeBrush(MadeBrush&& other) noexcept { *this = std::move(other); }
+    MadeBrush& operator=(MadeBrush&& other) noexcept {
+        std::swap(handle, other.handle);
+        std::swap(colors, other.colors);
+        held_ = std::move(other.held_);
+        return *this;
+    }
+    ~MadeBrush() {
+        if (handle) DeleteObject(handle);
+    }
+    HBRUSH handle = nullptr;
+    std::array<COLORREF, 2> colors{}; // that a pattern of one bit has taken
+
+private:
+    PlayBudget::Held held_;
+};
 struct PlayBrush {
     UINT style = BS_SOLID; // BS_SOLID, BS_NULL, BS_HATCHED or BS_PATTERN
     COLORREF color = 0;
     int hatch = 0;
     DibImage pattern;  // borrows from the metafile's bytes
     bool mono = false; // the pattern takes the text and background colours
+    MadeBrush made;
 };
 struct PlayFont {
     LOGFONTA logical{};
 };
 struct PlayPalette {
     std::vector<COLORREF> colors;
+    PlayBudget::Held grown; // what it has become larger by
 };
 struct PlayRegion {
     std::vector<RECT> boxes;
 };
 using PlayObject = std::variant<std::monostate, PlayPen, PlayBrush, PlayFont, PlayPalette, PlayRegion>;
-using ObjectRef = std::shared_ptr<const PlayObject>;
+// Shared by the table and by all states that have the object in force; a palette that is changed changes for all of them.
+using ObjectRef = std::shared_ptr<PlayObject>;
 
 class ObjectTable {
 public:
@@ -77,13 +104,24 @@ struct PageMapping {
     }
 };
 
+// The page of a context itself.
+PageMapping pageOf(HDC hDC);
+// What can be seen of a context, in its units and in order; a recording without a clip ends where regions do. May throw
+// std::bad_alloc.
+RECT seenOf(HDC hDC);
+// Shrinks the viewport on one axis so that a unit is as long on both, as MM_ISOTROPIC asks. The resolutions are those of the
+// device that the viewport is measured in.
+void keepRatio(PageMapping& page, double resolutionX, double resolutionY);
+
 class RegionHolder {
 public:
-    explicit RegionHolder(HRGN region) : handle(region) {}
+    // Takes the region over; std::bad_alloc for null, as when it could not be made.
+    explicit RegionHolder(HRGN region);
     RegionHolder(const RegionHolder&) = delete;
     RegionHolder& operator=(const RegionHolder&) = delete;
     ~RegionHolder() { DeleteObject(handle); }
     HRGN handle;
+    PlayBudget::Held held;
 };
 using RegionRef = std::shared_ptr<const RegionHolder>;
 
@@ -119,15 +157,20 @@ struct SourceArea {
     double x, y, width, height; // rows count from the top of the picture
 };
 
+// Every function that draws may throw std::bad_alloc, for want of memory on either side; the destination's state is as before
+// once the Playback is gone.
+
 class Playback {
 public:
     // placement: picture units to the destination's logical units. mirrored: whether the picture comes out mirrored, seen
-    // by the eye.
+    // by the eye. bytes: size of the file.
     Playback(HDC hDC, const Affine& placement, bool mirrored, size_t bytes);
     ~Playback();
     Playback(const Playback&) = delete;
     Playback& operator=(const Playback&) = delete;
 
+    // Objects and states hold memory of it, so it stands in front of them.
+    PlayBudget budget;
     PlayState state;
     ObjectTable objects;
     // While it is set nothing is drawn, and `bounds` takes in what would be.
@@ -145,6 +188,9 @@ public:
     void restore(int level);
     COLORREF color(COLORREF value) const; // palette indices resolved
     const std::vector<COLORREF>* paletteColors() const;
+    // An object with what it holds paid; null when that is too much.
+    ObjectRef make(PlayObject&& object);
+    void resizePalette(const ObjectRef& object, size_t count);
     void select(const ObjectRef& object);
     void selectStock(unsigned index);
 
@@ -213,9 +259,11 @@ public:
     void text(const TextRun& call);
     const LOGFONTA& font() const;
 
-    // Whether the file has asked for more work on regions and patterns than its size can justify; nothing is drawn any
-    // more then.
-    bool exhausted() const { return workLeft_ == 0; }
+    // Whether the file has asked for more than its size and the picture's can justify; nothing is drawn any more then.
+    bool exhausted() const { return budget.exhausted(); }
+    // Whether all that was asked for has been drawn, as far as the destination can be asked; flood fills and dots don't count,
+    // which draw nothing where there is nothing to draw on.
+    bool allDrawn() const { return !refused_; }
 
 private:
     struct Applied;
@@ -236,6 +284,7 @@ private:
     void syncModes();
     void syncPen();
     void syncBrush();
+    void selectPattern(PlayBrush& brush);
     void syncFont(const LOGFONTA& font);
     void selectPen(int style, int width, COLORREF color);
     void selectSolid(COLORREF color);
@@ -248,6 +297,8 @@ private:
     }
     void enterDestination();
     void leaveDestination();
+    // What a drawing function has answered.
+    void drew(bool answer);
 
     FlatPath& shapePath(); // where a figure that must be a path goes
     void finishShape(bool fill, bool stroke);
@@ -255,26 +306,47 @@ private:
     void drawPath(const FlatPath& path, bool fill, bool stroke);
     void fillFigures(const FlatPath& path, int fillMode);
     RegionRef regionOf(const std::vector<RECT>& boxes, const Affine& toDevice, const RECT& reach);
+    RegionRef polygonsOf(const std::vector<POINT>& points, const std::vector<INT>& counts, int fillMode, const RECT& reach);
     RegionRef combine(const RegionRef& now, const RegionRef& with, int mode);
-    void spend(size_t work);
+    // Whether a region that two make, or a list of boxes, can be paid, as large as it may become.
+    bool affordRegion(const std::vector<RECT>& boxes);
+    RegionRef hold(HRGN region);
 
+    // -- what drawing costs: nothing beyond its points where there are no pixels --
+    // Pixels of a box, in units of the destination, that can be seen.
+    double seenPixels(double left, double top, double right, double bottom) const;
+    double strokeWidth() const; // in pixels; 0: none
+    double segmentCost(POINT a, POINT b, double width) const;
+    bool affordBox(const RECT& box, double pixelCost, bool outlined = false);
+    // The points in hand: contours with their lengths in `counts`.
+    template <class Count> bool affordContours(const std::vector<Count>& counts, bool filled, bool outlined);
+
+    // How many pixels across and down are worth being worked out, over the whole of a picture.
+    struct Grain {
+        double across, down;
+    };
+    Grain grainOf(const SourceArea& from) const;
     // Calls pixel(x, y, value) for the pixels of the destination within the corners, x and y in destination units and
-    // `value` holding 0x00RRGGBB of what is there; it gives false where nothing changes.
-    template <class Pixel> void composite(const FPoint corners[4], Pixel&& pixel);
-    void putMasked(const RECT& box, int width, int height, const std::vector<uint32_t>& pixels,
-                   const std::vector<uint8_t>& touched);
-    bool deviceBoxOf(const FPoint corners[4], RECT& logical, int& width, int& height) const;
+    // `value` holding 0x00RRGGBB of what is there; it gives false where nothing changes. The grain counts where what is there
+    // can't be read.
+    template <class Pixel> void composite(const FPoint corners[4], const Grain& grain, Pixel&& pixel);
+    struct PixelGrid {
+        RECT box; // in units of the destination
+        int width, height;
+    };
+    bool gridOf(const FPoint corners[4], const Grain& grain, PixelGrid& grid) const;
+    void putPixels(const PixelGrid& grid, const BITMAPINFO* info, const void* bits, DWORD rop);
 
     HDC hDC_;
     Affine placement_, device_, map_; // device_: destination units to its pixels
-    bool mirrored_, usable_ = true;
+    bool mirrored_, usable_ = true, raster_, refused_ = false;
     int level_ = 0;
     std::vector<PlayState> saved_;
     FlatPath path_, shape_;
     bool inPath_ = false;
     std::vector<POINT> points_;
     std::vector<INT> counts_;
-    size_t workLeft_;
+    RECT seen_{};                 // what can be seen of the destination, in its units, through the clip in force
     RECT reach_{}, reachUnits_{}; // what of a region can matter, in pixels and in units of the destination
     std::unique_ptr<Applied> applied_;
 };

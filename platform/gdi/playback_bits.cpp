@@ -4,46 +4,45 @@
 #include "platform/gdi/playback.h"
 
 #include "platform/gdi/dib.h"
+#include "platform/gdi/masked_rows.h"
 #include "platform/gdi/playback_applied.h"
+#include "platform/gdi/raster_ops.h"
+#include "platform/gdi/span_writer.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace kb::gdi {
 
 namespace {
 
-// A ternary code that looks at no source, as a binary one of pen and destination.
-int rop2Of(DWORD rop) {
-    const uint32_t code = rop >> 16 & 0xFF;
-    return static_cast<int>((code & 3) | (code >> 4 & 3) << 2) + 1;
-}
+uint32_t codeOf(DWORD rop) { return rop >> 16 & 0xFF; }
 
-bool needsSource(DWORD rop) {
-    const uint32_t code = rop >> 16 & 0xFF;
-    return ((code >> 2) & 0x33) != (code & 0x33);
-}
-
-uint32_t rop3(uint32_t code, uint32_t pattern, uint32_t source, uint32_t target) {
-    uint32_t result = 0;
-    for (uint32_t i = 0; i < 8; ++i)
-        if (code >> i & 1) result |= (i & 4 ? pattern : ~pattern) & (i & 2 ? source : ~source) & (i & 1 ? target : ~target);
-    return result & 0xFFFFFF;
+// 0x00RRGGBB
+uint32_t mixed(uint32_t code, uint32_t pattern, uint32_t source, uint32_t target) {
+    const auto bytes = [](uint32_t& v) { return reinterpret_cast<uint8_t*>(&v); };
+    applyRop3(static_cast<uint8_t>(code), bytes(pattern), bytes(source), bytes(target), 3);
+    return target;
 }
 
 bool readerOf(const DibImage& image, PixelReader& reader) {
     return image && readDib(image.info(), DIB_RGB_COLORS, image.bits, reader);
 }
 
-BITMAPINFO headerFor(int width, int height) {
-    BITMAPINFO info{};
-    info.bmiHeader.biSize = sizeof info.bmiHeader;
-    info.bmiHeader.biWidth = width;
-    info.bmiHeader.biHeight = -height;
-    info.bmiHeader.biPlanes = 1;
-    info.bmiHeader.biBitCount = 32;
-    return info;
-}
+// Of rows from the top; one bit is black and white.
+struct RowsHeader {
+    BITMAPINFOHEADER header{};
+    RGBQUAD colors[2] = {{0, 0, 0, 0}, {0xFF, 0xFF, 0xFF, 0}};
+    RowsHeader(int width, int height, int bits) {
+        header.biSize = sizeof header;
+        header.biWidth = width;
+        header.biHeight = -height;
+        header.biPlanes = 1;
+        header.biBitCount = static_cast<WORD>(bits);
+    }
+    const BITMAPINFO* info() const { return reinterpret_cast<const BITMAPINFO*>(&header); }
+};
 
 // Where a point of the destination lies in the source: the way back from a parallelogram.
 struct SourceMap {
@@ -66,55 +65,73 @@ struct SourceMap {
     }
 };
 
+// A picture of 32 bits in memory that can be drawn on.
+class MemoryPicture {
+public:
+    MemoryPicture(HDC like, const BITMAPINFO* info) : context(CreateCompatibleDC(like)) {
+        void* bits = nullptr;
+        if (context) bitmap_ = CreateDIBSection(context, info, DIB_RGB_COLORS, &bits, nullptr, 0);
+        pixels = static_cast<uint32_t*>(bits);
+        if (bitmap_ && SelectObject(context, bitmap_)) return;
+        release();
+        throw std::bad_alloc();
+    }
+    MemoryPicture(const MemoryPicture&) = delete;
+    MemoryPicture& operator=(const MemoryPicture&) = delete;
+    ~MemoryPicture() { release(); }
+    HDC context;
+    uint32_t* pixels;
+
+private:
+    void release() {
+        if (context) DeleteDC(context);
+        if (bitmap_) DeleteObject(bitmap_);
+    }
+    HBITMAP bitmap_ = nullptr;
+};
+
 bool inside(const PixelReader& reader, int x, int y) { return x >= 0 && y >= 0 && x < reader.width && y < reader.height; }
 
 } // namespace
 
-bool Playback::deviceBoxOf(const FPoint corners[4], RECT& logical, int& width, int& height) const {
+// Pixels of a source as they are when it stays upright; what is turned has edges that want to be finer.
+Playback::Grain Playback::grainOf(const SourceArea& from) const {
+    const double width = std::abs(from.width), height = std::abs(from.height);
+    if (map_.upright()) return {width, height};
+    const double side = std::max(std::hypot(width, height) * 2, 512.0);
+    return {side, side};
+}
+
+bool Playback::gridOf(const FPoint corners[4], const Grain& grain, PixelGrid& grid) const {
     FPoint low{INFINITY, INFINITY}, high{-INFINITY, -INFINITY};
     for (int i = 0; i < 4; ++i) {
         if (!std::isfinite(corners[i].x) || !std::isfinite(corners[i].y)) return false;
         low = {std::min(low.x, corners[i].x), std::min(low.y, corners[i].y)};
         high = {std::max(high.x, corners[i].x), std::max(high.y, corners[i].y)};
     }
-    logical = {roundAway(std::floor(low.x)), roundAway(std::floor(low.y)), roundAway(std::ceil(high.x)),
-               roundAway(std::ceil(high.y))};
-    RECT seen;
-    if (GetClipBox(hDC_, &seen) != ERROR) {
-        if (seen.left > seen.right) std::swap(seen.left, seen.right);
-        if (seen.top > seen.bottom) std::swap(seen.top, seen.bottom);
-        logical = {std::max(logical.left, seen.left), std::max(logical.top, seen.top), std::min(logical.right, seen.right),
-                   std::min(logical.bottom, seen.bottom)};
-    }
-    if (logical.left >= logical.right || logical.top >= logical.bottom) return false;
+    grid.box = {std::max(roundAway(std::floor(low.x)), seen_.left), std::max(roundAway(std::floor(low.y)), seen_.top),
+                std::min(roundAway(std::ceil(high.x)), seen_.right), std::min(roundAway(std::ceil(high.y)), seen_.bottom)};
+    if (grid.box.left >= grid.box.right || grid.box.top >= grid.box.bottom) return false;
     // A picture as fine as the destination, but not finer than anybody needs.
-    const double most = 4096;
-    const double w = (static_cast<double>(logical.right) - logical.left) * std::abs(device_.a);
-    const double h = (static_cast<double>(logical.bottom) - logical.top) * std::abs(device_.d);
-    width = static_cast<int>(std::clamp(std::floor(w + 0.5), 1.0, most));
-    height = static_cast<int>(std::clamp(std::floor(h + 0.5), 1.0, most));
+    const auto pixels = [this](double length, double whole, double scale, double most) {
+        constexpr double mostAtAll = 4096;
+        double wanted = std::floor(length * std::abs(scale) + 0.5);
+        if (!raster_ && whole > 0) wanted = std::min(wanted, std::ceil(length / whole * most));
+        return static_cast<int>(std::clamp(wanted, 1.0, mostAtAll));
+    };
+    grid.width = pixels(static_cast<double>(grid.box.right) - grid.box.left, high.x - low.x, device_.a, grain.across);
+    grid.height = pixels(static_cast<double>(grid.box.bottom) - grid.box.top, high.y - low.y, device_.d, grain.down);
     return true;
 }
 
-void Playback::putMasked(const RECT& box, int width, int height, const std::vector<uint32_t>& pixels,
-                         const std::vector<uint8_t>& touched) {
-    const BITMAPINFO info = headerFor(width, height);
-    const int w = box.right - box.left, h = box.bottom - box.top;
-    std::vector<uint32_t> mask(pixels.size());
-    bool whole = true;
-    for (size_t i = 0; i < mask.size(); ++i) {
-        mask[i] = touched[i] ? 0 : 0xFFFFFF;
-        whole = whole && touched[i];
-    }
-    if (!whole)
-        StretchDIBits(hDC_, box.left, box.top, w, h, 0, 0, width, height, mask.data(), &info, DIB_RGB_COLORS, SRCAND);
-    std::vector<uint32_t> picture(pixels);
-    for (size_t i = 0; i < mask.size(); ++i) picture[i] = touched[i] ? pixels[i] : 0;
-    StretchDIBits(hDC_, box.left, box.top, w, h, 0, 0, width, height, picture.data(), &info, DIB_RGB_COLORS,
-                  whole ? SRCCOPY : SRCPAINT);
+void Playback::putPixels(const PixelGrid& grid, const BITMAPINFO* info, const void* bits, DWORD rop) {
+    const RECT& box = grid.box;
+    drew(StretchDIBits(hDC_, box.left, box.top, saturate(int64_t{box.right} - box.left),
+                       saturate(int64_t{box.bottom} - box.top), 0, 0, grid.width, grid.height, bits, info, DIB_RGB_COLORS,
+                       rop));
 }
 
-template <class Pixel> void Playback::composite(const FPoint corners[4], Pixel&& pixel) {
+template <class Pixel> void Playback::composite(const FPoint corners[4], const Grain& grain, Pixel&& pixel) {
     if (!usable_ || exhausted()) return;
     if (measuring) {
         for (int i = 0; i < 4; ++i) noteBounds(corners[i]);
@@ -122,53 +139,57 @@ template <class Pixel> void Playback::composite(const FPoint corners[4], Pixel&&
     }
     syncClip();
     syncModes();
-    RECT box;
-    int width, height;
-    if (!deviceBoxOf(corners, box, width, height)) return;
-    const int w = box.right - box.left, h = box.bottom - box.top;
+    PixelGrid grid;
+    if (!gridOf(corners, grain, grid)) return;
+    const int width = grid.width, height = grid.height;
     const auto count = static_cast<size_t>(width) * static_cast<size_t>(height);
-    std::vector<uint32_t> pixels(count, 0xFFFFFF);
-    std::vector<uint8_t> touched(count, 0);
-    // What is there, on a destination that has pixels.
-    bool readable = false;
-    const BITMAPINFO info = headerFor(width, height);
-    const HDC memory = CreateCompatibleDC(hDC_);
-    void* bits = nullptr;
-    const HBITMAP bitmap = memory ? CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0) : nullptr;
-    const bool pixelsThere = GetDeviceCaps(hDC_, TECHNOLOGY) == DT_RASDISPLAY;
-    if (bitmap && pixelsThere) {
-        SelectObject(memory, bitmap);
-        readable = StretchBlt(memory, 0, 0, width, height, hDC_, box.left, box.top, w, h, SRCCOPY);
-        const auto* from = static_cast<const uint32_t*>(bits);
-        for (size_t i = 0; readable && i < count; ++i) pixels[i] = from[i] & 0xFFFFFF;
-    }
-    if (memory) DeleteDC(memory);
-    if (bitmap) DeleteObject(bitmap);
-    bool any = false;
+    if (!budget.pay(static_cast<double>(count) * cost::composedPixel)) return;
+    const double left = grid.box.left, top = grid.box.top;
+    const double stepX = (grid.box.right - left) / width, stepY = (grid.box.bottom - top) / height;
     // Rows and columns run as the destination's units do: the top row of the picture lies at the smaller y.
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const auto i = static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x);
-            touched[i] = pixel(box.left + (x + 0.5) * w / width, box.top + (y + 0.5) * h / height, pixels[i]);
-            any = any || touched[i];
-        }
+    const auto each = [&](auto&& visit) {
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) visit(x, y, left + (x + 0.5) * stepX, top + (y + 0.5) * stepY);
+    };
+    if (!raster_) {
+        if (!budget.keep(MaskedRows::bytesFor(width, height))) return;
+        MaskedRows rows(width, height);
+        each([&](int x, int y, double px, double py) {
+            uint32_t value = 0xFFFFFF;
+            if (pixel(px, py, value)) rows.show(x, y, value);
+        });
+        if (rows.empty()) return;
+        if (!rows.whole()) putPixels(grid, RowsHeader(width, height, 1).info(), rows.mask().top, SRCAND);
+        putPixels(grid, RowsHeader(width, height, 24).info(), rows.picture().top, rows.whole() ? SRCCOPY : SRCPAINT);
+        return;
     }
-    if (!any) return;
-    if (readable)
-        StretchDIBits(hDC_, box.left, box.top, w, h, 0, 0, width, height, pixels.data(), &info, DIB_RGB_COLORS, SRCCOPY);
-    else
-        putMasked(box, width, height, pixels, touched);
+    const RowsHeader header(width, height, 32);
+    const MemoryPicture there(hDC_, header.info());
+    const RECT& box = grid.box;
+    if (!StretchBlt(there.context, 0, 0, width, height, hDC_, box.left, box.top, box.right - box.left, box.bottom - box.top,
+                    SRCCOPY))
+        throw std::bad_alloc();
+    bool any = false;
+    uint32_t* value = there.pixels;
+    each([&](int, int, double px, double py) {
+        *value &= 0xFFFFFF;
+        any = pixel(px, py, *value++) || any;
+    });
+    if (any) putPixels(grid, header.info(), there.pixels, SRCCOPY);
 }
 
 void Playback::patBlt(double x, double y, double width, double height, DWORD rop) {
-    if (!usable_ || exhausted() || needsSource(rop)) return;
+    if (!usable_ || exhausted() || rop3NeedsSource(codeOf(rop))) return;
     if (map_.upright()) {
         const POINT p = to(x, y), q = to(x + width, y + height);
         if (measuring) return;
         syncClip();
         syncModes();
         syncBrush();
-        PatBlt(hDC_, std::min(p.x, q.x), std::min(p.y, q.y), std::abs(q.x - p.x), std::abs(q.y - p.y), rop);
+        const RECT box{std::min(p.x, q.x), std::min(p.y, q.y), std::max(p.x, q.x), std::max(p.y, q.y)};
+        if (affordBox(box, cost::fillPixel * 2))
+            drew(PatBlt(hDC_, box.left, box.top, saturate(int64_t{box.right} - box.left),
+                        saturate(int64_t{box.bottom} - box.top), rop));
         return;
     }
     FlatPath path;
@@ -177,15 +198,20 @@ void Playback::patBlt(double x, double y, double width, double height, DWORD rop
     path.lineTo(placed(x + width, y + height));
     path.lineTo(placed(x, y + height));
     path.close();
-    const int kept = std::exchange(state.rop2, rop2Of(rop));
+    const int mode = std::exchange(state.rop2, static_cast<int>(tableOfRop3(codeOf(rop))) + 1);
+    const ObjectRef kept = state.brush;
+    // What asks for no pattern is drawn under a hollow brush too.
+    if (!rop3NeedsPattern(codeOf(rop))) selectStock(BLACK_BRUSH);
     drawPath(path, true, false);
-    state.rop2 = kept;
+    state.rop2 = mode;
+    state.brush = kept;
 }
 
 void Playback::stretchDib(const DibImage& image, double x, double y, double width, double height, const SourceArea& from,
                           DWORD rop) {
-    if (!usable_ || exhausted() || !image) return;
-    if (!needsSource(rop)) {
+    PixelReader reader;
+    if (!usable_ || exhausted() || !readerOf(image, reader)) return;
+    if (!rop3NeedsSource(codeOf(rop))) {
         patBlt(x, y, width, height, rop);
         return;
     }
@@ -195,25 +221,28 @@ void Playback::stretchDib(const DibImage& image, double x, double y, double widt
         // Mirroring is a matter of the signs, which stay with the destination.
         const int64_t w = static_cast<int64_t>(q.x) - p.x, h = static_cast<int64_t>(q.y) - p.y;
         if (!w || !h || std::abs(w) > INT32_MAX || std::abs(h) > INT32_MAX) return;
+        const int sx = roundAway(from.x), sw = roundAway(from.width), sh = roundAway(from.height);
+        int sy = roundAway(from.y);
+        if (!image.topDown) sy = saturate(int64_t{image.height} - sy - sh); // rows of an upright image count from the bottom
+        if (!sw || !sh) return;
         syncClip();
         syncModes();
         syncBrush();
-        const int sx = roundAway(from.x), sw = roundAway(from.width), sh = roundAway(from.height);
-        int sy = roundAway(from.y);
-        if (!image.topDown) sy = image.height - sy - sh; // rows of an upright image count from the bottom
-        StretchDIBits(hDC_, p.x, p.y, static_cast<int>(w), static_cast<int>(h), sx, sy, sw, sh, image.bits, image.info(),
-                      DIB_RGB_COLORS, rop);
+        // What runs have been unpacked to is more than was in the file.
+        if (!raster_ && !budget.keep(image.unpacked.size())) return;
+        const RECT box{std::min(p.x, q.x), std::min(p.y, q.y), std::max(p.x, q.x), std::max(p.y, q.y)};
+        if (!affordBox(box, cost::blitPixel)) return;
+        drew(StretchDIBits(hDC_, p.x, p.y, static_cast<int>(w), static_cast<int>(h), sx, sy, sw, sh, image.bits,
+                           image.info(), DIB_RGB_COLORS, rop));
         return;
     }
-    PixelReader reader;
-    if (!readerOf(image, reader)) return;
     const FPoint corners[4] = {placed(x, y), placed(x + width, y), placed(x + width, y + height), placed(x, y + height)};
     const SourceMap map(corners[0], corners[1], corners[3], from);
     const uint32_t pattern = swapRedBlue(color(brush().color));
-    composite(corners, [&](double px, double py, uint32_t& value) {
+    composite(corners, grainOf(from), [&](double px, double py, uint32_t& value) {
         int column, row;
         if (!map.find(px, py, column, row) || !inside(reader, column, row)) return false;
-        value = rop3(rop >> 16 & 0xFF, pattern, reader.rgb(column, row), value);
+        value = mixed(codeOf(rop), pattern, reader.rgb(column, row), value);
         return true;
     });
 }
@@ -238,11 +267,12 @@ void Playback::maskBlt(const DibImage& image, const DibImage* mask, double x, do
     PixelReader reader, maskReader;
     const bool source = readerOf(image, reader), masked = mask && readerOf(*mask, maskReader);
     const uint32_t fore = rop4 >> 16 & 0xFF, back = masked ? rop4 >> 24 & 0xFF : fore;
-    if (!source && (needsSource(fore << 16) || needsSource(back << 16))) return;
+    if (!source && (rop3NeedsSource(fore) || rop3NeedsSource(back))) return;
     const FPoint corners[4] = {placed(x, y), placed(x + width, y), placed(x + width, y + height), placed(x, y + height)};
     const SourceMap map(corners[0], corners[1], corners[3], from);
     const uint32_t pattern = swapRedBlue(color(brush().color));
-    composite(corners, [&](double px, double py, uint32_t& value) {
+    const Grain grain = source || masked || !map_.upright() ? grainOf(from) : Grain{1, 1};
+    composite(corners, grain, [&](double px, double py, uint32_t& value) {
         int column, row;
         if (!map.find(px, py, column, row) || (source && !inside(reader, column, row))) return false;
         bool on = true;
@@ -253,7 +283,7 @@ void Playback::maskBlt(const DibImage& image, const DibImage* mask, double x, do
         }
         const uint32_t code = on ? fore : back;
         if (code == 0xAA) return false; // leaves the destination
-        value = rop3(code, pattern, source ? reader.rgb(column, row) : 0, value);
+        value = mixed(code, pattern, source ? reader.rgb(column, row) : 0, value);
         return true;
     });
 }
@@ -267,7 +297,8 @@ void Playback::plgBlt(const DibImage& image, const DibImage* mask, const FPoint 
                  c = placed(corners[2].x, corners[2].y);
     const FPoint all[4] = {a, b, {b.x + c.x - a.x, b.y + c.y - a.y}, c};
     const SourceMap map(a, b, c, from);
-    composite(all, [&](double px, double py, uint32_t& value) {
+    const double side = std::max(std::hypot(from.width, from.height) * 2, 512.0); // the corners may be anywhere
+    composite(all, {side, side}, [&](double px, double py, uint32_t& value) {
         int column, row;
         if (!map.find(px, py, column, row) || !inside(reader, column, row)) return false;
         if (masked) {
@@ -287,7 +318,7 @@ void Playback::alphaBlend(const DibImage& image, double x, double y, double widt
     const FPoint corners[4] = {placed(x, y), placed(x + width, y), placed(x + width, y + height), placed(x, y + height)};
     const SourceMap map(corners[0], corners[1], corners[3], from);
     const bool alphas = sourceAlpha && reader.bits == 32;
-    composite(corners, [&](double px, double py, uint32_t& value) {
+    composite(corners, grainOf(from), [&](double px, double py, uint32_t& value) {
         int column, row;
         if (!map.find(px, py, column, row) || !inside(reader, column, row)) return false;
         const uint32_t raw = reader.raw(column, row), rgb = reader.toRgb(raw);
@@ -312,7 +343,7 @@ void Playback::transparentBlt(const DibImage& image, double x, double y, double 
     const FPoint corners[4] = {placed(x, y), placed(x + width, y), placed(x + width, y + height), placed(x, y + height)};
     const SourceMap map(corners[0], corners[1], corners[3], from);
     const uint32_t hole = swapRedBlue(transparent & 0xFFFFFF);
-    composite(corners, [&](double px, double py, uint32_t& value) {
+    composite(corners, grainOf(from), [&](double px, double py, uint32_t& value) {
         int column, row;
         if (!map.find(px, py, column, row) || !inside(reader, column, row)) return false;
         const uint32_t rgb = reader.rgb(column, row);
@@ -335,7 +366,10 @@ void Playback::gradientRect(const Vertex& a, const Vertex& b, bool vertical) {
     const FPoint corners[4] = {placed(a.at.x, a.at.y), placed(b.at.x, a.at.y), placed(b.at.x, b.at.y),
                                placed(a.at.x, b.at.y)};
     const SourceMap map(corners[0], corners[1], corners[3], {0, 0, 1, 1});
-    composite(corners, [&](double px, double py, uint32_t& value) {
+    // A column or row for each colour that there is between the two.
+    const double colors = 1 + std::max({std::abs(a.red - b.red), std::abs(a.green - b.green), std::abs(a.blue - b.blue)});
+    const Grain grain = !map_.upright() ? grainOf({0, 0, 1, 1}) : vertical ? Grain{1, colors} : Grain{colors, 1};
+    composite(corners, grain, [&](double px, double py, uint32_t& value) {
         const FPoint p = map.back.at(px, py);
         if (!(p.x >= 0 && p.x < 1 && p.y >= 0 && p.y < 1)) return false;
         const double t = vertical ? p.y : p.x;
@@ -349,7 +383,7 @@ void Playback::gradientTriangle(const Vertex& a, const Vertex& b, const Vertex& 
     const FPoint corners[4] = {p, q, r, r};
     const Affine back = Affine{q.x - p.x, q.y - p.y, r.x - p.x, r.y - p.y, p.x, p.y}.inverse();
     if (back.determinant() == 0) return;
-    composite(corners, [&](double px, double py, uint32_t& value) {
+    composite(corners, {256, 256}, [&](double px, double py, uint32_t& value) {
         const FPoint uv = back.at(px, py);
         if (!(uv.x >= 0 && uv.y >= 0 && uv.x + uv.y <= 1)) return false;
         const auto at = [&](double Vertex::*part) {

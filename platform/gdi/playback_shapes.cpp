@@ -3,9 +3,12 @@
 // beginning and the end of a path.
 #include "platform/gdi/playback.h"
 
+#include "platform/gdi/device_context.h"
 #include "platform/gdi/playback_applied.h"
+#include "platform/sys.h"
 
 #include <algorithm>
+#include <new>
 #include <numbers>
 
 namespace kb::gdi {
@@ -92,12 +95,12 @@ void Playback::fillFigures(const FlatPath& path, int fillMode) {
         }
         counts_.push_back(static_cast<INT>(figure.count));
     }
-    if (counts_.empty()) return;
-    if (fillMode != state.polyFillMode) {
+    if (counts_.empty() || !affordContours(counts_, true, true)) return;
+    if (fillMode != applied_->polyFillMode) {
         SetPolyFillMode(hDC_, fillMode);
         applied_->polyFillMode = fillMode;
     }
-    PolyPolygon(hDC_, points_.data(), counts_.data(), static_cast<int>(counts_.size()));
+    drew(PolyPolygon(hDC_, points_.data(), counts_.data(), static_cast<int>(counts_.size())));
 }
 
 void Playback::drawPath(const FlatPath& path, bool fill, bool stroke) {
@@ -144,7 +147,8 @@ void Playback::drawPath(const FlatPath& path, bool fill, bool stroke) {
         }
         counts.push_back(static_cast<DWORD>(n));
     }
-    if (!counts.empty()) PolyPolyline(hDC_, points_.data(), counts.data(), static_cast<DWORD>(counts.size()));
+    if (!counts.empty() && affordContours(counts, false, true))
+        drew(PolyPolyline(hDC_, points_.data(), counts.data(), static_cast<DWORD>(counts.size())));
 }
 
 // ---- lines ----
@@ -209,10 +213,11 @@ void Playback::polyPolyline(const FPoint* points, const uint32_t* counts, size_t
     syncClip();
     syncModes();
     syncPen();
+    if (!affordContours(used, false, true)) return;
     if (used.size() == 1)
-        Polyline(hDC_, points_.data(), static_cast<int>(points_.size()));
+        drew(Polyline(hDC_, points_.data(), static_cast<int>(points_.size())));
     else
-        PolyPolyline(hDC_, points_.data(), used.data(), static_cast<DWORD>(used.size()));
+        drew(PolyPolyline(hDC_, points_.data(), used.data(), static_cast<DWORD>(used.size())));
 }
 
 void Playback::polyPolygon(const FPoint* points, const uint32_t* counts, size_t polygons) {
@@ -241,10 +246,11 @@ void Playback::polyPolygon(const FPoint* points, const uint32_t* counts, size_t 
     }
     if (measuring || counts_.empty()) return;
     syncFigure();
+    if (!affordContours(counts_, true, true)) return;
     if (counts_.size() == 1)
-        Polygon(hDC_, points_.data(), counts_[0]);
+        drew(Polygon(hDC_, points_.data(), counts_[0]));
     else
-        PolyPolygon(hDC_, points_.data(), counts_.data(), static_cast<int>(counts_.size()));
+        drew(PolyPolygon(hDC_, points_.data(), counts_.data(), static_cast<int>(counts_.size())));
 }
 
 void Playback::addBezier(FlatPath& path, const FPoint* points, size_t count) {
@@ -281,7 +287,7 @@ void Playback::rectangle(const RECT& box, bool inclusive) {
     const RECT b = boxOf(box, inclusive);
     if (measuring) return;
     syncFigure();
-    Rectangle(hDC_, b.left, b.top, b.right, b.bottom);
+    if (affordBox(b, cost::fillPixel, true)) drew(Rectangle(hDC_, b.left, b.top, b.right, b.bottom));
 }
 
 namespace {
@@ -318,8 +324,9 @@ void Playback::roundRect(const RECT& box, bool inclusive, double width, double h
     const RECT b = boxOf(box, inclusive);
     if (measuring) return;
     syncFigure();
-    RoundRect(hDC_, b.left, b.top, b.right, b.bottom, roundAway(lengthOf(map_.vector(width, 0))),
-              roundAway(lengthOf(map_.vector(0, height))));
+    if (affordBox(b, cost::fillPixel, true))
+        drew(RoundRect(hDC_, b.left, b.top, b.right, b.bottom, roundAway(lengthOf(map_.vector(width, 0))),
+                       roundAway(lengthOf(map_.vector(0, height)))));
 }
 
 void Playback::ellipse(const RECT& box, bool inclusive) {
@@ -336,7 +343,7 @@ void Playback::ellipse(const RECT& box, bool inclusive) {
     const RECT b = boxOf(box, inclusive);
     if (measuring) return;
     syncFigure();
-    Ellipse(hDC_, b.left, b.top, b.right, b.bottom);
+    if (affordBox(b, cost::fillPixel, true)) drew(Ellipse(hDC_, b.left, b.top, b.right, b.bottom));
 }
 
 void Playback::arc(ArcForm form, const RECT& box, bool inclusive, FPoint start, FPoint end) {
@@ -376,7 +383,7 @@ void Playback::arc(ArcForm form, const RECT& box, bool inclusive, FPoint start, 
     if (state.clockwise != (mirrored_ != worldMirrors)) std::swap(p, q);
     syncFigure();
     const auto draw = form == ArcForm::arc ? Arc : form == ArcForm::chord ? Chord : Pie;
-    draw(hDC_, b.left, b.top, b.right, b.bottom, p.x, p.y, q.x, q.y);
+    if (affordBox(b, cost::fillPixel, true)) drew(draw(hDC_, b.left, b.top, b.right, b.bottom, p.x, p.y, q.x, q.y));
 }
 
 void Playback::angleArc(FPoint center, double radius, double startDegrees, double sweepDegrees) {
@@ -396,24 +403,32 @@ void Playback::setPixel(double x, double y, COLORREF pixelColor) {
     const POINT p = to(x, y), q = to(x + 1, y + 1);
     if (measuring) return;
     syncClip();
-    if (std::abs(q.x - p.x) <= 1 && std::abs(q.y - p.y) <= 1) {
+    if (std::abs(int64_t{q.x} - p.x) <= 1 && std::abs(int64_t{q.y} - p.y) <= 1) {
         SetPixelV(hDC_, p.x, p.y, color(pixelColor));
         return;
     }
     // A dot of the picture is as large as it is there.
-    const RECT box{std::min(p.x, q.x), std::min(p.y, q.y), std::max(p.x + 1, q.x), std::max(p.y + 1, q.y)};
+    const RECT box{std::min(p.x, q.x), std::min(p.y, q.y), std::max(saturate(int64_t{p.x} + 1), q.x),
+                   std::max(saturate(int64_t{p.y} + 1), q.y)};
+    if (!affordBox(box, cost::fillPixel)) return;
     selectSolid(color(pixelColor));
-    FillRect(hDC_, &box, applied_->brush);
+    drew(FillRect(hDC_, &box, applied_->brush));
 }
 
 void Playback::floodFill(double x, double y, COLORREF stop, UINT type) {
     if (!usable_ || exhausted()) return;
     const POINT p = to(x, y);
-    if (measuring) return;
+    if (measuring || !raster_) return;
     syncClip();
     syncModes();
     syncBrush();
-    ExtFloodFill(hDC_, p.x, p.y, color(stop), type);
+    // Nobody knows before how far it reaches; that it reached there is noted in a bit for each pixel.
+    const double room = seenPixels(seen_.left, seen_.top, seen_.right, seen_.bottom) / 8;
+    if (!budget.pay(room)) return;
+    size_t filled = 0;
+    if (!fillFlood(hDC_, p.x, p.y, color(stop), type, filled) && GetLastError() == ERROR_OUT_OF_MEMORY)
+        throw std::bad_alloc();
+    budget.pay(static_cast<double>(filled) * cost::floodPixel);
 }
 
 // ---- paths ----
@@ -444,6 +459,7 @@ void Playback::paintPath(bool fill, bool stroke) {
 
 void Playback::widenPath() {
     inPath_ = false;
+    if (!budget.pay(static_cast<double>(path_.points.size()) * cost::vertex)) return;
     FlatPath outline;
     StrokeStyle style = strokeStyle();
     style.width = std::max(style.width, 1.0);

@@ -3,83 +3,22 @@
 // and can still be read.
 #include "platform/gdi/playback.h"
 
+#include "platform/gdi/charsets.h"
 #include "platform/gdi/font_cache.h"
 #include "platform/gdi/playback_applied.h"
 
 #include <algorithm>
-#include <cstring>
-#include <iconv.h>
 #include <numbers>
 
 namespace kb::gdi {
 
-namespace {
-
-struct CharsetRow {
-    int charset;
-    const char* encoding;
-};
-constexpr CharsetRow charsets[] = {{128, "CP932"},  {129, "CP949"},  {130, "JOHAB"},  {134, "GBK"},    {136, "BIG5"},
-                                   {161, "CP1253"}, {162, "CP1254"}, {163, "CP1258"}, {177, "CP1255"}, {178, "CP1256"},
-                                   {186, "CP1257"}, {204, "CP1251"}, {222, "CP874"},  {238, "CP1250"}, {255, "CP850"}};
-
-// A converter that was opened, kept by the thread: files change their fonts often.
-class Converter {
-public:
-    Converter() = default;
-    Converter(const Converter&) = delete;
-    Converter& operator=(const Converter&) = delete;
-    ~Converter() { close(); }
-    iconv_t forEncoding(const char* encoding) {
-        if (encoding != encoding_) {
-            close();
-            encoding_ = encoding;
-            open_ = iconv_open("UTF-16LE", encoding);
-        }
-        return open_;
-    }
-
-private:
-    void close() {
-        if (open_ != failed()) iconv_close(open_);
-        open_ = failed();
-    }
-    static iconv_t failed() { return reinterpret_cast<iconv_t>(intptr_t{-1}); }
-    const char* encoding_ = nullptr;
-    iconv_t open_ = failed();
-};
-
-} // namespace
-
 void decodeText(const uint8_t* bytes, size_t count, int charset, TextRun& call) {
-    const char* encoding = nullptr;
-    for (const CharsetRow& row : charsets)
-        if (row.charset == charset) encoding = row.encoding;
-    static thread_local Converter converter;
-    const iconv_t conversion = encoding ? converter.forEncoding(encoding) : nullptr;
     std::vector<double> widths;
     const bool advances = call.advance.size() >= count;
     for (size_t i = 0; i < count;) {
-        uint16_t out[2] = {bytes[i], 0};
-        size_t used = 1, units = 1;
-        if (!encoding || conversion == reinterpret_cast<iconv_t>(intptr_t{-1})) {
-            if (charset != SYMBOL_CHARSET) out[0] = static_cast<uint16_t>(unicodeOf(bytes[i]));
-        } else if (bytes[i] >= 0x80) {
-            for (used = 1; used <= std::min<size_t>(2, count - i); ++used) {
-                char* from = const_cast<char*>(reinterpret_cast<const char*>(bytes + i));
-                char* to = reinterpret_cast<char*>(out);
-                size_t left = used, room = sizeof out;
-                iconv(conversion, nullptr, nullptr, nullptr, nullptr);
-                if (iconv(conversion, &from, &left, &to, &room) == static_cast<size_t>(-1) || left) continue;
-                iconv(conversion, nullptr, nullptr, &to, &room); // what it has held back for a mark to come
-                units = (sizeof out - room) / 2;
-                break;
-            }
-            if (used > 2 || used > count - i || !units) {
-                used = units = 1;
-                out[0] = '?';
-            }
-        }
+        uint16_t out[2];
+        size_t used;
+        const size_t units = decodeCharacter(bytes + i, count - i, charset, out, used);
         double width = 0;
         for (size_t k = 0; advances && k < used; ++k) width += call.advance[i + k];
         for (size_t k = 0; k < units; ++k) {
@@ -187,6 +126,11 @@ void Playback::text(const TextRun& call) {
         }
     }
 
+    // Each letter is as large as its font, if it can be seen.
+    const double height = std::abs(static_cast<double>(wanted.lfHeight)) * unit;
+    const double largest = seenPixels(seen_.left, seen_.top, seen_.right, seen_.bottom);
+    const double letter = cost::letter + (raster_ ? std::min(height * height, largest) * cost::letterPixel : 0);
+    if (!budget.pay(static_cast<double>(call.text.size()) * letter)) return;
     const bool symbols = wanted.lfCharSet == SYMBOL_CHARSET;
     std::string bytes;
     const bool plain = narrow(call.text, symbols, bytes);
@@ -267,9 +211,9 @@ void Playback::text(const TextRun& call) {
     const INT* advances = dx.empty() ? nullptr : dx.data();
     const RECT* around = options ? &box : nullptr;
     if (plain)
-        ExtTextOutA(hDC_, point.x, point.y, options, around, bytes.data(), count, advances);
+        drew(ExtTextOutA(hDC_, point.x, point.y, options, around, bytes.data(), count, advances));
     else
-        ExtTextOutW(hDC_, point.x, point.y, options, around, call.text.data(), count, advances);
+        drew(ExtTextOutW(hDC_, point.x, point.y, options, around, call.text.data(), count, advances));
 
     if (moves && (state.textAlign & TA_CENTER) != TA_CENTER) {
         // Along the line as the file counts it.
