@@ -172,48 +172,100 @@ private:
         cap(p[p.size() - 2], p.back());
     }
 
+    // The part low..high (0 to 1) of a segment on which the pen may be seen; false when there is none.
+    bool visiblePart(FPoint a, FPoint b, double& low, double& high) const {
+        low = 0;
+        high = 1;
+        const double margin = half_ * std::clamp(style_.miterLimit, 2.0, 100.0) + 1;
+        const auto cut = [&](double start, double delta, double least, double most) {
+            if (delta == 0) return start >= least && start <= most;
+            const double u = (least - start) / delta, v = (most - start) / delta;
+            low = std::max(low, std::min(u, v));
+            high = std::min(high, std::max(u, v));
+            return low <= high;
+        };
+        return cut(a.x, b.x - a.x, style_.left - margin, style_.right + margin) &&
+               cut(a.y, b.y - a.y, style_.top - margin, style_.bottom + margin);
+    }
+
+    // Where a pattern of dashes stands.
+    struct Phase {
+        const std::vector<double>& dashes; // an even number of them
+        double cycle;
+        size_t index = 0;
+        double left; // of the dash or gap
+        bool on() const { return index % 2 == 0; }
+        void next() {
+            index = (index + 1) % dashes.size();
+            left = dashes[index];
+        }
+        void advance(double length) {
+            length = std::fmod(length, cycle);
+            for (; length > left; next()) length -= left;
+            left -= length;
+        }
+    };
+
     void dashed(bool closed) {
-        double period = 0;
-        for (const double v : style_.dashes) period += v;
-        if (period < 0.5 || !std::isfinite(period)) {
+        std::vector<double> dashes;
+        for (size_t i = 0; i < style_.dashes.size() * (style_.dashes.size() % 2 + 1); ++i)
+            dashes.push_back(std::max(style_.dashes[i % style_.dashes.size()], 0.01));
+        double cycle = 0;
+        for (const double v : dashes) cycle += v;
+        // Patterns that can't be told from a line, or whose pieces nobody could count, are one.
+        constexpr double least = 0.5, mostCycles = 16'384;
+        const size_t segments = closed ? clean_.size() : clean_.size() - 1;
+        const auto end = [&](size_t i) { return clean_[i + 1 < clean_.size() ? i + 1 : 0]; };
+        double cycles = 0;
+        for (size_t i = 0; i < segments; ++i)
+            if (double low, high; visiblePart(clean_[i], end(i), low, high))
+                cycles += lengthOf(minus(end(i), clean_[i])) * (high - low) / cycle;
+        if (!(cycle >= least) || !(cycles <= mostCycles)) {
             plain(clean_, closed && clean_.size() > 2);
             return;
         }
         std::vector<FPoint> run;
-        size_t index = 0;
-        double left = style_.dashes[0];
-        bool on = true;
-        const auto end = [&] {
+        const auto endRun = [&] {
             if (run.size() > 1)
                 plain(run, false);
             else if (run.size() == 1)
                 dot(run[0]);
             run.clear();
         };
+        Phase phase{dashes, cycle, 0, dashes[0]};
         run.push_back(clean_[0]);
-        const size_t segments = closed ? clean_.size() : clean_.size() - 1;
         for (size_t i = 0; i < segments; ++i) {
-            const FPoint a = clean_[i], b = clean_[i + 1 < clean_.size() ? i + 1 : 0];
+            const FPoint a = clean_[i], b = end(i);
             const double length = lengthOf(minus(b, a));
-            if (length / period > 4096) return; // no picture any more, and no end to it
-            double done = 0;
-            while (length - done > left) {
-                done += left;
-                const FPoint p{a.x + (b.x - a.x) * done / length, a.y + (b.y - a.y) * done / length};
-                if (on) {
+            const auto at = [&](double t) { return FPoint{a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t}; };
+            double low, high;
+            if (!visiblePart(a, b, low, high)) low = high = 1;
+            const auto skip = [&](double from, double to) {
+                if (to <= from) return;
+                if (run.size() > 1) plain(run, false);
+                run.clear();
+                phase.advance((to - from) * length);
+                if (phase.on()) run.assign(1, at(to));
+            };
+            skip(0, low);
+            double done = low * length;
+            const double visible = high * length;
+            while (visible - done > phase.left) {
+                done += phase.left;
+                const FPoint p = at(done / length);
+                if (phase.on()) {
                     run.push_back(p);
-                    end();
+                    endRun();
                 } else {
                     run.assign(1, p);
                 }
-                on = !on;
-                index = (index + 1) % style_.dashes.size();
-                left = std::max(style_.dashes[index], 0.01);
+                phase.next();
             }
-            left -= length - done;
-            if (on && lengthOf(minus(b, run.back())) > 1e-6) run.push_back(b);
+            phase.left -= visible - done;
+            if (phase.on() && !run.empty() && lengthOf(minus(at(high), run.back())) > 1e-6) run.push_back(at(high));
+            skip(high, 1);
         }
-        if (on) end();
+        if (phase.on()) endRun();
     }
 
     const StrokeStyle& style_;

@@ -49,6 +49,8 @@ struct StrokeStyle {
     LineJoin join = LineJoin::round;
     double miterLimit = 10;
     std::vector<double> dashes; // on, off ... in units of the path; none: unbroken
+    // Dashes beyond it are left out.
+    double left = -INFINITY, top = -INFINITY, right = INFINITY, bottom = INFINITY;
 };
 
 // Adds closed figures that together, under WINDING, cover what the pen covers: one for each piece, all turning the same

@@ -62,6 +62,10 @@ StrokeStyle Playback::strokeStyle() const {
     style.cap = p.cap;
     style.join = p.join;
     style.miterLimit = std::max(state.miterLimit, 1.0);
+    style.left = seen_.left;
+    style.top = seen_.top;
+    style.right = seen_.right;
+    style.bottom = seen_.bottom;
     static const struct {
         int style;
         std::vector<double> pattern; // in pen widths
