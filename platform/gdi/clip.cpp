@@ -204,12 +204,10 @@ KB_API int ExcludeClipRect(HDC hDC, int left, int top, int right, int bottom) {
 KB_API int OffsetClipRgn(HDC hDC, int dx, int dy) {
     return onClip(hDC, [&](DeviceContext& dc) {
         if (dc.state.clip.bounded) {
-            const Mapping& map = dc.state.map;
             Region now;
             clipAsRegion(dc.state.clip, now);
-            const int32_t x = map.identity ? dx : saturate(int64_t{map.deviceX(dx)} - map.deviceX(0));
-            const int32_t y = map.identity ? dy : saturate(int64_t{map.deviceY(dy)} - map.deviceY(0));
-            pixman_region32_translate(&now.set, x, y);
+            const POINT by = dc.state.map.deviceShift({dx, dy});
+            pixman_region32_translate(&now.set, by.x, by.y);
             setClipRegion(dc.state.clip, now);
         }
         if (dc.output) dc.output->changed(dc, Setting::clipOffset, dx, dy);

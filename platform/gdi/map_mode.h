@@ -34,6 +34,11 @@ struct Mapping {
         if (identity) return p;
         return {deviceX(p.x), deviceY(p.y)};
     }
+    // By how much moving by (x, y) moves on the device.
+    POINT deviceShift(POINT by) const {
+        if (identity) return by;
+        return {saturate(int64_t{deviceX(by.x)} - deviceX(0)), saturate(int64_t{deviceY(by.y)} - deviceY(0))};
+    }
     // Lengths: never negative.
     int32_t deviceWidth(int64_t w) const { return length(w, viewportExtent.cx, windowExtent.cx); }
     int32_t deviceHeight(int64_t h) const { return length(h, viewportExtent.cy, windowExtent.cy); }

@@ -3,6 +3,7 @@
 
 #include <bit>
 #include <cstring>
+#include <stdexcept>
 
 namespace kb::gdi {
 
@@ -29,18 +30,18 @@ void RecordWriter::begin(RecordType type, std::initializer_list<RecordWord> word
     for (const RecordWord w : words) word(w);
 }
 
-bool RecordWriter::end() {
+void RecordWriter::checkSize(size_t more) const {
+    if (more > UINT32_MAX - recordHeadBytes || bytes_.size() > UINT32_MAX - recordHeadBytes - more)
+        throw std::length_error("metafile");
+}
+
+void RecordWriter::end() {
+    checkSize(1);
     if (bytes_.size() % 2) bytes_.push_back(0);
-    const size_t words = (bytes_.size() - start_) / 2;
-    if (bytes_.size() / 2 + recordHeadBytes / 2 > UINT32_MAX) {
-        takeBack();
-        return false;
-    }
-    const auto size = static_cast<uint32_t>(words);
+    const auto size = static_cast<uint32_t>((bytes_.size() - start_) / 2);
     std::memcpy(&bytes_[start_], &size, sizeof size);
     largest_ = std::max(largest_, size);
     start_ = bytes_.size();
-    return true;
 }
 
 void RecordWriter::dib(const PixelReader& source, const ColorTable& colors, int top, int bottom) {
@@ -56,12 +57,13 @@ void RecordWriter::dib(const PixelReader& source, const ColorTable& colors, int 
     head.biClrUsed = source.bits <= 8 ? colors.count : 0;
     const auto stride = static_cast<size_t>(rowBytes(source.width, source.bits, 32));
     const size_t size = stride * static_cast<size_t>(bottom - top);
-    head.biSizeImage = size > UINT32_MAX ? 0 : static_cast<DWORD>(size);
+    checkSize(size);
+    head.biSizeImage = static_cast<DWORD>(size);
     put(&head, sizeof head);
     if (masks) put(source.masks, sizeof source.masks);
     for (uint32_t i = 0; i < head.biClrUsed; ++i) dword(colors.rgb[i]);
     const auto used = static_cast<size_t>(rowBytes(source.width, source.bits, 8));
-    bytes_.reserve(bytes_.size() + size);
+    if (bytes_.size() + size > bytes_.capacity()) bytes_.reserve(std::max(bytes_.size() + size, bytes_.capacity() * 2));
     for (int y = bottom - 1; y >= top; --y) {
         put(source.top + source.stride * y, used);
         zeros(stride - used);

@@ -88,12 +88,12 @@ public:
     void zeros(size_t count) { bytes_.resize(bytes_.size() + count); }
     // A bitmap of the source's rows top..bottom-1, the last row first, with these colours if it has up to 8 bits.
     void dib(const PixelReader& source, const ColorTable& colors, int top, int bottom);
-    // Fills the record up to whole words and tells its size. False, and the record is gone, when the file would be too large
-    // for its header.
-    bool end();
-    bool record(RecordType type, std::initializer_list<RecordWord> words) {
+    // Fills the record up to whole words and tells its size. Throws std::length_error when the file would have more bytes
+    // than GetMetaFileBitsEx can tell, as dib() does.
+    void end();
+    void record(RecordType type, std::initializer_list<RecordWord> words) {
         begin(type, words);
-        return end();
+        end();
     }
     void takeBack() { bytes_.resize(start_); } // what has been begun and not ended
 
@@ -101,6 +101,7 @@ public:
     std::vector<uint8_t> finish(uint16_t objects);
 
 private:
+    void checkSize(size_t more) const;
     std::vector<uint8_t> bytes_;
     size_t start_; // of the present record, or of the next one
     uint32_t largest_ = 0;

@@ -2,9 +2,8 @@
 #include "platform/gdi/recorder.h"
 
 #include "platform/gdi/gdi_state.h"
-#include "platform/gdi/text_layout.h"
-
-#include <stdexcept>
+#include "platform/gdi/masked_rows.h"
+#include "platform/gdi/pen_stroke.h"
 
 namespace kb::gdi {
 
@@ -53,30 +52,39 @@ Box Recorder::bounds() const {
     return {-reach, -reach, reach, reach};
 }
 
-void Recorder::changed(DeviceContext&, Setting setting, int32_t a, int32_t b) noexcept {
+void Recorder::changed(DeviceContext& dc, Setting setting, int32_t a, int32_t b) noexcept {
     attempt([&] {
-        if (setting == Setting::saved) savedHeld_.push_back(held_);
+        if (setting == Setting::saved) savedClips_.push_back(clip_);
         if (setting == Setting::restored) {
-            held_ = savedHeld_[savedHeld_.size() - static_cast<size_t>(a)];
-            savedHeld_.resize(savedHeld_.size() - static_cast<size_t>(a));
+            clip_ = savedClips_[savedClips_.size() - static_cast<size_t>(a)];
+            savedClips_.resize(savedClips_.size() - static_cast<size_t>(a));
             a = -a; // relative to the present state
+        }
+        if (setting == Setting::clipOffset && clip_.held) { // what isn't recorded moves along
+            auto moved = Ref<Region>::adopt(Pool<Region>::make());
+            if (!pixman_region32_copy(&moved->set, &clip_.held->set)) throw std::bad_alloc();
+            const POINT by = dc.state.map.deviceShift({a, b});
+            pixman_region32_translate(&moved->set, by.x, by.y);
+            clip_.held = std::move(moved);
         }
         const SettingRow& row = settingRows[static_cast<size_t>(setting)];
         switch (row.form) {
-        case Form::none: return file_.record(row.type, {});
-        case Form::number: return file_.record(row.type, {a});
+        case Form::none: file_.record(row.type, {}); break;
+        case Form::number: file_.record(row.type, {a}); break;
         case Form::color:
-            return file_.record(row.type, {lowWord(static_cast<uint32_t>(a)), highWord(static_cast<uint32_t>(a))});
-        case Form::pair: return file_.record(row.type, {b, a});
+            file_.record(row.type, {lowWord(static_cast<uint32_t>(a)), highWord(static_cast<uint32_t>(a))});
+            break;
+        case Form::pair: file_.record(row.type, {b, a}); break;
         }
-        return false;
+        return true;
     });
 }
 
 void Recorder::clipCut(DeviceContext&, const RECT& r, bool excluded) noexcept {
     attempt([&] {
-        return file_.record(excluded ? RecordType::excludeClipRect : RecordType::intersectClipRect,
-                            {r.bottom, r.right, r.top, r.left});
+        file_.record(excluded ? RecordType::excludeClipRect : RecordType::intersectClipRect,
+                     {r.bottom, r.right, r.top, r.left});
+        return true;
     });
 }
 
@@ -85,30 +93,26 @@ void Recorder::clipCombined(DeviceContext& dc, const Region* region, int mode) n
         if (mode == RGN_AND && region->kind() != COMPLEXREGION) {
             const Box b = region->bounds();
             const Mapping& map = dc.state.map;
-            return file_.record(RecordType::intersectClipRect,
-                                {map.logicalY(b.bottom), map.logicalX(b.right), map.logicalY(b.top), map.logicalX(b.left)});
+            file_.record(RecordType::intersectClipRect,
+                         {map.logicalY(b.bottom), map.logicalX(b.right), map.logicalY(b.top), map.logicalX(b.left)});
+            return true;
         }
         if (mode == RGN_AND) {
             auto narrowed = Ref<Region>::adopt(Pool<Region>::make());
-            const bool done = held_ ? pixman_region32_intersect(&narrowed->set, &held_->set, &region->set)
-                                    : pixman_region32_copy(&narrowed->set, &region->set);
+            const bool done = clip_.held ? pixman_region32_intersect(&narrowed->set, &clip_.held->set, &region->set)
+                                         : pixman_region32_copy(&narrowed->set, &region->set);
             if (!done) throw std::bad_alloc();
-            held_ = std::move(narrowed);
+            clip_.held = std::move(narrowed);
             return true;
         }
-        writeClip(dc);
-        return true;
+        clip_.stale = true;
+        return writeClip(dc); // else what is drawn is refused until the clip is one that a file can hold
     });
-}
-
-bool Recorder::beginDrawing(DeviceContext& dc) {
-    if (held_) writeClip(dc);
-    return true;
 }
 
 bool Recorder::lines(DeviceContext& dc, const POINT* points, const size_t* counts, size_t contours) {
     return attempt([&] {
-        beginDrawing(dc);
+        if (!beginDrawing(dc)) return false;
         for (size_t i = 0; i < contours; points += counts[i++]) {
             // A long chain becomes several, each of which begins where the one before has ended.
             for (size_t from = 0; from + 1 < counts[i];) {
@@ -118,7 +122,7 @@ bool Recorder::lines(DeviceContext& dc, const POINT* points, const size_t* count
                     file_.word(points[k].x);
                     file_.word(points[k].y);
                 }
-                if (!file_.end()) return false;
+                file_.end();
                 from += count - 1;
             }
         }
@@ -128,9 +132,8 @@ bool Recorder::lines(DeviceContext& dc, const POINT* points, const size_t* count
 
 bool Recorder::linesTo(DeviceContext& dc, const POINT* points, size_t count) {
     return attempt([&] {
-        beginDrawing(dc);
-        for (size_t i = 0; i < count; ++i)
-            if (!file_.record(RecordType::lineTo, {points[i].y, points[i].x})) return false;
+        if (!beginDrawing(dc)) return false;
+        for (size_t i = 0; i < count; ++i) file_.record(RecordType::lineTo, {points[i].y, points[i].x});
         return true;
     });
 }
@@ -143,7 +146,7 @@ bool Recorder::polygons(DeviceContext& dc, const POINT* points, const size_t* co
             total += counts[i];
         }
         if (contours > mostPoints) return false;
-        beginDrawing(dc);
+        if (!beginDrawing(dc)) return false;
         if (contours == 1) {
             file_.begin(RecordType::polygon, {static_cast<int64_t>(total)});
         } else {
@@ -154,70 +157,71 @@ bool Recorder::polygons(DeviceContext& dc, const POINT* points, const size_t* co
             file_.word(points[i].x);
             file_.word(points[i].y);
         }
-        return file_.end();
+        file_.end();
+        return true;
     });
 }
 
 bool Recorder::shape(DeviceContext& dc, const ShapeCall& call) {
     return attempt([&] {
-        beginDrawing(dc);
+        if (!beginDrawing(dc)) return false;
         const RECT& r = call.box;
         const POINT a = call.first, b = call.second;
-        const auto arc = [&](RecordType type) {
-            return file_.record(type, {b.y, b.x, a.y, a.x, r.bottom, r.right, r.top, r.left});
-        };
+        const auto arc = [&](RecordType type) { file_.record(type, {b.y, b.x, a.y, a.x, r.bottom, r.right, r.top, r.left}); };
         switch (call.form) {
-        case ShapeForm::rectangle: return file_.record(RecordType::rectangle, {r.bottom, r.right, r.top, r.left});
-        case ShapeForm::ellipse: return file_.record(RecordType::ellipse, {r.bottom, r.right, r.top, r.left});
-        case ShapeForm::roundRect: return file_.record(RecordType::roundRect, {a.y, a.x, r.bottom, r.right, r.top, r.left});
-        case ShapeForm::arc: return arc(RecordType::arc);
-        case ShapeForm::chord: return arc(RecordType::chord);
-        case ShapeForm::pie: return arc(RecordType::pie);
+        case ShapeForm::rectangle: file_.record(RecordType::rectangle, {r.bottom, r.right, r.top, r.left}); break;
+        case ShapeForm::ellipse: file_.record(RecordType::ellipse, {r.bottom, r.right, r.top, r.left}); break;
+        case ShapeForm::roundRect: file_.record(RecordType::roundRect, {a.y, a.x, r.bottom, r.right, r.top, r.left}); break;
+        case ShapeForm::arc: arc(RecordType::arc); break;
+        case ShapeForm::chord: arc(RecordType::chord); break;
+        case ShapeForm::pie: arc(RecordType::pie); break;
         }
-        return false;
+        return true;
     });
 }
 
 // These calls have no record of their own: their brush is selected for pattern blits, and the context's own again.
 bool Recorder::box(DeviceContext& dc, const BoxCall& call) {
     return attempt([&] {
-        beginDrawing(dc);
+        if (!beginDrawing(dc)) return false;
         const RECT& r = call.box;
         const auto blit = [&](int64_t left, int64_t top, int64_t right, int64_t bottom, DWORD rop) {
-            if (left >= right || top >= bottom) return true;
-            return file_.record(RecordType::patBlt, {lowWord(rop), highWord(rop), bottom - top, right - left, top, left});
+            if (left < right && top < bottom)
+                file_.record(RecordType::patBlt, {lowWord(rop), highWord(rop), bottom - top, right - left, top, left});
         };
-        if (call.verb == AreaVerb::invert) return blit(r.left, r.top, r.right, r.bottom, DSTINVERT);
-        const auto select = [&](Brush& brush) {
-            return file_.record(RecordType::selectObject, {RecordWord::raw(slotOf(dc, brush))});
-        };
-        bool done = select(const_cast<Brush&>(*call.brush));
+        if (call.verb == AreaVerb::invert) return blit(r.left, r.top, r.right, r.bottom, DSTINVERT), true;
+        const auto select = [&](Slot slot) { file_.record(RecordType::selectObject, {RecordWord::raw(slot)}); };
+        const Slot brush = slotOf(dc, const_cast<Brush&>(*call.brush));
+        select(brush);
         if (call.verb == AreaVerb::fill) {
-            done = done && blit(r.left, r.top, r.right, r.bottom, PATCOPY);
+            blit(r.left, r.top, r.right, r.bottom, PATCOPY);
         } else {
             const int64_t innerTop = std::min(int64_t{r.top} + 1, int64_t{r.bottom});
             const int64_t innerBottom = std::max(int64_t{r.bottom} - 1, innerTop);
             const int64_t innerLeft = std::min(int64_t{r.left} + 1, int64_t{r.right});
-            done = done && blit(r.left, r.top, r.right, innerTop, PATCOPY) &&
-                   blit(r.left, innerBottom, r.right, r.bottom, PATCOPY) &&
-                   blit(r.left, innerTop, innerLeft, innerBottom, PATCOPY) &&
-                   blit(std::max(int64_t{r.right} - 1, innerLeft), innerTop, r.right, innerBottom, PATCOPY);
+            blit(r.left, r.top, r.right, innerTop, PATCOPY);
+            blit(r.left, innerBottom, r.right, r.bottom, PATCOPY);
+            blit(r.left, innerTop, innerLeft, innerBottom, PATCOPY);
+            blit(std::max(int64_t{r.right} - 1, innerLeft), innerTop, r.right, innerBottom, PATCOPY);
         }
-        return select(*dc.state.brush) && done;
+        select(slotOf(dc, *dc.state.brush));
+        return true;
     });
 }
 
 bool Recorder::pixel(DeviceContext& dc, POINT at, COLORREF color) {
     return attempt([&] {
-        beginDrawing(dc);
-        return file_.record(RecordType::setPixel, {lowWord(color), highWord(color), at.y, at.x});
+        if (!beginDrawing(dc)) return false;
+        file_.record(RecordType::setPixel, {lowWord(color), highWord(color), at.y, at.x});
+        return true;
     });
 }
 
 bool Recorder::pattern(DeviceContext& dc, const BlitArea& to, DWORD rop) {
     return attempt([&] {
-        beginDrawing(dc);
-        return file_.record(RecordType::patBlt, {lowWord(rop), highWord(rop), to.height, to.width, to.y, to.x});
+        if (!beginDrawing(dc)) return false;
+        file_.record(RecordType::patBlt, {lowWord(rop), highWord(rop), to.height, to.width, to.y, to.x});
+        return true;
     });
 }
 
@@ -242,7 +246,8 @@ bool Recorder::writeImage(const ImageCall& call, const PixelReader& source, cons
     else
         file_.begin(RecordType::setDibToDev, {DIB_RGB_COLORS, rows, 0, ySource, from.x, to.height, to.width, to.y, to.x});
     file_.dib(source, colors, part.top, part.bottom);
-    return file_.end();
+    file_.end();
+    return true;
 }
 
 bool Recorder::image(DeviceContext& dc, const ImageCall& call) {
@@ -250,8 +255,8 @@ bool Recorder::image(DeviceContext& dc, const ImageCall& call) {
         const PixelReader& source = call.source;
         const Box part = intersect(boxOf(call.from), {0, 0, source.width, source.height});
         if (part.empty() || !call.to.width || !call.to.height) return true;
-        if (held_ && call.stretched && call.rop >> 16 == SRCCOPY >> 16) return maskedImage(dc, call, part);
-        beginDrawing(dc);
+        if (clip_.held && !clip_.stale && call.stretched && call.rop >> 16 == SRCCOPY >> 16) return maskedImage(dc, call, part);
+        if (!beginDrawing(dc)) return false;
         ColorTable colors = source.colors;
         if (source.mono) {
             colors.count = 2;
@@ -266,18 +271,7 @@ bool Recorder::image(DeviceContext& dc, const ImageCall& call) {
 // the source shows if the device pixel under its middle is in the region.
 bool Recorder::maskedImage(const DeviceContext& dc, const ImageCall& call, const Box& part) {
     const int width = part.right - part.left, height = part.bottom - part.top;
-    PixelReader mask, shown;
-    mask.width = shown.width = width;
-    mask.height = shown.height = height;
-    mask.bits = 1;
-    shown.bits = 24;
-    mask.stride = static_cast<ptrdiff_t>(rowBytes(width, 1, 8));
-    shown.stride = static_cast<ptrdiff_t>(rowBytes(width, 24, 8));
-    std::vector<uint8_t> maskRows(static_cast<size_t>(mask.stride * height), 0xFF);
-    std::vector<uint8_t> shownRows(static_cast<size_t>(shown.stride * height));
-    mask.top = maskRows.data();
-    shown.top = shownRows.data();
-
+    MaskedRows rows(width, height);
     const Mapping& map = dc.state.map;
     const auto axis = [](int32_t start, int32_t end, int64_t from, int64_t size) {
         return [=](int i) {
@@ -291,54 +285,16 @@ bool Recorder::maskedImage(const DeviceContext& dc, const ImageCall& call, const
     const PixelReader& source = call.source;
     const uint32_t mono[2] = {swapRedBlue(call.text), swapRedBlue(call.background)};
     for (int y = 0; y < height; ++y) {
-        uint8_t* maskRow = &maskRows[static_cast<size_t>(mask.stride * y)];
-        uint8_t* shownRow = &shownRows[static_cast<size_t>(shown.stride * y)];
         const int32_t row = deviceY(part.top + y);
         for (int x = 0; x < width; ++x) {
-            if (!pixman_region32_contains_point(&held_->set, deviceX(part.left + x), row, nullptr)) continue;
-            maskRow[x / 8] = static_cast<uint8_t>(maskRow[x / 8] & ~(0x80 >> x % 8));
+            if (!pixman_region32_contains_point(&clip_.held->set, deviceX(part.left + x), row, nullptr)) continue;
             const uint32_t pixel = source.raw(part.left + x, part.top + y);
-            const uint32_t rgb = source.mono ? mono[pixel & 1] : source.toRgb(pixel);
-            std::copy_n(reinterpret_cast<const uint8_t*>(&rgb), 3, shownRow + ptrdiff_t{3} * x);
+            rows.show(x, y, source.mono ? mono[pixel & 1] : source.toRgb(pixel));
         }
     }
     const BlitArea rest{from.x - part.left, from.y - part.top, from.width, from.height};
-    const ColorTable blackWhite = ColorTable::standard(1);
-    return writeImage(call, mask, rest, blackWhite, SRCAND) && writeImage(call, shown, rest, blackWhite, SRCPAINT);
-}
-
-bool Recorder::text(DeviceContext& dc, const TextCall& call) {
-    return attempt([&] {
-        if (call.count > INT16_MAX) return false;
-        std::string bytes(call.count, 0);
-        for (size_t i = 0; i < call.count; ++i) {
-            const uint8_t c = byteOf(call.text[i]);
-            if (unicodeOf(c) != call.text[i]) return false;
-            bytes[i] = static_cast<char>(c);
-        }
-        beginDrawing(dc);
-        const bool boxed = call.rect && call.options & (ETO_OPAQUE | ETO_CLIPPED);
-        const auto length = static_cast<int64_t>(call.count);
-        const bool plain = !boxed && !call.dx;
-        if (plain)
-            file_.begin(RecordType::textOut, {length});
-        else
-            file_.begin(RecordType::extTextOut,
-                        {call.at.y, call.at.x, length, boxed ? call.options & (ETO_OPAQUE | ETO_CLIPPED) : 0});
-        if (boxed)
-            for (const int32_t v : {call.rect->left, call.rect->top, call.rect->right, call.rect->bottom}) file_.word(v);
-        file_.put(bytes.data(), bytes.size());
-        if (bytes.size() % 2) file_.zeros(1);
-        if (plain) {
-            file_.word(call.at.y);
-            file_.word(call.at.x);
-        }
-        for (size_t i = 0; call.dx && i < call.count; ++i) file_.word(call.dx[i]);
-        if (!file_.end()) return false;
-        if (dc.state.textAlign & TA_UPDATECP && call.count)
-            placeText(dc, realisedFont(dc), call.at, call.text, call.count, call.dx);
-        return true;
-    });
+    return writeImage(call, rows.mask(), rest, rows.mask().colors, SRCAND) &&
+           writeImage(call, rows.picture(), rest, rows.mask().colors, SRCPAINT);
 }
 
 std::vector<uint8_t> Recorder::finish() noexcept {

@@ -49,11 +49,16 @@ private:
     // Nothing: free, or taken by what lives for one call.
     using Held = std::variant<std::monostate, Ref<Pen>, Ref<Brush>, Ref<Font>, Ref<Palette>>;
 
-    // Runs `write`, which may run out of memory or slots; the recording is lost then.
+    // What the file has no room for: the call is refused, and the recording goes on without it.
+    struct Refused {};
+    // Runs `write`, which may run out of memory; the recording is lost then.
     template <class Write> bool attempt(Write&& write) noexcept {
         if (lost_) return false;
         try {
             return write();
+        } catch (const Refused&) {
+            file_.takeBack();
+            return false;
         } catch (const std::exception&) {
             file_.takeBack();
             lost_ = true;
@@ -61,7 +66,8 @@ private:
             return false;
         }
     }
-    bool beginDrawing(DeviceContext& dc); // what was held back of the clip takes effect
+    // What was held back of the clip takes effect. False when the file can't hold it: nothing may be drawn then.
+    bool beginDrawing(DeviceContext& dc) { return (!clip_.held && !clip_.stale) || writeClip(dc); }
 
     Slot takeSlot(DeviceContext& dc);
     void freeSlot(Slot slot);
@@ -69,18 +75,26 @@ private:
     void sweep(const DeviceContext& dc);
     template <class T> bool selectObject(DeviceContext& dc, T& object, RecordType how) noexcept;
     template <class T> Slot slotOf(DeviceContext& dc, T& object);
-    bool create(const Pen& pen);
-    bool create(const Brush& brush);
-    bool create(const Font& font);
-    bool create(const Palette& palette);
+    void create(const Pen& pen);
+    void create(const Brush& brush);
+    void create(const Font& font);
+    void create(const Palette& palette);
     bool createRegion(const Region& region);
     // Puts a region into a slot for the time of `use`, which gets the slot.
     template <class Use> bool withRegion(DeviceContext& dc, const Region& region, Use&& use);
-    void writeClip(DeviceContext& dc);
+    bool writeClip(DeviceContext& dc);
 
     bool writeImage(const ImageCall& call, const PixelReader& source, const BlitArea& from, const ColorTable& colors,
                     DWORD rop);
     bool maskedImage(const DeviceContext& dc, const ImageCall& call, const Box& part);
+    struct TextPiece {
+        POINT at;
+        size_t first, count; // of the call's characters
+        int charset;         // that has them all
+        UINT options;
+    };
+    void writeText(const TextCall& call, const TextPiece& piece);
+    bool textInPieces(DeviceContext& dc, const TextCall& call);
 
     RecordWriter file_;
     bool lost_ = false;
@@ -88,8 +102,12 @@ private:
     std::set<Slot> free_;
     std::unordered_map<const Counted*, Slot> known_;
     size_t sweepAt_ = 64; // slots in use from which the next sweep pays
-    Ref<Region> held_;    // the part of the clip that isn't recorded
-    std::vector<Ref<Region>> savedHeld_;
+    struct UnwrittenClip {
+        Ref<Region> held;   // what narrows the clip beyond what is recorded
+        bool stale = false; // what is recorded isn't the clip at all any more
+    };
+    UnwrittenClip clip_;
+    std::vector<UnwrittenClip> savedClips_;
 };
 
 } // namespace kb::gdi

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <stdexcept>
 
 namespace kb::gdi {
 
@@ -59,7 +58,7 @@ Recorder::Slot Recorder::takeSlot(DeviceContext& dc) {
         free_.erase(free_.begin());
         return slot;
     }
-    if (slots_.size() >= INT16_MAX) throw std::length_error("object slots");
+    if (slots_.size() >= INT16_MAX) throw Refused();
     slots_.emplace_back();
     return static_cast<Slot>(slots_.size() - 1);
 }
@@ -83,11 +82,13 @@ template <class T> Recorder::Slot Recorder::slotOf(DeviceContext& dc, T& object)
     return slot;
 }
 template Recorder::Slot Recorder::slotOf(DeviceContext&, Brush&);
+template Recorder::Slot Recorder::slotOf(DeviceContext&, Font&);
 
 template <class T> bool Recorder::selectObject(DeviceContext& dc, T& object, RecordType how) noexcept {
     return attempt([&] {
         if (holds(dc.state, &object) && known_.count(&object)) return true; // in force in the file too
-        return file_.record(how, {RecordWord::raw(slotOf(dc, object))});
+        file_.record(how, {RecordWord::raw(slotOf(dc, object))});
+        return true;
     });
 }
 
@@ -98,14 +99,16 @@ bool Recorder::select(DeviceContext& dc, Palette& palette) noexcept {
     return selectObject(dc, palette, RecordType::selectPalette);
 }
 
-bool Recorder::create(const Pen& pen) {
-    return file_.record(RecordType::createPenIndirect, {pen.style, pen.width, 0, lowWord(pen.color), highWord(pen.color)});
+void Recorder::create(const Pen& pen) {
+    file_.record(RecordType::createPenIndirect, {pen.style, pen.width, 0, lowWord(pen.color), highWord(pen.color)});
 }
 
-bool Recorder::create(const Brush& brush) {
-    if (!brush.pattern)
-        return file_.record(RecordType::createBrushIndirect, {static_cast<int>(brush.style), lowWord(brush.color),
-                                                              highWord(brush.color), static_cast<int64_t>(brush.hatch)});
+void Recorder::create(const Brush& brush) {
+    if (!brush.pattern) {
+        file_.record(RecordType::createBrushIndirect, {static_cast<int>(brush.style), lowWord(brush.color),
+                                                       highWord(brush.color), static_cast<int64_t>(brush.hatch)});
+        return;
+    }
     // As rows of one bit, which take the colours of the context that they are played on, or of 24.
     const PatternImage& image = *brush.pattern;
     PixelReader rows;
@@ -127,22 +130,22 @@ bool Recorder::create(const Brush& brush) {
     rows.top = bytes.data();
     file_.begin(RecordType::dibCreatePatternBrush, {image.mono ? BS_PATTERN : BS_DIBPATTERN, DIB_RGB_COLORS});
     file_.dib(rows, ColorTable::standard(1), 0, image.height);
-    return file_.end();
+    file_.end();
 }
 
-bool Recorder::create(const Font& font) {
+void Recorder::create(const Font& font) {
     const LOGFONTA& f = font.logical;
     file_.begin(RecordType::createFontIndirect, {f.lfHeight, f.lfWidth, f.lfEscapement, f.lfOrientation, f.lfWeight});
     file_.put(&f.lfItalic, 8); // to pitch and family, a byte each in this order
     static_assert(offsetof(LOGFONTA, lfPitchAndFamily) == offsetof(LOGFONTA, lfItalic) + 7);
     file_.put(f.lfFaceName, strnlen(f.lfFaceName, LF_FACESIZE - 1) + 1);
-    return file_.end();
+    file_.end();
 }
 
-bool Recorder::create(const Palette& palette) {
-    file_.begin(RecordType::createPalette, {0x300, static_cast<int64_t>(palette.entries.size())});
+void Recorder::create(const Palette& palette) {
+    file_.begin(RecordType::createPalette, {0x300, RecordWord::raw(static_cast<uint32_t>(palette.entries.size()))});
     file_.put(palette.entries.data(), palette.entries.size() * sizeof(PALETTEENTRY));
-    return file_.end();
+    file_.end();
 }
 
 // Boxes come in bands: those of one band have the same top and bottom.
@@ -170,18 +173,16 @@ bool Recorder::createRegion(const Region& region) {
         }
         file_.word(numbers);
     }
-    return file_.end();
+    file_.end();
+    return true;
 }
 
 template <class Use> bool Recorder::withRegion(DeviceContext& dc, const Region& region, Use&& use) {
     const Slot slot = takeSlot(dc);
-    if (!createRegion(region)) {
-        freeSlot(slot);
-        return false;
-    }
-    const bool used = use(slot);
-    deleteSlot(slot);
-    return used;
+    const bool created = createRegion(region);
+    if (created) use(slot);
+    created ? deleteSlot(slot) : freeSlot(slot);
+    return created;
 }
 
 bool Recorder::region(DeviceContext& dc, const RegionCall& call) {
@@ -192,23 +193,22 @@ bool Recorder::region(DeviceContext& dc, const RegionCall& call) {
         return withRegion(dc, call.region, [&](Slot slot) {
             const RecordWord r = RecordWord::raw(slot), b = RecordWord::raw(brush);
             switch (call.verb) {
-            case AreaVerb::fill: return file_.record(RecordType::fillRegion, {r, b});
-            case AreaVerb::paint: return file_.record(RecordType::paintRegion, {r});
-            case AreaVerb::invert: return file_.record(RecordType::invertRegion, {r});
-            case AreaVerb::frame: return file_.record(RecordType::frameRegion, {r, b, call.height, call.width});
+            case AreaVerb::fill: file_.record(RecordType::fillRegion, {r, b}); break;
+            case AreaVerb::paint: file_.record(RecordType::paintRegion, {r}); break;
+            case AreaVerb::invert: file_.record(RecordType::invertRegion, {r}); break;
+            case AreaVerb::frame: file_.record(RecordType::frameRegion, {r, b, call.height, call.width}); break;
             }
-            return false;
         });
     });
 }
 
 // The whole clip as one region. It mustn't stand in slot 0, because 0 in the record takes the clip away; a pen that nobody
 // selects fills that slot meanwhile.
-void Recorder::writeClip(DeviceContext& dc) {
-    held_ = {};
+bool Recorder::writeClip(DeviceContext& dc) {
     if (!dc.state.clip.bounded) {
         file_.record(RecordType::selectClipRegion, {0});
-        return;
+        clip_ = {};
+        return true;
     }
     Region whole;
     clipAsRegion(dc.state.clip, whole);
@@ -219,9 +219,10 @@ void Recorder::writeClip(DeviceContext& dc) {
         create(Pen(PS_NULL, 0, 0));
     }
     const bool written = withRegion(
-        dc, whole, [&](Slot slot) { return file_.record(RecordType::selectClipRegion, {RecordWord::raw(slot)}); });
+        dc, whole, [&](Slot slot) { file_.record(RecordType::selectClipRegion, {RecordWord::raw(slot)}); });
     if (fills) deleteSlot(0);
-    if (!written) throw std::length_error("clip region");
+    if (written) clip_ = {};
+    return written;
 }
 
 } // namespace kb::gdi
