@@ -614,21 +614,27 @@ KB_API HENHMETAFILE CopyEnhMetaFileA(HENHMETAFILE hMetafile, const char* pszFile
 /* ---- recorded and played pictures ---- */
 
 /* A context that records what is drawn as classic metafile records; pszFile must be null. Coordinates are kept as the
- * calls give them, held to 16 bits; calls that a classic metafile can't hold answer failure: polygons and texts above
- * 32,767 points or characters, characters outside windows-1252, image parts beyond 16 bits, regions of more than 32,767
- * bands, flood fills, everything that reads pixels. An image through a clip region becomes two blits, AND and OR, because
- * players scale images and not regions. It measures text with the screen's resolution; GetDeviceCaps(TECHNOLOGY) is DT_METAFILE, GetObjectType OBJ_METADC. Ended by CloseMetaFile, or
- * thrown away by DeleteDC. */
+ * calls give them, held to 16 bits. Calls that a classic metafile can't hold answer failure, and the recording goes on
+ * without them: polygons and texts above 32,767 points or characters, characters that no charset of a font has, image parts
+ * beyond 16 bits, regions of more than 32,767 bands and all that is drawn while such a one is the clip, objects beyond
+ * 32,767 at a time, flood fills, everything that reads pixels. A text with characters beyond its font's charset becomes
+ * several, each with a font of a charset that has them. An image through a clip region becomes two blits, AND and OR,
+ * because players scale images and not regions. It measures text with the screen's resolution; GetDeviceCaps(TECHNOLOGY) is
+ * DT_METAFILE, GetObjectType OBJ_METADC. Ended by CloseMetaFile, or thrown away by DeleteDC. */
 KB_API HDC CreateMetaFileA(const char* pszFile);
 /* Ends the recording and frees its context; the metafile is the caller's. Null, with the context freed, when memory
- * failed at any time. */
+ * failed at any time or the file would have become larger than 4 GiB. */
 KB_API HMETAFILE CloseMetaFile(HDC hDC);
-/* Plays all records on a context, through the context's own mapping. The context's state is as before afterwards. FALSE
- * when a broken record has ended the play; what came before it is drawn. */
+/* Plays all records on a context, through the context's own mapping. The context's state is as before afterwards, but for
+ * the last error. FALSE when the play has been ended, by a broken record, for want of memory, or because the file asks for
+ * work or memory out of all proportion to its size and the picture's (some seconds, some ten times the file): what came
+ * before is drawn. FALSE too when the destination has refused a record, as a recording may; all others are drawn then. Flood
+ * fills show on pixels only and are passed over elsewhere. */
 KB_API BOOL PlayMetaFile(HDC hDC, HMETAFILE hMetafile);
 /* Addition: plays a classic metafile so that pBox (its units: a placeable header's box, or the window that it sets; null:
  * the window that it sets first, or else the extent of what it draws) fills pTarget (logical units of the context; a
- * mirrored target mirrors). What a file does to its window moves its coordinates within that box, never the context's. */
+ * mirrored target mirrors). What a file does to its window moves its coordinates within that box, never the context's.
+ * Results as PlayMetaFile. */
 KB_API BOOL KbPlayMetaFile(HDC hDC, HMETAFILE hMetafile, const RECT* pBox, const RECT* pTarget);
 /* Addition: what the function above goes by without a box. KB_SHAPE_WINDOW: pBox receives the window that the file sets
  * first, which may be upside down. KB_SHAPE_DRAWN: it sets none; pBox receives the extent of what it draws, a unit as a
@@ -636,7 +642,8 @@ KB_API BOOL KbPlayMetaFile(HDC hDC, HMETAFILE hMetafile, const RECT* pBox, const
  * failed (last error ERROR_OUT_OF_MEMORY); pBox is left alone. */
 enum { KB_SHAPE_NONE = 0, KB_SHAPE_WINDOW = 1, KB_SHAPE_DRAWN = 2 };
 KB_API int KbMeasureMetaFile(HMETAFILE hMetafile, RECT* pBox);
-/* Plays an enhanced metafile so that its frame fills pRect, logical units of the context, right and bottom excluded. */
+/* Plays an enhanced metafile so that its frame fills pRect, logical units of the context, right and bottom excluded. Results
+ * as PlayMetaFile. */
 KB_API BOOL PlayEnhMetaFile(HDC hDC, HENHMETAFILE hMetafile, const RECT* pRect);
 
 /* Addition: a context that draws on the pages of a PDF document. Units are pixels of the page's resolution. The bytes go
@@ -651,8 +658,9 @@ KB_API HDC KbCreatePdfDC(KbWriteProc write, void* pContext);
  * inches a side; ends the one before. The context's state is as new. FALSE out of range or after a failed write. Until the
  * first page all drawing fails. */
 KB_API BOOL KbStartPdfPage(HDC hDC, int width, int height, int dpiX, int dpiY);
-/* Writes what is left and frees the context; FALSE when any byte could not be written, or when no page was begun and so
- * nothing was. DeleteDC throws it away: nothing more is written. */
+/* Writes what is left and frees the context; FALSE when any byte could not be written, when anything that was drawn is
+ * missing for want of memory, or when no page was begun and so nothing was written. DeleteDC throws it away: nothing more is
+ * written. */
 KB_API BOOL KbClosePdfDC(HDC hDC);
 
 #ifdef __cplusplus

@@ -1,14 +1,46 @@
 // Metafiles as images: pictures without pixels of their own, drawn on white at 24 bits at the resolution that the process has
 // chosen, or at the screen's when it has chosen none.
+#include "platform/handle_table.h"
 #include "rasterio/image_io.h"
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 namespace kb {
 namespace {
 
 constexpr int screenResolution = 96;
 constexpr double hundredthsPerInch = 2540;
+
+// Some enhanced metafiles tell no frame. They are shown by the pixels of the recording machine that they have drawn on.
+struct MetafileSize {
+    int32_t width, height; // 1/100 millimetre; 0: nothing is drawn
+};
+MetafileSize sizeOf(const KernelMetafile& m) {
+    if (!m.bEnhanced || (m.nWidth && m.nHeight)) return {m.nWidth, m.nHeight};
+    struct Header { // MS-EMF: record, size, bounds, frame ... pixels and millimetres of the machine
+        uint32_t type, size;
+        RECT bounds, frame;
+        uint32_t others[8];
+        SIZE pixels, millimetres;
+    } header;
+    static_assert(sizeof header == 88);
+    const auto handle = toHandle<HENHMETAFILE>(m.nHandle);
+    std::vector<uint8_t> bits(GetEnhMetaFileBits(handle, 0, nullptr));
+    if (bits.size() < sizeof header || !GetEnhMetaFileBits(handle, static_cast<UINT>(bits.size()), bits.data()))
+        return {0, 0};
+    std::memcpy(&header, bits.data(), sizeof header);
+    const auto length = [](int32_t first, int32_t last, int32_t pixels, int32_t millimetres) {
+        const double perPixel =
+            pixels > 0 && millimetres > 0 ? 100.0 * millimetres / pixels : hundredthsPerInch / screenResolution;
+        const double value = (static_cast<double>(last) - first + 1) * perPixel + 0.5;
+        return value >= 1 ? static_cast<int32_t>(std::min(value, 2147483647.0)) : 0;
+    };
+    const RECT& b = header.bounds;
+    return {length(b.left, b.right, header.pixels.cx, header.millimetres.cx),
+            length(b.top, b.bottom, header.pixels.cy, header.millimetres.cy)};
+}
 
 class LoadedMetafile {
 public:
@@ -50,8 +82,9 @@ int loadMetafileImage(ByteView data, const LoadLimits& limits, KernelBitmap* b, 
         const double pixels = hundredths * static_cast<double>(resolution) / hundredthsPerInch + 0.5;
         return static_cast<uint64_t>(std::max(pixels, 1.0));
     };
-    if (!m.nWidth || !m.nHeight) return ERROR_FILE_READ;
-    const uint64_t width = side(m.nWidth), height = side(m.nHeight);
+    const MetafileSize size = sizeOf(m);
+    if (!size.width || !size.height) return ERROR_FILE_READ;
+    const uint64_t width = side(size.width), height = side(size.height);
     if (const int result = checkSize(width, height, limits); result != SUCCESS) return result;
     *info = {.nFormat = m.bEnhanced ? KB_FORMAT_EMF : KB_FORMAT_WMF,
              .nWidth = static_cast<int32_t>(width),

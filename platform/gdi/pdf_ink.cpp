@@ -269,12 +269,12 @@ bool PdfPage::image(DeviceContext& dc, const ImageCall& call) {
     const BlitArea& from = call.from;
     Placement place{};
     place.part = intersect(boxOf(from), {0, 0, source.width, source.height});
-    if (place.part.empty()) return true;
+    if (place.part.empty()) return done();
     const Mapping& map = dc.state.map;
     const int64_t left = map.deviceX(call.to.x), top = map.deviceY(call.to.y);
     const int64_t width = call.stretched ? map.deviceX(call.to.x + call.to.width) - left : call.to.width;
     const int64_t height = call.stretched ? map.deviceY(call.to.y + call.to.height) - top : call.to.height;
-    if (!width || !height) return true;
+    if (!width || !height) return done();
     place.scaleX = static_cast<double>(width) / static_cast<double>(from.width);
     place.scaleY = static_cast<double>(height) / static_cast<double>(from.height);
     place.originX = static_cast<double>(left) - static_cast<double>(from.x) * place.scaleX;

@@ -35,6 +35,10 @@ cairo_status_t PdfPage::writeBytes(void* page, const unsigned char* bytes, unsig
 
 void PdfPage::endPage() {
     if (!cairo_) return;
+    lost_ = lost_ || drawing_;
+    drawing_ = false;
+    // An error of one call lasts, and nothing is drawn after it.
+    if (cairo_status(cairo_) != CAIRO_STATUS_SUCCESS) failed_ = true;
     cairo_destroy(cairo_);
     cairo_ = nullptr;
     cairo_surface_show_page(surface_);
@@ -80,7 +84,7 @@ bool PdfPage::finish() {
     faces_.clear();
     if (!hadPage) return false;
     cairo_surface_finish(surface_);
-    const bool whole = !broken();
+    const bool whole = !broken() && !lost_;
     cairo_surface_destroy(surface_);
     surface_ = nullptr;
     return whole;
@@ -88,6 +92,8 @@ bool PdfPage::finish() {
 
 bool PdfPage::begin(const DeviceContext& dc) {
     if (!cairo_ || broken()) return false;
+    lost_ = lost_ || drawing_;
+    drawing_ = true;
     applyClip(dc.state.clip);
     return true;
 }
@@ -280,7 +286,7 @@ bool PdfPage::shape(DeviceContext& dc, const ShapeCall& call) {
     Box b = deviceBox(dc, call.box.left, call.box.top, call.box.right, call.box.bottom);
     if (bare && !b.empty()) b = {b.left, b.top, b.right - 1, b.bottom - 1};
     b = insideFrame(pen, b);
-    if (b.empty()) return true;
+    if (b.empty()) return done();
     const double shift = penShift(pen);
     const Brush* brush = dc.state.brush.get();
     const Axes axes(b);

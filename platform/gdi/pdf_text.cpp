@@ -12,7 +12,8 @@ namespace kb::gdi {
 namespace {
 
 size_t putUtf8(char32_t c, char* out) {
-    if (c >= 0xD800 && c < 0xE000) c = 0xFFFD; // half of a pair: the page's library takes no such text
+    // Halves of pairs, and what will never be a character: the page's library takes no such text.
+    if ((c >= 0xD800 && c < 0xE000) || (c >= 0xFDD0 && c <= 0xFDEF) || (c & 0xFFFE) == 0xFFFE) c = 0xFFFD;
     if (c < 0x80) return out[0] = static_cast<char>(c), 1;
     const int more = c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
     constexpr uint8_t lead[] = {0, 0xC0, 0xE0, 0xF0};
@@ -90,7 +91,7 @@ bool PdfPage::text(DeviceContext& dc, const TextCall& call) {
     if (!call.count) return done();
     RealisedFont& font = realisedFont(dc);
     const TextLine line = placeText(dc, font, call.at, call.text, call.count, call.dx);
-    if (!path_.holds({line.x, line.y})) return true; // nothing of it can be seen
+    if (!path_.holds({line.x, line.y})) return done(); // nothing of it can be seen
     const TEXTMETRICA& metrics = font.metrics();
     const auto width = static_cast<double>(line.width);
     const auto block = [&](double v0, double v1, COLORREF color) {

@@ -93,8 +93,6 @@ RECT seenOf(HDC hDC) {
 
 namespace {
 
-bool hasPixels(HDC hDC) { return GetDeviceCaps(hDC, TECHNOLOGY) == DT_RASDISPLAY; }
-
 double pixelsOf(HDC hDC) {
     constexpr double recorded = 1 << 20; // as if it were a screen
     if (GetDeviceCaps(hDC, TECHNOLOGY) == DT_METAFILE) return recorded;
@@ -108,7 +106,8 @@ double pixelsOf(HDC hDC) {
 
 Playback::Playback(HDC hDC, const Affine& placement, bool mirrored, size_t bytes)
     : budget(bytes, pixelsOf(hDC)), hDC_(hDC), placement_(placement), device_(pageOf(hDC).map()), mirrored_(mirrored),
-      raster_(hasPixels(hDC)), seen_(seenOf(hDC)), applied_(std::make_unique<Applied>()) {
+      raster_(GetDeviceCaps(hDC, TECHNOLOGY) == DT_RASDISPLAY), recording_(GetDeviceCaps(hDC, TECHNOLOGY) == DT_METAFILE),
+      seen_(seenOf(hDC)), applied_(std::make_unique<Applied>()) {
     applied_->ownPen = GetCurrentObject(hDC, OBJ_PEN);
     applied_->ownBrush = GetCurrentObject(hDC, OBJ_BRUSH);
     applied_->ownFont = GetCurrentObject(hDC, OBJ_FONT);

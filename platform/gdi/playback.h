@@ -339,7 +339,8 @@ private:
 
     HDC hDC_;
     Affine placement_, device_, map_; // device_: destination units to its pixels
-    bool mirrored_, usable_ = true, raster_, refused_ = false;
+    bool mirrored_, usable_ = true, refused_ = false;
+    bool raster_, recording_; // the destination has pixels; is a recording
     int level_ = 0;
     std::vector<PlayState> saved_;
     FlatPath path_, shape_;

@@ -104,7 +104,15 @@ void Playback::fillFigures(const FlatPath& path, int fillMode) {
         SetPolyFillMode(hDC_, fillMode);
         applied_->polyFillMode = fillMode;
     }
-    drew(PolyPolygon(hDC_, points_.data(), counts_.data(), static_cast<int>(counts_.size())));
+    // Pieces of an outline that a recording can't hold in one record; elsewhere they stay together for the raster operation.
+    constexpr size_t mostRecorded = INT16_MAX;
+    const size_t most = recording_ && fillMode == WINDING ? mostRecorded : counts_.size();
+    const POINT* points = points_.data();
+    for (size_t first = 0; first < counts_.size(); first += most) {
+        const size_t n = std::min(most, counts_.size() - first);
+        drew(PolyPolygon(hDC_, points, counts_.data() + first, static_cast<int>(n)));
+        for (size_t i = first; i < first + n; ++i) points += counts_[i];
+    }
 }
 
 void Playback::drawPath(const FlatPath& path, bool fill, bool stroke) {

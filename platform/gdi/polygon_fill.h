@@ -94,12 +94,20 @@ private:
 
     void addEdge(POINT a, POINT b);
     void sortEdges();
+    // From row to row few edges change places; where many begin at a time, or cross, moving them one by one would cost the
+    // square of their number.
     void sortActive() {
+        size_t left = active_.size() * 16 + 64;
         for (size_t i = 1; i < active_.size(); ++i) {
             Edge* const e = active_[i];
             size_t k = i;
             for (; k > 0 && e->x < active_[k - 1]->x; --k) active_[k] = active_[k - 1];
             active_[k] = e;
+            if (i - k > left) {
+                std::sort(active_.begin(), active_.end(), [](const Edge* a, const Edge* b) { return a->x < b->x; });
+                return;
+            }
+            left -= i - k;
         }
     }
 

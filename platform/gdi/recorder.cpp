@@ -167,7 +167,9 @@ bool Recorder::shape(DeviceContext& dc, const ShapeCall& call) {
         if (!beginDrawing(dc)) return false;
         const RECT& r = call.box;
         const POINT a = call.first, b = call.second;
-        const auto arc = [&](RecordType type) { file_.record(type, {b.y, b.x, a.y, a.x, r.bottom, r.right, r.top, r.left}); };
+        const auto arc = [&](RecordType type) {
+            file_.record(type, {b.y, b.x, a.y, a.x, r.bottom, r.right, r.top, r.left});
+        };
         switch (call.form) {
         case ShapeForm::rectangle: file_.record(RecordType::rectangle, {r.bottom, r.right, r.top, r.left}); break;
         case ShapeForm::ellipse: file_.record(RecordType::ellipse, {r.bottom, r.right, r.top, r.left}); break;
@@ -255,7 +257,8 @@ bool Recorder::image(DeviceContext& dc, const ImageCall& call) {
         const PixelReader& source = call.source;
         const Box part = intersect(boxOf(call.from), {0, 0, source.width, source.height});
         if (part.empty() || !call.to.width || !call.to.height) return true;
-        if (clip_.held && !clip_.stale && call.stretched && call.rop >> 16 == SRCCOPY >> 16) return maskedImage(dc, call, part);
+        if (clip_.held && !clip_.stale && call.stretched && call.rop >> 16 == SRCCOPY >> 16)
+            return maskedImage(dc, call, part);
         if (!beginDrawing(dc)) return false;
         ColorTable colors = source.colors;
         if (source.mono) {

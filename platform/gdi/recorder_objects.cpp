@@ -218,8 +218,8 @@ bool Recorder::writeClip(DeviceContext& dc) {
         takeSlot(dc);
         create(Pen(PS_NULL, 0, 0));
     }
-    const bool written = withRegion(
-        dc, whole, [&](Slot slot) { file_.record(RecordType::selectClipRegion, {RecordWord::raw(slot)}); });
+    const bool written =
+        withRegion(dc, whole, [&](Slot slot) { file_.record(RecordType::selectClipRegion, {RecordWord::raw(slot)}); });
     if (fills) deleteSlot(0);
     if (written) clip_ = {};
     return written;
