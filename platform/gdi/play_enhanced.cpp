@@ -127,6 +127,7 @@ KB_API BOOL PlayEnhMetaFile(HDC hDC, HENHMETAFILE hMetafile, const RECT* pRect) 
                              (static_cast<double>(map.viewportExtent.cy) / map.windowExtent.cy < 0);
         EnhancedPlayer player(hDC, placement, (placement.determinant() < 0) != flipped, bytes.size());
         for (const unsigned stock : {BLACK_PEN, WHITE_BRUSH, SYSTEM_FONT}) player.out.selectStock(stock);
+        player.out.setMiddle(frame.left + frame.width / 2);
         player.pixelsPerMmX = frame.pixelsPerMmX;
         player.pixelsPerMmY = frame.pixelsPerMmY;
         return player.play(bytes.data(), bytes.size());

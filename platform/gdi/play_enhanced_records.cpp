@@ -411,6 +411,11 @@ constexpr EnhancedRow rows[] = {
     {97, 40, [](P& p, const R& r) { return enhancedPolyText(p, r, true); }},
     {108, 36, enhancedSmallText},
     {114, 108, enhancedAlphaBlend},
+    {115, 12,
+     [](P& p, const R& r) {
+         p.out.state.rightToLeft = r.dword(8) & 1;
+         return p.out.mapChanged(), true;
+     }},
     {116, 108, enhancedTransparentBlt},
     {118, 36, enhancedGradient},
     {120, 16,

@@ -105,7 +105,7 @@ double pixelsOf(HDC hDC) {
 } // namespace
 
 Playback::Playback(HDC hDC, const Affine& placement, bool mirrored, size_t bytes)
-    : budget(bytes, pixelsOf(hDC)), hDC_(hDC), placement_(placement), device_(pageOf(hDC).map()), mirrored_(mirrored),
+    : budget(bytes, pixelsOf(hDC)), hDC_(hDC), plain_(placement), device_(pageOf(hDC).map()), plainMirrored_(mirrored),
       raster_(GetDeviceCaps(hDC, TECHNOLOGY) == DT_RASDISPLAY), recording_(GetDeviceCaps(hDC, TECHNOLOGY) == DT_METAFILE),
       seen_(seenOf(hDC)), applied_(std::make_unique<Applied>()) {
     applied_->ownPen = GetCurrentObject(hDC, OBJ_PEN);
@@ -150,6 +150,8 @@ void Playback::drew(bool answer) {
 }
 
 void Playback::mapChanged() {
+    placement_ = state.rightToLeft ? Affine{-1, 0, 0, 1, 2 * middle_, 0}.then(plain_) : plain_;
+    mirrored_ = plainMirrored_ != state.rightToLeft;
     map_ = state.world.then(state.page.map()).then(placement_);
     usable_ = map_.usable();
 }

@@ -135,6 +135,7 @@ struct PlayState {
     double charExtra = 0, breakExtra = 0;
     int breakCount = 0;
     bool clockwise = false;
+    bool rightToLeft = false; // the picture is mirrored, its letters aren't
     double miterLimit = 10;
     FPoint position{0, 0}; // logical
     FPoint brushOrigin{0, 0};
@@ -180,7 +181,9 @@ public:
         bool empty() const { return !(left < right && top < bottom); }
     } bounds;
 
-    // To be called after the page mapping or the world transform has changed.
+    // Where a picture is mirrored that runs from right to left, in picture units.
+    void setMiddle(double x) { middle_ = x; }
+    // To be called after the page mapping, the world transform or the direction has changed.
     void mapChanged();
     const Affine& map() const { return map_; }
     const Affine& placement() const { return placement_; }
@@ -338,8 +341,10 @@ private:
     void putPixels(const PixelGrid& grid, const BITMAPINFO* info, const void* bits, DWORD rop);
 
     HDC hDC_;
-    Affine placement_, device_, map_; // device_: destination units to its pixels
-    bool mirrored_, usable_ = true, refused_ = false;
+    Affine plain_, placement_, device_,
+        map_; // plain_: the placement without mirroring; device_: to the destination's pixels
+    double middle_ = 0;
+    bool plainMirrored_, mirrored_ = false, usable_ = true, refused_ = false;
     bool raster_, recording_; // the destination has pixels; is a recording
     int level_ = 0;
     std::vector<PlayState> saved_;
