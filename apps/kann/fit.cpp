@@ -20,28 +20,37 @@ Resolution seenAs(int perspective, double across, double down) {
     return isSideways(perspective) ? Resolution{down, across} : Resolution{across, down};
 }
 
-// Marks of other tools count in pixels of their image. The container that reading puts around them ends on the last pixel, or
-// far out where the image wasn't known: on an image it is that image.
-void spanImage(const Tree& tree, AnnRect& rect, int width, int height, const std::string& name) {
+// Marks of other tools count in pixels of their image. The container that reading puts around them ends on the last pixel of
+// the image as stored, which stands across one that is viewed sideways; a side that wasn't known or is too long ends far out.
+bool countsInPixels(const AnnRect& rect, int width, int height) {
     constexpr double unknownEnd = 31999;
-    if (rect.left != 0 || rect.top != 0) return;
-    const bool unknown = rect.right == unknownEnd && rect.bottom == unknownEnd;
-    if (!unknown && (rect.right != width - 1 || rect.bottom != height - 1)) return;
-    rect = {0, 0, static_cast<double>(width), static_cast<double>(height)};
-    check(K_AnnSetRect(tree.get(), &rect), name);
+    const auto endsWith = [](double end, int pixels) { return end == pixels - 1 || end == unknownEnd; };
+    return rect.left == 0 && rect.top == 0 &&
+           ((endsWith(rect.right, width) && endsWith(rect.bottom, height)) ||
+            (endsWith(rect.right, height) && endsWith(rect.bottom, width)));
 }
 
 } // namespace
 
-Fit fitTree(const Tree& tree, int width, int height, double scale, const std::string& name) {
+Fit fitRoot(HANNOBJECT root, int width, int height, const std::string& name, double scale) {
     AnnRect rect{};
-    check(K_AnnGetRect(tree.get(), &rect, nullptr), name);
-    spanImage(tree, rect, width, height, name);
+    check(K_AnnGetRect(root, &rect, nullptr), name);
+    if (countsInPixels(rect, width, height)) return {};
     const auto side = [scale](double length, int pixels) {
         const double factor = pixels / length;
         return std::isfinite(factor) && factor > 0 ? factor : scale;
     };
     return {side(rect.right - rect.left, width), side(rect.bottom - rect.top, height), rect.left, rect.top};
+}
+
+Fit fitTree(const Tree& tree, int width, int height, double scale, const std::string& name) {
+    AnnRect rect{};
+    check(K_AnnGetRect(tree.get(), &rect, nullptr), name);
+    if (countsInPixels(rect, width, height)) {
+        rect = {0, 0, static_cast<double>(width), static_cast<double>(height)};
+        check(K_AnnSetRect(tree.get(), &rect), name);
+    }
+    return fitRoot(tree.get(), width, height, name, scale);
 }
 
 void placeRoot(const Tree& tree, const Fit& fit, int x, int y, const std::string& name) {

@@ -3,6 +3,7 @@
 #include "apps/kann/masking.h"
 
 #include "apps/kann/failure.h"
+#include "apps/kann/fit.h"
 #include "apps/kann/regions.h"
 
 #include <algorithm>
@@ -32,7 +33,8 @@ int showName(HANNOBJECT object, BOOL show) {
 } // namespace
 
 LaidTree::LaidTree(const Tree& tree, SIZE page, std::string name) : root_(tree.get()), page_(page), name_(std::move(name)) {
-    const RootFit fit = fitRoot(root_, page.cx, page.cy, name_);
+    check(K_AnnGetRect(root_, &rect_, nullptr), name_);
+    const Fit fit = fitTree(tree, page.cx, page.cy, 1, name_);
     check(K_AnnSetScalarX(root_, fit.scaleX, quietly), name_);
     check(K_AnnSetScalarY(root_, fit.scaleY, quietly), name_);
     check(K_AnnSetOffsetX(root_, -fit.left, quietly), name_);
@@ -48,6 +50,9 @@ LaidTree::LaidTree(const Tree& tree, SIZE page, std::string name) : root_(tree.g
 
 LaidTree::~LaidTree() {
     for (const HANNOBJECT object : named_) showName(object, TRUE);
+    AnnRect rect{};
+    const bool known = K_AnnGetRect(root_, &rect, nullptr) == SUCCESS;
+    if (known && (rect.right != rect_.right || rect.bottom != rect_.bottom)) K_AnnSetRect(root_, &rect_);
     K_AnnSetScalarX(root_, 1, quietly);
     K_AnnSetScalarY(root_, 1, quietly);
     K_AnnSetOffsetX(root_, 0, quietly);

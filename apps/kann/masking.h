@@ -34,6 +34,7 @@ public:
 private:
     HANNOBJECT root_;
     SIZE page_;
+    AnnRect rect_{}; // of the root; one around marks that count in pixels is as large as the page while this lives
     std::string name_;
     std::vector<HANNOBJECT> named_; // whose names were shown
 };

@@ -5,6 +5,7 @@
 #include "apps/kann/regions.h"
 
 #include "apps/kann/failure.h"
+#include "apps/kann/fit.h"
 #include "apps/kann/stored_forms.h"
 
 #include <nlohmann/json.hpp>
@@ -202,23 +203,12 @@ bool looksLikeJson(const Bytes& bytes) {
 
 } // namespace
 
-RootFit fitRoot(HANNOBJECT root, int width, int height, const std::string& file) {
-    constexpr double anySize = 31999;
-    const AnnRect rect = rectOf(root, file);
-    if (rect.left == 0 && rect.top == 0 && rect.right == anySize && rect.bottom == anySize) return {};
-    const auto side = [](int pixels, double length) {
-        const double factor = pixels / length;
-        return std::isfinite(factor) && factor > 0 ? factor : 1.0;
-    };
-    return {side(width, rect.right - rect.left), side(height, rect.bottom - rect.top), rect.left, rect.top};
-}
-
 RECT pixelsOf(HANNOBJECT object, SIZE page, const std::string& file) {
     HANNOBJECT root = nullptr;
     const Interval x = boundsAlong(object, across, &root, file), y = boundsAlong(object, down, &root, file);
     if (!std::isfinite(x.low + x.high) || !std::isfinite(y.low + y.high))
         throw failure(file, ERROR_INV_PARAMETER, "a redaction has no finite place");
-    const RootFit fit = fitRoot(root, page.cx, page.cy, file);
+    const Fit fit = fitRoot(root, page.cx, page.cy, file);
     return {outward((x.low - fit.left) * fit.scaleX, std::floor), outward((y.low - fit.top) * fit.scaleY, std::floor),
             outward((x.high - fit.left) * fit.scaleX - pixelNoise, std::ceil),
             outward((y.high - fit.top) * fit.scaleY - pixelNoise, std::ceil)};

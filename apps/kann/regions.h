@@ -41,12 +41,6 @@ struct FoundRegions {
 // aren't there, of another size, or without a finite place.
 FoundRegions findRegions(const WholeImage& image, const RegionSources& sources, JobLog& log);
 
-// How a tree's root comes onto a page of that size: scale, and the root's corner. One that says "as large as the image" keeps
-// its scale.
-struct RootFit {
-    double scaleX = 1, scaleY = 1, left = 0, top = 0;
-};
-RootFit fitRoot(HANNOBJECT root, int width, int height, const std::string& file);
 // The pixels of a page that an object touches, not cut to it. Throws Failure for an object without a finite place.
 RECT pixelsOf(HANNOBJECT object, SIZE page, const std::string& file);
 // The object and all that it lies in are visible.

@@ -1,6 +1,7 @@
 // Marks of other tools on the command line: into and out of tags, from and into the other forms, on the image, and files that
 // they name.
 #include "tests/apps/kann_process.h"
+#include "tests/persist/wang_bytes.h"
 
 #include <algorithm>
 
@@ -89,6 +90,63 @@ TEST_F(KannMarksTest, LooseMarksLieOnTheImagesPixels) {
     done({"burn", "tagged.tif", "-o", "burned.tif"});
     EXPECT_EQ(pixels("burned.tif"), pixels("tagged.png"));
     EXPECT_NE(done({"hit", "tagged.tif", "50", "30"}).find("RECT"), std::string::npos);
+}
+
+// Of images that stand sideways and of those with a side beyond what marks know, too: what is drawn and what is covered for good
+// are the pixels that the mark tells.
+TEST_F(KannMarksTest, MarksLieOnTheirPixelsWhateverTheImage) {
+    const struct {
+        const char* name;
+        int width, height, perspective; // as stored
+        RECT mark;
+    } rows[] = {
+        {"upright", 200, 40, KB_VIEW_TOP_LEFT, {100, 10, 150, 30}},
+        {"upside down", 200, 40, KB_VIEW_BOTTOM_RIGHT, {100, 10, 150, 30}},
+        {"on its right side", 40, 200, KB_VIEW_RIGHT_TOP, {100, 10, 150, 30}},
+        {"on its left side", 40, 200, KB_VIEW_LEFT_BOTTOM, {100, 10, 150, 30}},
+        {"to the last pixel", 40, 200, KB_VIEW_LEFT_TOP, {0, 0, 200, 40}},
+        {"very wide", 40'000, 40, KB_VIEW_TOP_LEFT, {20'000, 10, 21'000, 30}},
+        {"very high, on its side", 40, 40'000, KB_VIEW_RIGHT_TOP, {20'000, 10, 21'000, 30}},
+        {"very wide, to the last pixel", 40'000, 40, KB_VIEW_TOP_LEFT, {39'000, 10, 40'000, 40}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        saveBitmap(path("page.tif"), row.width, row.height, 24, KB_FORMAT_TIFF, [&](KernelBitmap& bitmap) {
+            bitmap.ViewPerspective = row.perspective;
+            for (int y = 0; y < row.height; ++y)
+                std::fill_n(K_WritableBitmapRow(&bitmap, y), 3 * row.width, std::uint8_t{0xFF});
+        });
+        kbann::test::MarkBytes redaction(true);
+        redaction.mark({.uType = 6,
+                        .left = row.mark.left,
+                        .top = row.mark.top,
+                        .right = row.mark.right,
+                        .bottom = row.mark.bottom,
+                        .color1 = 0});
+        write("rect.tag", redaction.data);
+        write("redaction.tag", redaction.block("KiteDat", "BEGINOBJECT\r\n13\r\nENDOBJECT\r\n").data);
+        done({"attach", "page.tif", "rect.tag", "-o", "rect.tif"});
+        done({"render", "rect.tif", "-o", "drawn.png"});
+        done({"attach", "page.tif", "redaction.tag", "-o", "redaction.tif"});
+        done({"redact", "redaction.tif", "-o", "covered.tif"});
+        done({"mask", "page.tif", "redaction.tif", "-o", "masked.tif", "--store", "masked.kba"});
+        const int across = std::max(row.width, row.height);
+        const auto within = [&row](int x, int y, int by) {
+            return x >= row.mark.left - by && x < row.mark.right + by && y >= row.mark.top - by && y < row.mark.bottom + by;
+        };
+        // A rectangle's line stands on its edges.
+        for (const auto& [file, edge] : {std::pair{"drawn.png", 2}, {"covered.tif", 0}, {"masked.tif", 0}}) {
+            const auto found = pixels(file);
+            ASSERT_EQ(found.size(), std::size_t(row.width) * std::size_t(row.height) * 3);
+            int wrong = 0;
+            for (std::size_t i = 0; i < found.size(); i += 3) {
+                const int x = static_cast<int>(i) / 3 % across, y = static_cast<int>(i) / 3 / across;
+                if (within(x, y, -edge)) wrong += found[i] != 0;
+                if (!within(x, y, edge)) wrong += found[i] != 0xFF;
+            }
+            EXPECT_EQ(wrong, 0) << file;
+        }
+    }
 }
 
 TEST_F(KannMarksTest, NothingThatCouldBeAMark) {
