@@ -103,7 +103,10 @@ int resizeRoom(AnnStream& stream, uint64_t tail, uint64_t dataEnd, uint64_t size
         return ERROR_FILE_WRITE;
     }
     const auto delta = static_cast<int64_t>(size - old);
-    if (const int code = annMoveBlock(stream, tail, dataEnd - tail, delta); code != SUCCESS) return code;
+    if (const int code = annMoveBlock(stream, tail, dataEnd - tail, delta); code != SUCCESS) {
+        if (code == ERROR_FAILURE) cutAt(stream, std::min(dataEnd, newEnd)); // nothing has moved
+        return code;
+    }
     return cutAt(stream, newEnd) ? SUCCESS : ERROR_FILE_WRITE;
 }
 

@@ -24,8 +24,8 @@ int annFindTextPage(AnnStream& stream, int32_t page, TextPage& found);
 
 enum class RoomMode : uint8_t { insert, replace, remove };
 // Makes room for `size` bytes before a page or in its place (no such page: behind the last), or takes a page out. `found`
-// tells where it stands. room: where the bytes go. The room is really written before anything moves: without place for it the data is as it was.
-// The stream is cut behind its new end; its position stays.
+// tells where it stands. room: where the bytes go. The room is really written before anything moves: without place for it
+// the data is as it was. The stream is cut behind its new end; its position stays.
 int annMakeTextRoom(AnnStream& stream, RoomMode mode, const TextPage& found, uint64_t size, uint64_t& room);
 
 // Moves bytes within the stream by `delta`. ERROR_FAILURE when there is no memory for a buffer.

@@ -1,5 +1,4 @@
-// What a stream holds: its form, told by the first bytes, and its version and pages. All forms are known here, also those
-// that can't be read or written yet.
+// What a stream holds: its form, told by the first bytes, and its version and pages.
 #pragma once
 
 #include "kbann/types.h"

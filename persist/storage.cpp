@@ -127,7 +127,6 @@ bool isInfoRequest(const AnnFileInfoRecord* pInfo) {
 
 int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat, const WriteFilter& filter,
                     const KernelSaveOptions* pOptions) {
-    if (uFormat != ANN_FMT_NATIVE && uFormat != ANN_FMT_ENCODED) return ERROR_FEATURE_NOT_SUPPORTED;
     const uint32_t flags = pOptions ? pOptions->uFlags : 0;
     if (flags && flags != SAVE_REPLACEPAGE && flags != SAVE_INSERTPAGE) return ERROR_INV_PARAMETER;
 
@@ -147,10 +146,9 @@ int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat
     if (info.nFormat != uFormat) return ERROR_INV_PARAMETER;
     if (page == -1) page = pages + 1;
     const bool adds = insert || page > pages;
-    // In the coded form a page that is replaced stays in the data until links lead to the new one; without links it can't.
-    const bool onlyPage = !adds && pages == 1;
-    if (onlyPage && (!coded || info.nVersion == versionOnePage)) return writeWhole(stream, object, filter);
     if (!coded) return annWriteTextPage(stream, object, filter, insert ? RoomMode::insert : RoomMode::replace, found);
+    // A page that is replaced stays in the data until links lead to the new one; without links it can't.
+    if (!adds && info.nVersion == versionOnePage) return writeWhole(stream, object, filter);
     if (info.nVersion == versionOnePage) {
         if (const int code = annMakeCodedPaged(stream); code != SUCCESS) return code;
     }

@@ -28,7 +28,7 @@ int annLoadFile(const char* pszFile, HANNOBJECT* phObject, const KernelLoadOptio
 int annLoadOffset(int file, int32_t nOffset, uint32_t uLength, HANNOBJECT* phObject, const KernelLoadOptions* pOptions);
 int annLoadMemory(const void* pData, uint32_t uSize, HANNOBJECT* phObject, const KernelLoadOptions* pOptions);
 
-// Writes a tree in one of the stream forms, by the flags and the page of the options.
+// Writes a tree in one of the two paged forms, by the flags and the page of the options.
 int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat, const WriteFilter& filter,
                     const KernelSaveOptions* pOptions);
 // Reads a page (null options: 1). *phObject receives the tree on success and is left alone else; null when there are marks of

@@ -15,11 +15,10 @@
  * that is in it.
  *
  * Errors of all saves: ERROR_INV_PARAMETER (bad handle, form or flags; the stream holds another form),
- * ERROR_PAGE_NOT_FOUND, ERROR_FILE_SEEK, ERROR_FILE_READ, ERROR_FILE_WRITE, ERROR_NO_MEMORY,
- * ERROR_FEATURE_NOT_SUPPORTED (a form that this version doesn't write or read yet). What is saved stays as it was in
- * every case.
+ * ERROR_PAGE_NOT_FOUND, ERROR_FILE_SEEK, ERROR_FILE_READ, ERROR_FILE_WRITE, ERROR_NO_MEMORY.
+ * What is saved stays as it was in every case.
  * Errors of all loads: ERROR_INV_PARAMETER, ERROR_FILE_SEEK, ERROR_FILE_READ (short or broken data), ERROR_FILE_FORMAT,
- * ERROR_PAGE_NOT_FOUND, ERROR_NO_MEMORY, ERROR_FEATURE_NOT_SUPPORTED. A failed load leaves *phObject as it was.
+ * ERROR_PAGE_NOT_FOUND, ERROR_NO_MEMORY. A failed load leaves *phObject as it was.
  * A loaded tree is a new root container without a window, the caller's. Null load options mean page 1; page 0 counts
  * as 1. */
 #ifndef KBANN_STORAGE_H

@@ -174,33 +174,49 @@ TEST(TextPages, AStrayLineHidesNoPage) {
 }
 
 TEST(TextPages, AFailedWriteIsToldAndLeavesTheDataUntilItMoves) {
-    TextStream original;
-    for (const char tag : {'a', 'b'}) ASSERT_EQ(savePage(original.stream, *taggedPage(tag, 60).root, insert, -1), SUCCESS);
-    const std::string whole = original.text();
-    const StoredTree page = taggedPage('c', 20);
-    const size_t pageBytes = saved(page.root).size() - 12;
-    const int roomWrites = static_cast<int>((pageBytes + 1023) / 1024);
-    int writes = 0;
-    for (;; ++writes) {
-        ASSERT_LT(writes, 10'000);
-        TextStream copy(whole);
-        FailingStream failing(copy.stream, writes);
-        const PageOptions options(insert, 2);
-        const int code = annSaveToStream(failing, *page.root, ANN_FMT_NATIVE, {}, &options.options);
-        const std::string after(static_cast<const char*>(failing.pBlock), failing.uEnd);
-        if (code == SUCCESS) {
-            EXPECT_EQ(pagesOf(failing), "acb");
-        } else {
-            EXPECT_EQ(code, ERROR_FILE_WRITE);
-            if (writes < roomWrites) {
-                EXPECT_EQ(after, whole) << "no room: nothing has moved, and the end is where it was";
+    TextStream one, two;
+    ASSERT_EQ(savePage(one.stream, *taggedPage('a', 60).root, insert, -1), SUCCESS);
+    for (const char tag : {'a', 'b'}) ASSERT_EQ(savePage(two.stream, *taggedPage(tag, 60).root, insert, -1), SUCCESS);
+    const size_t oldBytes = one.text().size() - 12;
+    const struct {
+        const char* name;
+        std::string data;
+        uint32_t flags;
+        int32_t page;
+        int rectangles;
+        const char* after;
+    } rows[] = {{"insert between", two.text(), insert, 2, 20, "acb"},
+                {"replace by more", two.text(), replace, 1, 90, "cb"},
+                {"replace the only one by more", one.text(), replace, 1, 90, "c"},
+                {"replace the only one by less", one.text(), replace, 1, 20, "c"}};
+    for (const auto& row : rows) {
+        const StoredTree page = taggedPage('c', row.rectangles);
+        const size_t newBytes = saved(page.root).size() - 12, replaced = row.flags == replace ? oldBytes : 0;
+        const int roomWrites = newBytes > replaced ? static_cast<int>((newBytes - replaced + 1023) / 1024) : 0;
+        int writes = 0;
+        for (;; ++writes) {
+            SCOPED_TRACE(std::string(row.name) + ", write " + std::to_string(writes));
+            ASSERT_LT(writes, 10'000);
+            TextStream copy(row.data);
+            FailingStream failing(copy.stream, writes);
+            const PageOptions options(row.flags, row.page);
+            const int code = annSaveToStream(failing, *page.root, ANN_FMT_NATIVE, {}, &options.options);
+            const std::string after(static_cast<const char*>(failing.pBlock), failing.uEnd);
+            if (code == SUCCESS) {
+                EXPECT_EQ(pagesOf(failing), row.after);
+            } else {
+                EXPECT_EQ(code, ERROR_FILE_WRITE);
+                if (writes < roomWrites) {
+                    EXPECT_EQ(after, row.data) << "no room: nothing has moved, and the end is where it was";
+                }
             }
+            copy.stream.pBlock = failing.pBlock;
+            if (code == SUCCESS) break;
         }
-        copy.stream.pBlock = failing.pBlock;
-        if (code == SUCCESS) break;
+        EXPECT_GT(writes, roomWrites) << row.name << ": moving and writing follow";
     }
-    EXPECT_GT(writes, roomWrites) << "moving and writing follow";
 
+    const StoredTree page = taggedPage('c', 20);
     TextStream fresh;
     FailingStream failing(fresh.stream, 0);
     EXPECT_EQ(annSaveToStream(failing, *page.root, ANN_FMT_NATIVE, {}, nullptr), ERROR_FILE_WRITE);
