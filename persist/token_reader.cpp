@@ -59,10 +59,16 @@ template <class Source> struct ObjectReader {
         if (const int code = text(key, true); code != SUCCESS) return code;
         if (!scrambledPixels || !key) return SUCCESS;
         scrambledPixels = false;
+        const auto bytes = static_cast<size_t>(object.bitmap.BytesPerLine);
+        const size_t bits = static_cast<size_t>(object.bitmap.Width) * static_cast<size_t>(object.bitmap.BitsPerPixel);
         for (int row = 0; row < object.bitmap.Height; ++row) {
             uint8_t* pixels = K_WritableBitmapRow(&object.bitmap, row);
             if (!pixels) return ERROR_NO_MEMORY;
-            annUnscramble(pixels, static_cast<size_t>(object.bitmap.BytesPerLine));
+            annUnscramble(pixels, bytes);
+            // What pads a row out was hidden too, but packed images don't keep it.
+            size_t used = bits / 8;
+            if (bits % 8) pixels[used] = static_cast<uint8_t>(pixels[used] & (0xFF00u >> bits % 8)), ++used;
+            std::fill(pixels + used, pixels + bytes, uint8_t{0});
         }
         return SUCCESS;
     }
@@ -354,6 +360,8 @@ int annReadToken(CodedReader& source, uint8_t& tag) {
 
 template <class Source> int annReadObject(Source& source, AnnObject& object, Scratch& scratch, uint32_t) {
     ObjectReader<Source> fields{source, object, scratch};
+    // A mark's image stands in front of its fields.
+    fields.scrambledPixels = object.nType == ANN_OBJECT_REDACT && object.bitmap.Allocated && !object.pszLockKey;
     for (;;) {
         uint8_t tag = 0;
         if (const int code = annReadToken(source, tag); code != SUCCESS) return code;

@@ -4,6 +4,7 @@
 // passed over too.
 #include "contracts/raster_io.h"
 #include "contracts/raster_kernel.h"
+#include "kbann/object_types.h"
 #include "kbann/stored_fields.h"
 #include "persist/wang_tree.h"
 #include "persist/wang_types.h"
@@ -17,6 +18,7 @@
 #include <cmath>
 #include <cstdio>
 #include <new>
+#include <numbers>
 #include <string>
 
 namespace kbann {
@@ -26,8 +28,24 @@ constexpr int32_t boldFrom = 550; // weights above it
 constexpr std::string_view usualFace = "Arial";
 constexpr uint32_t firstMirrored = 5, lastMirrored = 8, mirroredBy = 4;
 constexpr size_t readAtATime = 1 << 16;
-// Pixels that run-length images may unfold to in all marks together: their bytes bound nothing.
-constexpr uint64_t mostRunLengthPixels = uint64_t{1} << 28;
+constexpr TypeSet typesOfPoints =
+    typeSet(ANN_OBJECT_LINE, ANN_OBJECT_POLYLINE, ANN_OBJECT_FREEHAND, ANN_OBJECT_FREEHANDHOTSPOT);
+// What all marks of a list may cost together, where the bytes of a block don't bound it, and how much more for each byte of
+// the list: so one that does everything once to every mark is never refused. Pixels unfold from run lengths, come out of named
+// files, become a mirrored stamp's own, and grow with each slanting turn.
+struct Budget {
+    uint64_t left;
+
+    Budget(uint64_t perByte, size_t bytes) : left((uint64_t{1} << 28) + perByte * bytes) {}
+    bool spend(uint64_t units) {
+        if (units > left) return false;
+        left -= units;
+        return true;
+    }
+};
+constexpr uint64_t pixelsPerByte = 8, costOfTurnedPixel = 16;
+constexpr uint64_t workPerByte = 64, costOfTurnedPoint = 64, costOfOpenedPoint = 16; // a pixel that is unscrambled costs 1
+constexpr uint64_t pointsOfAnyTurn = 16;                                             // what an object without points costs
 
 using Run = std::span<const uint8_t>;
 
@@ -50,12 +68,13 @@ struct MarkReader {
     AnnObject* current = nullptr; // the mark that blocks belong to
     POINT origin{};               // left and top of its bounds
     size_t at = wangHeaderBytes;
-    uint64_t runLengthPixels = 0;
+    Budget pixels, work;
     Scratch scratch{};
     std::string lastPath{}; // an image file that many marks name is read once
     KernelBitmap lastImage{};
 
-    MarkReader(Run bytes, WangLayout marks) : data(bytes), layout(marks) {}
+    MarkReader(Run bytes, WangLayout marks)
+        : data(bytes), layout(marks), pixels(pixelsPerByte, bytes.size()), work(workPerByte, bytes.size()) {}
     MarkReader(const MarkReader&) = delete;
     MarkReader& operator=(const MarkReader&) = delete;
     ~MarkReader() { K_FreeBitmap(&lastImage); }
@@ -71,13 +90,17 @@ struct MarkReader {
         return data.subspan(at - count, count);
     }
 
+    static uint64_t pixelsOf(const KernelBitmap& bitmap) {
+        return static_cast<uint64_t>(bitmap.Width) * static_cast<uint64_t>(bitmap.Height);
+    }
+
     int marks() {
         while (left() >= 4) {
             const uint32_t type = takeWord();
             int code = SUCCESS;
             switch (type) {
             case wangBlockMark:
-                endMark();
+                if (code = endMark(); code != SUCCESS) return code;
                 code = beginMark();
                 if (code != SUCCESS) OutputDebugStringA("ReadWangObject Failed! abort\n");
                 break;
@@ -87,15 +110,17 @@ struct MarkReader {
             }
             if (code != SUCCESS) return code;
         }
-        endMark();
-        return SUCCESS;
+        return endMark();
     }
 
-    void endMark() {
-        if (!current) return;
+    int endMark() {
+        if (!current) return SUCCESS;
+        // An image that many stamps share becomes one of its own.
+        if (current->bLoadMirror && !pixels.spend(pixelsOf(current->bitmap))) return ERROR_NO_MEMORY;
         if (current->bLoadMirror && K_ReverseBitmap(&current->bitmap) == SUCCESS) current->bLoadMirror = false;
         if (!current->bGroupingRead) current->bGrouping = current != list.records.front();
         current = nullptr;
+        return SUCCESS;
     }
 
     int beginMark() {
@@ -164,18 +189,21 @@ struct MarkReader {
         struct Row {
             std::string_view name;
             Handler handler;
+            TypeSet types = typesAll; // others pass the block over
         };
         static constexpr auto rows = std::to_array<Row>({
             {wang_name::index, &MarkReader::index},
-            {wang_name::points, &MarkReader::pointsOrRotation},
-            {wang_name::file, &MarkReader::linkedImage},
-            {wang_name::dib, &MarkReader::image},
-            {wang_name::dibOld, &MarkReader::image},
+            {wang_name::points, &MarkReader::rotation, typeSet(ANN_OBJECT_STAMP)},
+            {wang_name::points, &MarkReader::points, typesOfPoints},
+            {wang_name::file, &MarkReader::linkedImage, typeSet(ANN_OBJECT_STAMP)},
+            {wang_name::dib, &MarkReader::image, typesAll & ~typeSet(ANN_OBJECT_NOTE)},
+            {wang_name::dibOld, &MarkReader::image, typesAll & ~typeSet(ANN_OBJECT_NOTE)},
             {wang_name::text, &MarkReader::text},
             {wang_name::rest, &MarkReader::rest<TextReader>},
             {wang_name::restCoded, &MarkReader::rest<CodedReader>},
         });
-        const auto row = std::ranges::find(rows, name, &Row::name);
+        const auto row =
+            std::ranges::find_if(rows, [&](const Row& r) { return r.name == name && hasType(r.types, object.nType); });
         if (row == rows.end()) return SUCCESS;
         return whole ? (this->*row->handler)(object, run) : ERROR_FILE_READ;
     }
@@ -189,17 +217,6 @@ struct MarkReader {
         }
         object.nSaveId = static_cast<uint32_t>(number);
         return SUCCESS;
-    }
-
-    int pointsOrRotation(AnnObject& object, Run run) {
-        switch (object.nType) {
-        case ANN_OBJECT_STAMP: return rotation(object, run);
-        case ANN_OBJECT_LINE:
-        case ANN_OBJECT_POLYLINE:
-        case ANN_OBJECT_FREEHAND:
-        case ANN_OBJECT_FREEHANDHOTSPOT: return points(object, run);
-        default: return SUCCESS;
-        }
     }
 
     uint32_t count(Run run, size_t which) const {
@@ -223,7 +240,16 @@ struct MarkReader {
         return turn(object, 90.0 * (code - 1));
     }
 
-    static int turn(AnnObject& object, double degrees) {
+    // A list may turn the same object again and again, and pixels grow with each slanting turn.
+    int turn(AnnObject& object, double degrees) {
+        const uint64_t texts = object.pszText.view().size() + object.pszName.view().size();
+        if (!work.spend(costOfTurnedPoint * (pointsOfAnyTurn + object.nPoints()) + texts)) return ERROR_FILE_READ;
+        if (object.nType == ANN_OBJECT_REDACT && object.bitmap.Allocated) {
+            const double angle = degrees * std::numbers::pi / 180, c = std::fabs(std::cos(angle)),
+                         s = std::fabs(std::sin(angle)), width = object.bitmap.Width, height = object.bitmap.Height;
+            const double turned = (width * c + height * s + 1) * (width * s + height * c + 1);
+            if (!pixels.spend(costOfTurnedPixel * static_cast<uint64_t>(turned))) return ERROR_NO_MEMORY;
+        }
         return annApplyMatrix(object, Transform::rotate, annAbout(object.ptCenter, annRotation(degrees)), degrees);
     }
 
@@ -242,13 +268,13 @@ struct MarkReader {
     }
 
     int linkedImage(AnnObject& object, Run run) {
-        if (object.nType != ANN_OBJECT_STAMP) return SUCCESS;
         const std::string path(untilNul(asText(run).substr(0, wangLongestPath)));
         if (path.empty()) return SUCCESS;
         if (path != lastPath) {
             K_FreeBitmap(&lastImage);
             lastPath = path;
             K_LoadLinkedFile(path.c_str(), &lastImage); // a failure leaves no image
+            if (lastImage.Allocated && !pixels.spend(pixelsOf(lastImage))) return ERROR_NO_MEMORY;
         }
         if (!lastImage.Allocated) return SUCCESS;
         return annSetProperty(&object, Property::bitmap, {.pointer = &lastImage}, ANN_FLAG_NOINVALIDATE, -1, nullptr);
@@ -262,12 +288,10 @@ struct MarkReader {
         const auto side = [&dib](size_t offset) {
             return static_cast<uint64_t>(std::abs(int64_t{static_cast<int32_t>(annLittleU32(dib.data() + offset))}));
         };
-        runLengthPixels += side(4) * side(8);
-        return runLengthPixels <= mostRunLengthPixels;
+        return pixels.spend(side(4) * side(8));
     }
 
     int image(AnnObject& object, Run run) {
-        if (object.nType == ANN_OBJECT_NOTE) return SUCCESS;
         if (!mayUnfold(run)) return ERROR_NO_MEMORY;
         KernelBitmap made{};
         const int code = K_BitmapFromDIBBytes(&made, run.data(), run.size(), 0);
@@ -288,7 +312,7 @@ struct MarkReader {
     }
 
     // The turned text keeps the box that it had.
-    static int turnText(AnnObject& object, double degrees) {
+    int turnText(AnnObject& object, double degrees) {
         const auto width = [](const AnnRect& r) { return r.right - r.left; };
         const auto height = [](const AnnRect& r) { return r.bottom - r.top; };
         annComputeGeometry(object);
@@ -312,16 +336,17 @@ struct MarkReader {
         if (tag != tokenBeginObject.tag || !source.number(nType) || nType >= ANN_OBJECT_LAST) return ERROR_FILE_READ;
         if (!annSetType(object, nType)) return ERROR_NO_MEMORY;
         if (const int code = fixForType(object); code != SUCCESS) return code;
-        const KernelPixels* pixels = object.bitmap.pPixels;
-        const bool wasLocked = static_cast<bool>(object.pszLockKey);
-        if (const int code = annReadObject(source, object, scratch, STREAM_REDUCED); code != SUCCESS) return code;
-        const bool hidden = object.nType == ANN_OBJECT_REDACT && object.pszLockKey && !wasLocked &&
-                            object.bitmap.Allocated && object.bitmap.pPixels == pixels;
-        return hidden ? unscrambleImage(object.bitmap) : SUCCESS;
+        if (mayBeHidden(object) && !work.spend(pixelsOf(object.bitmap))) return ERROR_FILE_READ;
+        return annReadObject(source, object, scratch, STREAM_REDUCED);
+    }
+
+    // The image has come before its key; a key that goes and comes lets it unscramble each time.
+    static bool mayBeHidden(const AnnObject& object) {
+        return object.nType == ANN_OBJECT_REDACT && object.bitmap.Allocated && !object.pszLockKey;
     }
 
     // What the mark has set otherwise than an object of the type begins with.
-    static int fixForType(AnnObject& object) {
+    int fixForType(AnnObject& object) {
         switch (object.nType) {
         case ANN_OBJECT_CONTAINER: object.dLineWidth = 0; [[fallthrough]];
         case ANN_OBJECT_REDACT: object.nLineStyle = ANN_LINE_NULL; return SUCCESS;
@@ -336,24 +361,12 @@ struct MarkReader {
             // Written closed; left so, it would gain a point each time.
             const uint32_t count = object.nPoints();
             if (count < 2 || !isSame(object.pPoints[0], object.pPoints[count - 1])) return SUCCESS;
+            if (!work.spend(costOfOpenedPoint * count)) return ERROR_FILE_READ;
             const std::vector<AnnPoint> open(object.pPoints.begin(), object.pPoints.end() - 1);
             return object.pPoints.assign(open) ? SUCCESS : ERROR_NO_MEMORY;
         }
         default: return SUCCESS;
         }
-    }
-
-    // The image has come before its key. What pads a row out was hidden too, but isn't kept by a packed image.
-    static int unscrambleImage(KernelBitmap& bitmap) {
-        const size_t bits = static_cast<size_t>(bitmap.Width) * static_cast<size_t>(bitmap.BitsPerPixel),
-                     used = (bits + 7) / 8;
-        for (int32_t y = 0; y < bitmap.Height; ++y) {
-            uint8_t* row = K_WritableBitmapRow(&bitmap, y);
-            if (!row) return ERROR_NO_MEMORY;
-            annUnscramble(row, used);
-            if (bits % 8) row[used - 1] = static_cast<uint8_t>(row[used - 1] & (0xFF00u >> bits % 8));
-        }
-        return SUCCESS;
     }
 };
 

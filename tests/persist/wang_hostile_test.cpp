@@ -3,6 +3,8 @@
 #include "tests/persist/support.h"
 #include "tests/persist/wang_bytes.h"
 
+#include <filesystem>
+#include <fstream>
 #include <random>
 
 using namespace kbann;
@@ -48,6 +50,7 @@ TEST_P(WangHostile, CutAndChangedFiles) {
     int sounds = 0;
     for (size_t cut = 0; cut < sound.size(); ++cut) sounds += survives(sound.substr(0, cut)) == SUCCESS;
     EXPECT_LE(sounds, 4 * 26) << "only cuts between blocks, of which there are 26, leave sound files";
+    EXPECT_GE(sounds, 26);
     const auto seed = static_cast<unsigned>(GTEST_FLAG_GET(random_seed)) + 11;
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
@@ -120,6 +123,71 @@ TEST(WangHostile, ManyMarks) {
     uint32_t count = 0;
     for (const AnnObject* o = tree.root->pFirstChild; o; o = o->pNext) count += o->nSaveId == count;
     EXPECT_EQ(count, 50'000u);
+}
+
+// Lists that turn, open or unscramble one object again and again, and that make pixels out of nothing, are refused early.
+TEST(WangHostile, WorkWithoutBytes) {
+    constexpr int points = 20'000, times = 1500;
+    const std::string zeros(8 * points, '\0'), textAt45 = MarkBytes(true).text(450, "");
+    const auto count = [](uint32_t n) { return std::string(reinterpret_cast<const char*>(&n), 4); };
+    const auto path = [&] {
+        return MarkBytes(true).mark({.uType = 4}).block("OiAnoDat", count(points) + count(points) + zeros);
+    };
+    const auto again = [](MarkBytes bytes, int blocks, const char* name, const std::string& block) {
+        for (int i = 0; i < blocks; ++i) bytes.block(name, block);
+        return bytes.data;
+    };
+    const auto object = [](const char* lines) { return fileText(std::string("BEGINOBJECT\n") + lines + "ENDOBJECT\n"); };
+    // A few bytes make 4 million pixels.
+    std::string runs = dib(2048, 2048, 8, 1, 1, 6);
+    runs[45] = 1; // the end at once
+    const auto redaction = [&](const std::string& image) {
+        return MarkBytes(true).mark({.uType = 6}).block("OiDIB", image).block("KiteDat", object("13\n"));
+    };
+    const auto keys = [&](int count) {
+        MarkBytes bytes = redaction(runs);
+        for (int i = 0; i < count; ++i)
+            bytes.block("KiteDat", object("13\nLOCK\n3\n86)C\n")).block("KiteDat", object("13\nLOCK\n0\n\n"));
+        return bytes.data;
+    };
+    // Each name reads the file anew, and each mirrored stamp has pixels of its own.
+    const auto folder = std::filesystem::temp_directory_path() /
+                        ("kbann_hostile_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
+    std::filesystem::create_directories(folder);
+    const std::string file = (folder / "large.bmp").string(), otherName = (folder / "." / "large.bmp").string();
+    std::ofstream(file, std::ios::binary) << std::string("BM\0\0\0\0\0\0\0\0\x3E\0\0\0", 14)
+                                          << dib(16'000, 16'000, 1, 0, 0, 8);
+    std::filesystem::resize_file(file, 62 + 2000 * 16'000);
+    const auto stamps = [](std::initializer_list<std::string> names, char rotation) {
+        MarkBytes bytes(true);
+        for (const std::string& name : names)
+            bytes.mark({.uType = 2}).block("OiAnoDat", rotation + std::string(55, '\0')).block("OiFilNam", name);
+        return bytes.data;
+    };
+    const struct {
+        const char* name;
+        std::string data;
+        int code;
+    } rows[] = {
+        {"a path that is turned once", again(path(), 1, "OiAnText", textAt45), SUCCESS},
+        {"a path that is turned without end", again(path(), times, "OiAnText", textAt45), ERROR_FILE_READ},
+        {"a polygon that is opened twice", again(path(), 2, "KiteDat", object("10\n")), SUCCESS},
+        {"a polygon that is opened without end", again(path(), 4 * times, "KiteDat", object("10\n")), ERROR_FILE_READ},
+        {"an image that is hidden twice", keys(2), SUCCESS},
+        {"an image that is hidden without end", keys(100), ERROR_FILE_READ},
+        {"stamps of one file", stamps({file, file, file}, 1), SUCCESS},
+        {"stamps of one file with two names", stamps({file, otherName}, 1), ERROR_NO_MEMORY},
+        {"a mirrored stamp of a file", stamps({file}, 5), ERROR_NO_MEMORY},
+        {"a row of pixels", redaction(dib(20, 1, 24, 0, 0, 60)).block("OiAnText", textAt45).data, SUCCESS},
+        {"a row that becomes a square", redaction(dib(32'000, 1, 1, 0, 0, 4008)).block("OiAnText", textAt45).data,
+         ERROR_NO_MEMORY},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        StoredTree tree;
+        EXPECT_EQ(load(row.data, tree), row.code);
+    }
+    std::filesystem::remove_all(folder);
 }
 
 } // namespace

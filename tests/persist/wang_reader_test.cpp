@@ -251,6 +251,16 @@ TEST_P(WangReader, BlocksThatAreNotTheMarks) {
     // What is passed over may say that it goes on behind the data.
     EXPECT_EQ(read(marks().mark({}).claim("Another", UINT32_MAX, "end")).size(), 1u);
     for (const char* name : {"OiIndex", "OiAnText", "OiDIB"}) read(marks().mark({}).claim(name, 20, "end"), ERROR_FILE_READ);
+    const struct {
+        int32_t uType;
+        const char* name;
+        bool taken;
+    } rows[] = {{10, "OiDIB", false},  {10, "OiDib", false},  {5, "OiAnoDat", false}, {5, "OiFilNam", false},
+                {1, "OiAnoDat", true}, {3, "OiAnoDat", true}, {9, "OiFilNam", true},  {7, "OiDIB", true}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        read(marks().mark({.uType = row.uType}).claim(row.name, 100, "end"), row.taken ? ERROR_FILE_READ : SUCCESS);
+    }
     // A few bytes at the end are no block.
     MarkBytes rest = marks();
     rest.mark({}).data += "\7\7\7";
@@ -288,6 +298,43 @@ TEST_P(WangReader, TheRestOfAnObject) {
     cross.block("OiAnoDat", cross.points(6, 6, {0, 5, 5, 5, 5, 0, 5, 10, 5, 5, 10, 5}));
     cross.block("KiteDat", fileText("BEGINOBJECT\n18\nENDOBJECT\n"));
     EXPECT_EQ(pointsOf(one(cross)), "0,5 10,5 5,5 5,0 5,10");
+}
+
+// A key and an image in any order, from either block: the row comes out as it was hidden, and only once.
+TEST_P(WangReader, HiddenRowsComeOutOnce) {
+    std::string hidden = "0123456789012345";
+    auto* bytes = reinterpret_cast<uint8_t*>(hidden.data());
+    annScramble(bytes, bytes, hidden.size());
+    std::string row; // six bits a character
+    for (size_t bit = 0; bit < 8 * hidden.size(); bit += 6) {
+        const auto byteAt = [&](size_t i) { return i < hidden.size() ? static_cast<uint8_t>(hidden[i]) : 0u; };
+        row += static_cast<char>(' ' + ((byteAt(bit / 8) << 8 | byteAt(bit / 8 + 1)) >> (10 - bit % 8) & 63));
+    }
+    std::string dib("\x28\0\0\0\5\0\0\0\1\0\0\0\1\0\x18\0", 16);
+    dib.resize(40, '\0');
+    dib += hidden;
+    const std::string image = "BITMAP\n24\n5\n1\n0\n1\n" + row + "\n", key = "LOCK\n3\n86)C\n";
+    const struct {
+        const char* name;
+        std::string dib, fields;
+    } rows[] = {
+        {"a packed image", dib, key},
+        {"an image behind its key", "", key + image},
+        {"an image before its key", "", image + key},
+        {"another image before", smallDib(), image + key},
+        {"another image before, and the key", smallDib(), key + image},
+        {"another image of the same size before", dib, image + key},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.name);
+        MarkBytes bytesOfMark = marks();
+        bytesOfMark.mark({.uType = 6});
+        if (!r.dib.empty()) bytesOfMark.block("OiDIB", r.dib);
+        bytesOfMark.block("KiteDat", fileText("BEGINOBJECT\n13\n" + r.fields + "ENDOBJECT\n"));
+        AnnObject& object = one(bytesOfMark);
+        ASSERT_EQ(object.bitmap.Width, 5);
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(K_WritableBitmapRow(&object.bitmap, 0)), 15), "012345678901234");
+    }
 }
 
 TEST_P(WangReader, MessagesAndFailures) {
