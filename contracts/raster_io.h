@@ -178,6 +178,7 @@ KB_API int K_LoadLinkedFile(const char* pszPath, KernelBitmap* b);
 
 /* Largest image in pixels that any load makes, 2^28 unless set. Gives the old limit. */
 KB_API uint64_t K_SetPixelLimit(uint64_t pixels);
+KB_API uint64_t K_GetPixelLimit(void);
 /* Copies a TIFF and, on page n (from 1), sets or (null data) takes out one tag in place; strips and other tags stay as they
  * are. The old value's bytes are zeroed, but for those that are another tag's value. ERROR_FILE_WRITE when they lie in
  * pixels or in a directory that is in use: the tag is changed then, the bytes stand. */

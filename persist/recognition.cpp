@@ -4,35 +4,25 @@
 #include "kbann/constants.h"
 #include "persist/coded_pages.h"
 #include "persist/pages.h"
+#include "persist/wang_layout.h"
 
 #include <cstring>
 
 namespace kbann {
-namespace {
-
-constexpr size_t markHeaderBytes = 8;
-
-uint32_t littleU32(const uint8_t* bytes) {
-    return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8 | static_cast<uint32_t>(bytes[2]) << 16 |
-           static_cast<uint32_t>(bytes[3]) << 24;
-}
-
-} // namespace
-
 int annQueryFormat(AnnStream& stream, uint32_t& nFormat, bool& bPaged) {
     if (!annSeekTo(stream, stream.uBase)) return ERROR_FILE_READ;
-    uint8_t first[markHeaderBytes];
-    if (!annReadAll(stream, first, markHeaderBytes)) return ERROR_FILE_READ;
-    if (littleU32(first + 4) <= 1) {
+    uint8_t first[wangHeaderBytes];
+    if (!annReadAll(stream, first, wangHeaderBytes)) return ERROR_FILE_READ;
+    if (annLittleU32(first + 4) <= 1) {
         nFormat = ANN_FMT_WANGTAG;
         bPaged = false;
         return annSeekTo(stream, stream.uBase) ? SUCCESS : ERROR_FILE_READ;
     }
-    char line[markHeaderBytes + longestLine];
+    char line[wangHeaderBytes + longestLine];
     size_t length = 0;
-    std::memcpy(line, first, markHeaderBytes);
-    if (const int code = annReadLine(stream, line + markHeaderBytes, length); code != SUCCESS) return code;
-    const std::string_view header{line, markHeaderBytes + length};
+    std::memcpy(line, first, wangHeaderBytes);
+    if (const int code = annReadLine(stream, line + wangHeaderBytes, length); code != SUCCESS) return code;
+    const std::string_view header{line, wangHeaderBytes + length};
     if (header == textHeader) {
         nFormat = ANN_FMT_NATIVE;
         bPaged = true;

@@ -36,16 +36,18 @@ constexpr TypeSet typesOfPoints =
 struct Budget {
     uint64_t left;
 
-    Budget(uint64_t perByte, size_t bytes) : left((uint64_t{1} << 28) + perByte * bytes) {}
+    Budget(uint64_t anyway, uint64_t perByte, size_t bytes) : left(anyway + perByte * bytes) {}
     bool spend(uint64_t units) {
         if (units > left) return false;
         left -= units;
         return true;
     }
 };
+constexpr uint64_t mostPixels = uint64_t{1} << 28; // unless the host has set fewer
 constexpr uint64_t pixelsPerByte = 8, costOfTurnedPixel = 16;
-constexpr uint64_t workPerByte = 64, costOfTurnedPoint = 64, costOfOpenedPoint = 16; // a pixel that is unscrambled costs 1
-constexpr uint64_t pointsOfAnyTurn = 16;                                             // what an object without points costs
+constexpr uint64_t workAnyway = uint64_t{1} << 28, workPerByte = 64, costOfTurnedPoint = 64,
+                   costOfOpenedPoint = 16; // a pixel that is unscrambled costs 1
+constexpr uint64_t pointsOfAnyTurn = 16;   // what an object without points costs
 
 using Run = std::span<const uint8_t>;
 
@@ -74,7 +76,8 @@ struct MarkReader {
     KernelBitmap lastImage{};
 
     MarkReader(Run bytes, WangLayout marks)
-        : data(bytes), layout(marks), pixels(pixelsPerByte, bytes.size()), work(workPerByte, bytes.size()) {}
+        : data(bytes), layout(marks), pixels(std::min(mostPixels, K_GetPixelLimit()), pixelsPerByte, bytes.size()),
+          work(workAnyway, workPerByte, bytes.size()) {}
     MarkReader(const MarkReader&) = delete;
     MarkReader& operator=(const MarkReader&) = delete;
     ~MarkReader() { K_FreeBitmap(&lastImage); }

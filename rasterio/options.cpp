@@ -60,6 +60,8 @@ int K_SetVectorResolution(int value) {
     return SUCCESS;
 }
 
+uint64_t K_GetPixelLimit() { return pixelLimit.load(); }
+
 uint64_t K_SetPixelLimit(uint64_t pixels) { return pixelLimit.exchange(pixels ? pixels : defaultPixelLimit); }
 
 } // extern "C"

@@ -53,6 +53,7 @@ Bytes tagData(const Job& job, const TagOptions& options) {
     const int page = store.inTag ? 1 : options.storePage ? options.storePage : pages > 1 ? options.page : 1;
     if (store.form == StoreForm::wang && options.form.empty()) return store.data;
     const Tree tree = loadTree(store, page);
+    if (!tree) throw failure(job.store, tagNotFound, "the page carries no annotation data");
     const std::uint32_t form = options.form.empty() ? storedFormNumber(store.form) : storedFormNumber(options.form);
     return saveTree(tree.get(), form, {}, 0, 1, job.store);
 }

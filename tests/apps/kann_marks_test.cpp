@@ -160,6 +160,9 @@ TEST_F(KannMarksTest, NothingThatCouldBeAMark) {
     // Data of marks without any that is known carries no annotations.
     write("unknown.tag", std::string("\0\0\0\0\1\0\0\0", 8));
     EXPECT_EQ(kann({"render", "white.tif", "unknown.tag", "-o", "plain.png"}).status, 3);
+    const KannResult empty = kann({"attach", "white.tif", "unknown.tag", "--as", "native", "-o", "none.tif"});
+    EXPECT_EQ(empty.status, 1);
+    EXPECT_NE(empty.err.find("carries no annotation data"), std::string::npos);
 }
 
 TEST_F(KannMarksTest, NamedFilesAreOpenedWhenAskedFor) {

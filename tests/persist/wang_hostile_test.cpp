@@ -1,5 +1,6 @@
 // Marks that lie: every cut and many changes of a sound file, images whose headers lie, lists that would take long, images
 // that unfold without end. Nothing may crash, hang or leave anything behind.
+#include "contracts/raster_io.h"
 #include "tests/persist/support.h"
 #include "tests/persist/wang_bytes.h"
 
@@ -188,6 +189,12 @@ TEST(WangHostile, WorkWithoutBytes) {
         EXPECT_EQ(load(row.data, tree), row.code);
     }
     std::filesystem::remove_all(folder);
+    // A host's own limit counts.
+    const uint64_t usual = K_SetPixelLimit(1'000'000);
+    StoredTree tree;
+    EXPECT_EQ(load(MarkBytes(true).mark({.uType = 1}).block("OiDIB", runs).data, tree), ERROR_NO_MEMORY);
+    K_SetPixelLimit(usual);
+    EXPECT_EQ(load(MarkBytes(true).mark({.uType = 1}).block("OiDIB", runs).data, tree), SUCCESS);
 }
 
 } // namespace

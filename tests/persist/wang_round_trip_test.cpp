@@ -12,12 +12,7 @@ using namespace kbann::test;
 
 namespace {
 
-std::string marksOf(const AnnObject* object, uint32_t uFormat = ANN_FMT_TIFFTAG) {
-    HGLOBAL hMem = nullptr;
-    uint32_t size = 0;
-    EXPECT_EQ(K_AnnSaveMemory(annToHandle(object), uFormat, 0, &hMem, &size, nullptr), SUCCESS);
-    return hMem ? takeBlock(hMem, size) : std::string();
-}
+std::string marksOf(const AnnObject* object) { return savedAs(ANN_FMT_TIFFTAG, object); }
 
 void throughDib(KernelBitmap& bitmap) {
     if (!bitmap.Allocated) return;
@@ -110,7 +105,7 @@ TEST(WangRoundTrip, PureMarksKeepTheirKind) {
         SCOPED_TRACE(annObjectTypeNames[row.nType]);
         StoredTree tree = newTree(), back;
         newObject(row.nType, tree.root);
-        ASSERT_EQ(load(marksOf(tree.root, ANN_FMT_WANGTAG), back), SUCCESS);
+        ASSERT_EQ(load(savedAs(ANN_FMT_WANGTAG, tree.root), back), SUCCESS);
         ASSERT_NE(back.root->pFirstChild, nullptr);
         EXPECT_EQ(back.root->pFirstChild->nType, row.comesBack);
     }

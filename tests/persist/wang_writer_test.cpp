@@ -13,13 +13,6 @@ using namespace kbann::test;
 
 namespace {
 
-std::string marksOf(const AnnObject* object, uint32_t uFormat, bool bSelected = false) {
-    HGLOBAL hMem = nullptr;
-    uint32_t size = 0;
-    EXPECT_EQ(K_AnnSaveMemory(annToHandle(object), uFormat, bSelected, &hMem, &size, nullptr), SUCCESS);
-    return hMem ? takeBlock(hMem, size) : std::string();
-}
-
 struct Mark {
     std::string attributes;
     std::map<std::string, std::string> blocks;
@@ -73,10 +66,10 @@ TEST(WangWriter, ALineByteForByte) {
                            "\6\0\0\0\x0C\0\0\0OiIndex\0\x0A\0\0\0"s +
                            "0\0\0\0\0\0\0\0\0\0"s +
                            "\6\0\0\0\x0C\0\0\0OiAnoDat\x18\0\0\0\2\0\0\0\2\0\0\0\2\0\0\0\x0C\0\0\0\x16\0\0\0\3\0\0\0"s;
-    EXPECT_EQ(marksOf(tree.root, ANN_FMT_WANGTAG), expected);
+    EXPECT_EQ(savedAs(ANN_FMT_WANGTAG, tree.root), expected);
 
     // In the full strength the rest follows, and the container goes in front.
-    const auto marks = cut(marksOf(tree.root, ANN_FMT_TIFFTAG));
+    const auto marks = cut(savedAs(ANN_FMT_TIFFTAG, tree.root));
     ASSERT_EQ(marks.size(), 2u);
     EXPECT_EQ(marks[0].blocks.at("OiIndex"), "0"s + std::string(9, '\0'));
     EXPECT_EQ(marks[1].blocks.at("OiIndex"), "1"s + std::string(9, '\0'));
@@ -141,7 +134,7 @@ TEST(WangWriter, WhatObjectsBecome) {
         object.crFore = 0x010203;
         object.crBack = 0x040506;
         if (row.change) row.change(object);
-        const auto marks = cut(marksOf(&object, ANN_FMT_TIFFTAG));
+        const auto marks = cut(savedAs(ANN_FMT_TIFFTAG, &object));
         ASSERT_EQ(marks.size(), 1u);
         const Mark& mark = marks[0];
         EXPECT_EQ(mark.word(0), row.uType);
@@ -157,7 +150,7 @@ TEST(WangWriter, WhatObjectsBecome) {
         EXPECT_EQ(blocks, row.blocks);
         EXPECT_TRUE(mark.blocks.contains("KiteDat"));
 
-        const std::string pure = marksOf(&object, ANN_FMT_WANGTAG);
+        const std::string pure = savedAs(ANN_FMT_WANGTAG, &object);
         EXPECT_EQ(pure.empty(), !row.pure);
         if (pure.empty()) continue;
         const Mark bare = cut(pure).at(0);
@@ -204,7 +197,7 @@ TEST(WangWriter, PathsByType) {
         object.quad[0] = {8, 0};
         object.quad[1] = {0, 40};
         object.quad[2] = {90, 40};
-        const std::string path = pathOf(cut(marksOf(&object, ANN_FMT_TIFFTAG)).at(0));
+        const std::string path = pathOf(cut(savedAs(ANN_FMT_TIFFTAG, &object)).at(0));
         if (row.path) {
             EXPECT_EQ(path, row.path);
         } else {
@@ -227,7 +220,7 @@ TEST(WangWriter, WhatOfATree) {
     newObject(ANN_OBJECT_CONTAINER, tree.root);
     const auto types = [&](uint32_t uFormat, bool bSelected) {
         std::string text;
-        for (const Mark& mark : cut(marksOf(tree.root, uFormat, bSelected))) text += std::to_string(mark.word(0)) + " ";
+        for (const Mark& mark : cut(savedAs(uFormat, tree.root, bSelected))) text += std::to_string(mark.word(0)) + " ";
         return text;
     };
     EXPECT_EQ(types(ANN_FMT_TIFFTAG, false), "5 5 5 6 5 7 5 ");
@@ -244,7 +237,7 @@ TEST(WangWriter, NothingToStore) {
     EXPECT_EQ(hMem, nullptr);
     EXPECT_EQ(size, 0u);
     EXPECT_EQ(K_AnnSaveTag(tree.handle(), ANN_FMT_WANGTAG, 0), ERROR_NO_MEMORY);
-    EXPECT_EQ(cut(marksOf(tree.root, ANN_FMT_TIFFTAG)).size(), 1u);
+    EXPECT_EQ(cut(savedAs(ANN_FMT_TIFFTAG, tree.root)).size(), 1u);
 
     // A block that is there stays, and stays unlocked.
     ASSERT_EQ(K_AnnSaveMemory(tree.handle(), ANN_FMT_NATIVE, 0, &hMem, &size, nullptr), SUCCESS);
@@ -258,14 +251,14 @@ TEST(WangWriter, NothingToStore) {
     newObject(ANN_OBJECT_LINE, tree.root);
     EXPECT_EQ(K_AnnSaveMemory(tree.handle(), ANN_FMT_WANGTAG, 0, &hMem, &size, nullptr), SUCCESS);
     EXPECT_LT(size, told);
-    EXPECT_EQ(takeBlock(hMem, size), marksOf(tree.root, ANN_FMT_WANGTAG));
+    EXPECT_EQ(takeBlock(hMem, size), savedAs(ANN_FMT_WANGTAG, tree.root));
 }
 
 TEST(WangWriter, EveryShortWriteIsTold) {
     StoredTree tree = newTree();
     newObject(ANN_OBJECT_POINT, tree.root);
     newObject(ANN_OBJECT_TEXT, tree.root);
-    const std::string whole = marksOf(tree.root, ANN_FMT_TIFFTAG);
+    const std::string whole = savedAs(ANN_FMT_TIFFTAG, tree.root);
     for (int writes = 0;; ++writes) {
         ASSERT_LT(writes, 100);
         TextStream sink;
