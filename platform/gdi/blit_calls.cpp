@@ -67,7 +67,7 @@ void snapshot(PixelReader& source, BlitArea& from, std::vector<uint8_t>& memory)
 
 BOOL blitBetween(HDC hDC, int x, int y, int width, int height, HDC hSource, int xSource, int ySource, int widthSource,
                  int heightSource, DWORD rop) {
-    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedOn<BOOL>(hDC, FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         if (!dc) return FALSE;
         const BlitArea to = deviceArea(*dc, x, y, width, height);
@@ -106,7 +106,7 @@ KB_API BOOL StretchBlt(HDC hDC, int x, int y, int width, int height, HDC hSource
 
 KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSource, int ySource, int widthSource,
                          int heightSource, const void* pBits, const BITMAPINFO* pInfo, UINT usage, DWORD rop) {
-    return guarded(0, [&] {
+    return guardedOn(hDC, 0, [&] {
         DeviceContext* dc = findDc(hDC);
         if (!dc) return 0;
         const BlitArea to = deviceArea(*dc, x, y, width, height);
@@ -131,7 +131,7 @@ KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSour
 
 KB_API int SetDIBitsToDevice(HDC hDC, int x, int y, DWORD width, DWORD height, int xSource, int ySource, UINT start,
                              UINT lines, const void* pBits, const BITMAPINFO* pInfo, UINT usage) {
-    return guarded(0, [&] {
+    return guardedOn(hDC, 0, [&] {
         DeviceContext* dc = findDc(hDC);
         PixelReader source;
         if (!dc || !readDib(pInfo, usage, pBits, source)) return 0;

@@ -17,12 +17,8 @@ struct CharsetRow {
     int charset;
     const char* encoding;
 };
-constexpr auto charsets = std::to_array<CharsetRow>({{128, "CP932"},
-                                                     {129, "CP949"},
-                                                     {130, "JOHAB"},
-                                                     {134, "GBK"},
-                                                     {136, "BIG5"},
-                                                     {161, "CP1253"},
+// Those of single bytes first: what is searched finds the narrowest.
+constexpr auto charsets = std::to_array<CharsetRow>({{161, "CP1253"},
                                                      {162, "CP1254"},
                                                      {163, "CP1258"},
                                                      {177, "CP1255"},
@@ -31,7 +27,12 @@ constexpr auto charsets = std::to_array<CharsetRow>({{128, "CP932"},
                                                      {204, "CP1251"},
                                                      {222, "CP874"},
                                                      {238, "CP1250"},
-                                                     {255, "CP850"}});
+                                                     {255, "CP850"},
+                                                     {128, "CP932"},
+                                                     {129, "CP949"},
+                                                     {130, "JOHAB"},
+                                                     {134, "GBK"},
+                                                     {136, "BIG5"}});
 
 // Converters that were opened, kept by the thread: files change their fonts often.
 class Converters {

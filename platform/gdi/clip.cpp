@@ -141,14 +141,14 @@ BOOL drawRegion(DeviceContext& dc, const Region& region, const Paint& paint) {
 }
 
 template <class Action> int onClip(HDC hDC, Action&& action) {
-    return guarded<int>(ERROR, [&] {
+    return guardedOn<int>(hDC, ERROR, [&] {
         DeviceContext* dc = findDc(hDC);
         return dc ? action(*dc) : ERROR;
     });
 }
 
 BOOL fillRegion(HDC hDC, HRGN hRgn, const Brush* brush) {
-    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedOn<BOOL>(hDC, FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         const Region* region = dc ? findRegion(hRgn) : nullptr;
         if (!region) return FALSE;
@@ -270,7 +270,7 @@ KB_API BOOL FillRgn(HDC hDC, HRGN hRgn, HBRUSH hBrush) {
 KB_API BOOL PaintRgn(HDC hDC, HRGN hRgn) { return fillRegion(hDC, hRgn, nullptr); }
 
 KB_API BOOL InvertRgn(HDC hDC, HRGN hRgn) {
-    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedOn<BOOL>(hDC, FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         const Region* region = dc ? findRegion(hRgn) : nullptr;
         if (!region) return FALSE;
@@ -282,7 +282,7 @@ KB_API BOOL InvertRgn(HDC hDC, HRGN hRgn) {
 }
 
 KB_API BOOL FrameRgn(HDC hDC, HRGN hRgn, HBRUSH hBrush, int width, int height) {
-    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedOn<BOOL>(hDC, FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         const Region* region = dc ? findRegion(hRgn) : nullptr;
         const Brush* brush = region ? findObject(gdiState().brushes, hBrush) : nullptr;

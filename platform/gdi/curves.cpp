@@ -55,7 +55,7 @@ template <class Sink> void widePath(const PenState& pen, const Box& clip, Stroke
 }
 
 BOOL roundShape(HDC hDC, int left, int top, int right, int bottom, bool ellipse, int width, int height) {
-    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedOn<BOOL>(hDC, FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         if (!dc) return FALSE;
         if (dc->output)
@@ -104,7 +104,7 @@ BOOL roundShape(HDC hDC, int left, int top, int right, int bottom, bool ellipse,
 }
 
 BOOL arcShape(HDC hDC, ShapeForm form, const RECT& r, POINT start, POINT end) {
-    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedOn<BOOL>(hDC, FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         if (!dc) return FALSE;
         if (dc->output) return dc->output->shape(*dc, {form, r, start, end});

@@ -167,7 +167,7 @@ KB_API int ReleaseDC(HWND, HDC hDC) {
 }
 
 KB_API int SaveDC(HDC hDC) {
-    return guarded(0, [&] {
+    return guardedOn(hDC, 0, [&] {
         DeviceContext* dc = findDc(hDC);
         if (!dc) return 0;
         dc->saved.push_back(dc->state);

@@ -67,5 +67,18 @@ template <class Result, class Body> Result guarded(Result failure, Body&& body) 
     }
 }
 
+// The same for a call that draws on a context or changes its clip or its saved states. Where drawing is kept, what has failed
+// is missing from the whole.
+template <class Result, class Body> Result guardedOn(HDC hDC, Result failure, Body&& body) noexcept {
+    try {
+        return body();
+    } catch (const std::exception&) {
+        DeviceContext* dc = gdiState().contexts.find(handleValue(hDC));
+        if (dc && dc->output) dc->output->lost();
+        SetLastError(ERROR_OUT_OF_MEMORY);
+        return failure;
+    }
+}
+
 } // namespace gdi
 } // namespace kb

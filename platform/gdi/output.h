@@ -89,6 +89,9 @@ struct Output {
     virtual void clipCut(DeviceContext&, const RECT&, bool /*excluded*/) noexcept {}
     virtual void clipCombined(DeviceContext&, const Region* /*null: no clip*/, int /*mode*/) noexcept {}
 
+    // Told when a call on the context has failed for want of memory, in here or before it came here.
+    virtual void lost() noexcept = 0;
+
     // Open lines, one after the other with their lengths in `counts`; from the current position, which hasn't moved yet.
     virtual bool lines(DeviceContext&, const POINT* points, const size_t* counts, size_t contours) = 0;
     virtual bool linesTo(DeviceContext&, const POINT* points, size_t count) = 0;

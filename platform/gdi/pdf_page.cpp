@@ -35,8 +35,6 @@ cairo_status_t PdfPage::writeBytes(void* page, const unsigned char* bytes, unsig
 
 void PdfPage::endPage() {
     if (!cairo_) return;
-    lost_ = lost_ || drawing_;
-    drawing_ = false;
     // An error of one call lasts, and nothing is drawn after it.
     if (cairo_status(cairo_) != CAIRO_STATUS_SUCCESS) failed_ = true;
     cairo_destroy(cairo_);
@@ -92,8 +90,6 @@ bool PdfPage::finish() {
 
 bool PdfPage::begin(const DeviceContext& dc) {
     if (!cairo_ || broken()) return false;
-    lost_ = lost_ || drawing_;
-    drawing_ = true;
     applyClip(dc.state.clip);
     return true;
 }

@@ -25,6 +25,7 @@ public:
     bool finish();
 
     Box bounds() const override { return {0, 0, width_, height_}; }
+    void lost() noexcept override { lost_ = true; }
     bool lines(DeviceContext& dc, const POINT* points, const size_t* counts, size_t contours) override;
     bool linesTo(DeviceContext& dc, const POINT* points, size_t count) override;
     bool polygons(DeviceContext& dc, const POINT* points, const size_t* counts, size_t contours) override;
@@ -42,13 +43,9 @@ private:
     static cairo_status_t writeBytes(void* page, const unsigned char* bytes, unsigned count);
     bool broken() const { return failed_ || (surface_ && cairo_surface_status(surface_) != CAIRO_STATUS_SUCCESS); }
     void endPage();
-    // Every call that draws begins and is done; one that isn't, because memory failed in between, is missing from the page.
     bool begin(const DeviceContext& dc); // false when there is nothing to draw on; puts the clip in force
-    bool done() {
-        drawing_ = false;
-        return cairo_status(cairo_) == CAIRO_STATUS_SUCCESS && !broken();
-    }
     void applyClip(const Clip& clip);
+    bool done() const { return cairo_status(cairo_) == CAIRO_STATUS_SUCCESS && !broken(); }
 
     // Runs draw(ink), which puts a figure together out of opaque parts, once for each pass of a raster operation. `parts`:
     // whether parts overlap.
@@ -76,7 +73,7 @@ private:
     KbWriteProc write_;
     void* writeContext_;
     bool failed_ = false, silent_ = false;
-    bool drawing_ = false, lost_ = false; // in a call that draws; whether such a call has failed
+    bool lost_ = false; // something that was drawn is missing
     cairo_surface_t* surface_ = nullptr;
     cairo_t* cairo_ = nullptr;
     PagePath path_;

@@ -30,6 +30,7 @@ public:
     void clipCut(DeviceContext& dc, const RECT& rect, bool excluded) noexcept override;
     void clipCombined(DeviceContext& dc, const Region* region, int mode) noexcept override;
 
+    void lost() noexcept override { lost_ = true; }
     bool lines(DeviceContext& dc, const POINT* points, const size_t* counts, size_t contours) override;
     bool linesTo(DeviceContext& dc, const POINT* points, size_t count) override;
     bool polygons(DeviceContext& dc, const POINT* points, const size_t* counts, size_t contours) override;

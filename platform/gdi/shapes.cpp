@@ -52,7 +52,7 @@ void thinRectangle(const DeviceContext& dc, const PenState& pen, const Box& b) {
 }
 
 template <class Draw> BOOL onContext(HDC hDC, Draw&& draw) {
-    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedOn<BOOL>(hDC, FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         return dc ? draw(*dc) : FALSE;
     });
@@ -163,7 +163,7 @@ namespace {
 
 // FillRect's family ignores the raster operation.
 int fillBox(HDC hDC, const RECT* pRect, HBRUSH hBrush, bool frame) {
-    return guarded(0, [&] {
+    return guardedOn(hDC, 0, [&] {
         DeviceContext* dc = findDc(hDC);
         const Brush* brush = dc && pRect ? findObject(gdiState().brushes, hBrush) : nullptr;
         if (!brush) return 0;
@@ -209,7 +209,7 @@ KB_API COLORREF SetPixel(HDC hDC, int x, int y, COLORREF color) {
     if (!dc || !PtVisible(hDC, x, y)) return CLR_INVALID;
     if (dc->output) {
         color &= 0xFFFFFF;
-        return guarded(CLR_INVALID, [&] { return dc->output->pixel(*dc, {x, y}, color) ? color : CLR_INVALID; });
+        return guardedOn(hDC, CLR_INVALID, [&] { return dc->output->pixel(*dc, {x, y}, color) ? color : CLR_INVALID; });
     }
     const POINT p = dc->state.map.device({x, y});
     Paint paint;

@@ -99,7 +99,7 @@ KB_API BOOL TextOutA(HDC hDC, int x, int y, const char* pText, int count) {
 
 KB_API BOOL ExtTextOutA(HDC hDC, int x, int y, UINT options, const RECT* pRect, const char* pText, UINT count,
                         const INT* pDx) {
-    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedOn<BOOL>(hDC, FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         if (!dc || (count && !pText) || count > INT32_MAX) return FALSE;
         if (dc->output) {
@@ -114,7 +114,7 @@ KB_API BOOL ExtTextOutA(HDC hDC, int x, int y, UINT options, const RECT* pRect, 
 
 KB_API BOOL ExtTextOutW(HDC hDC, int x, int y, UINT options, const RECT* pRect, const uint16_t* pText, UINT count,
                         const INT* pDx) {
-    return guarded<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedOn<BOOL>(hDC, FALSE, [&]() -> BOOL {
         DeviceContext* dc = findDc(hDC);
         if (!dc || (count && !pText) || count > INT32_MAX) return FALSE;
         std::vector<char32_t> codes;

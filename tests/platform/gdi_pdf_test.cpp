@@ -400,6 +400,20 @@ void busyPage(HDC dc) {
     TextOutA(dc, 10, 50, "The same bytes", 14);
 }
 
+// What isn't a character must not take the rest of the page with it.
+TEST(PdfPage, TextThatIsNoneLeavesThePageWhole) {
+    for (const int unit : {0xD800, 0xDFFF, 0xFDD0, 0xFDEF, 0xFFFE, 0xFFFF}) {
+        SCOPED_TRACE(unit);
+        Document d(100, 100);
+        const uint16_t text[] = {'a', static_cast<uint16_t>(unit), 'b'};
+        EXPECT_TRUE(ExtTextOutW(d.dc, 10, 10, 0, nullptr, text, 3, nullptr));
+        EXPECT_TRUE(Rectangle(d.dc, 10, 60, 90, 90));
+        EXPECT_TRUE(KbStartPdfPage(d.dc, 50, 50, 72, 72));
+        d.close();
+        EXPECT_NE(d.drawing().find(" re"), std::string::npos);
+    }
+}
+
 TEST(PdfPage, EqualDrawingsAreEqualBytes) {
     std::string files[2];
     for (std::string& file : files) {

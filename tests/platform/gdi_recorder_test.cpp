@@ -296,6 +296,94 @@ TEST(Recorder, AnImageThroughARegionIsMasked) {
     DeleteObject(region), DeleteObject(more);
 }
 
+// A record's bytes mean what the charset of the font says.
+TEST(Recorder, TextIsWrittenInTheFontsCharset) {
+    const uint16_t cyrillic[] = {'A', 0x0416}, kanji[] = {'A', 0x65E5, 'b'};
+    const INT dx[] = {7, 8, 9};
+    const auto font = [](DWORD charset) { return CreateFontA(-12, 0, 0, 0, 400, 0, 0, 0, charset, 0, 0, 0, 0, "Arial"); };
+    const std::string face = " 29249 24937 108";
+    const auto created = [&](int charset) { return "2fb -12 0 0 0 400 0 " + std::to_string(charset * 256) + " 0 0" + face; };
+    const struct {
+        const char* name;
+        DWORD charset;
+        const uint16_t* text;
+        UINT count;
+        std::string records;
+    } rows[] = {
+        {"its own, one byte each", 204, cyrillic, 2, created(204 - 256) + "; 12d 0; 12e 24; a32 6 5 2 0 -14783 7 8"},
+        {"pairs of bytes, the first one has the width", 128, kanji, 3,
+         created(128 - 256) + "; 12d 0; 12e 24; a32 6 5 4 0 -27839 25338 7 8 0 9"},
+        {"a piece in a font that has it, on the base line, and everything as before", 0, cyrillic, 2,
+         created(0) + "; 12d 0; 12e 24; 12e 24; " + created(204 - 256) +
+             "; 12d 1; a32 6 5 2 0 -14783 7 8; 12d 0; 1f0 1; 12e 24"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Recording recording;
+        const HFONT made = font(row.charset);
+        SelectObject(recording.dc, made);
+        SetTextAlign(recording.dc, TA_BASELINE);
+        EXPECT_TRUE(ExtTextOutW(recording.dc, 5, 6, 0, nullptr, row.text, row.count, dx));
+        EXPECT_EQ(recording.close(), row.records);
+        DeleteObject(made);
+    }
+}
+
+TEST(Recorder, AClipThatIsHeldBackMovesAlong) {
+    const HRGN region = CreateRectRgn(0, 0, 2, 2), more = CreateRectRgn(2, 2, 4, 4);
+    CombineRgn(region, region, more, RGN_OR);
+    const uint8_t rows[2][8] = {{1, 2, 3, 4, 5, 6}, {7, 8, 9, 10, 11, 12}};
+    const Dib dib(2, -2, 24);
+    const auto draw = [&](HDC dc, int x) {
+        ExtSelectClipRgn(dc, region, RGN_AND);
+        if (x) OffsetClipRgn(dc, x, 0);
+        EXPECT_EQ(StretchDIBits(dc, 0, 0, 4, 4, 0, 0, 2, 2, rows, dib.info(), DIB_RGB_COLORS, SRCCOPY), 2);
+    };
+    Recording moved, shifted;
+    draw(moved.dc, 2);
+    OffsetRgn(region, 2, 0);
+    draw(shifted.dc, 0);
+    EXPECT_EQ(moved.close(), "220 0 2; " + shifted.close());
+    DeleteObject(region), DeleteObject(more);
+}
+
+// What the file has no room for is refused, and what is drawn afterwards is there.
+TEST(Recorder, WhatHasNoRoomIsRefusedAlone) {
+    Recording bands;
+    std::vector<uint32_t> memory(8 + 4 * 40'000);
+    auto* data = reinterpret_cast<RGNDATA*>(memory.data());
+    data->rdh = {sizeof(RGNDATAHEADER), RDH_RECTANGLES, 40'000, 0, {}};
+    for (int i = 0; i < 40'000; ++i) {
+        const RECT box{i % 2, i, 9, i + 1};
+        std::memcpy(data->Buffer + sizeof box * static_cast<size_t>(i), &box, sizeof box);
+    }
+    const HRGN region = ExtCreateRegion(nullptr, static_cast<DWORD>(memory.size() * 4), data);
+    for (const int mode : {RGN_AND, RGN_COPY}) {
+        SaveDC(bands.dc);
+        EXPECT_EQ(ExtSelectClipRgn(bands.dc, region, mode), COMPLEXREGION);
+        EXPECT_FALSE(Rectangle(bands.dc, 1, 2, 3, 4));
+        RestoreDC(bands.dc, -1);
+        EXPECT_TRUE(Rectangle(bands.dc, 5, 6, 7, 8));
+    }
+    EXPECT_FALSE(PaintRgn(bands.dc, region));
+    EXPECT_EQ(bands.close(), "1e; 2fa 5 0 0 0 0; 1f0 0; 127 -1; 41b 8 7 6 5; 1e; 2fa 5 0 0 0 0; 1f0 0; 2fa 5 0 0 0 0; "
+                             "1f0 0; 127 -1; 41b 8 7 6 5");
+    DeleteObject(region);
+
+    Recording slots;
+    std::vector<HPEN> pens;
+    for (int i = 0; i < INT16_MAX; ++i) {
+        pens.push_back(CreatePen(PS_SOLID, 1, static_cast<COLORREF>(i)));
+        ASSERT_TRUE(SelectObject(slots.dc, pens.back()));
+    }
+    const HBRUSH brush = CreateSolidBrush(1);
+    EXPECT_FALSE(SelectObject(slots.dc, brush));
+    EXPECT_TRUE(Rectangle(slots.dc, 5, 6, 7, 8));
+    EXPECT_NE(slots.close(), "lost");
+    DeleteObject(brush);
+    for (const HPEN pen : pens) DeleteObject(pen);
+}
+
 TEST(Recorder, LongChainsAreSplitAndLongPolygonsRefused) {
     Recording recording;
     const std::vector<POINT> chain(70'000, POINT{3, 4});

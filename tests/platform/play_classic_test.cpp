@@ -267,6 +267,45 @@ TEST(PlayClassic, BitmapsOfEveryDepth) {
             }
 }
 
+// Changed and resized, a palette is the same one for all who have it in force.
+TEST(PlayClassic, PalettesChange) {
+    const RECT box{0, 0, 100, 100};
+    const Bytes red = Bytes().u8(255).u8(0).u8(0).u8(0), green = Bytes().u8(0).u8(255).u8(0).u8(0);
+    const auto indexed = [](Classic& file, int index, int slot) { // a brush of that place of the palette
+        file.record(0x02FC, {BS_SOLID, index, 0x0100, 0}).select(slot);
+    };
+    Page page;
+    Classic file;
+    file.record(0x00F7, {0x300, 1}, red).record(0x0234, {0}).record(0x001E, {});
+    indexed(file, 0, 1);
+    file.rectangle(0, 0, 20, 20);
+    file.record(0x0037, {0, 1}, green).rectangle(20, 0, 40, 20).record(0x0127, {-1}).select(1).rectangle(40, 0, 60, 20);
+    file.record(0x0139, {2}).record(0x0037, {1, 1}, red);
+    indexed(file, 1, 2);
+    file.rectangle(60, 0, 80, 20).record(0x0139, {1}).brush(0).select(3).rectangle(80, 0, 100, 20);
+    EXPECT_TRUE(page.play(file, &box));
+    EXPECT_EQ(page.at(10, 10), 0xFF0000u);
+    EXPECT_EQ(page.at(50, 10), 0x00FF00u);
+    EXPECT_EQ(page.at(70, 10), 0xFF0000u);
+}
+
+// Patterns are made once, however often figures take turns with others.
+TEST(PlayClassic, PatternsTakeTurns) {
+    const RECT box{0, 0, 100, 100};
+    Bytes dib;
+    dib.u32(40).u32(512).u32(512).u16(1).u16(1);
+    for (int i = 0; i < 6; ++i) dib.u32(0);
+    dib.u32(0x0000FF).u32(0xFFFFFF);
+    for (int i = 0; i < 512 * 512 / 32; ++i) dib.u32(0x55555555);
+    Classic file = Classic().pen(PS_NULL, 0, 0).select(0).brush(0).record(0x0142, {BS_DIBPATTERN, DIB_RGB_COLORS}, dib);
+    for (int i = 0; i < 3000; ++i) file.select(1).rectangle(0, 0, 9, 9).select(2).rectangle(20, 20, 31, 31);
+    Page page;
+    EXPECT_TRUE(page.play(file, &box));
+    EXPECT_EQ(page.at(2, 2), 0u);
+    EXPECT_EQ(page.at(20, 20), 0x0000FFu);
+    EXPECT_EQ(page.at(21, 20), 0xFFFFFFu);
+}
+
 TEST(PlayClassic, TextStandsByItsAlignment) {
     const RECT box{0, 0, 100, 100};
     const struct {

@@ -309,6 +309,80 @@ TEST(PlayEnhanced, Pixels) {
     EXPECT_EQ(gradient.at(50, 60), 0xFFFFFFu);
 }
 
+TEST(PlayEnhanced, TurnedPatternBlitsAskForABrushOnlyWhereTheyNeedOne) {
+    const auto blit = [](uint32_t operation) { // without a bitmap, on 20,20 to 60,60
+        Bytes b;
+        for (int i = 0; i < 4; ++i) b.u32(0);
+        b.u32(20).u32(20).u32(40).u32(40).u32(operation);
+        while (b.size() < 92) b.u32(0);
+        return b;
+    };
+    for (const bool turned : {false, true})
+        for (const uint32_t operation : {BLACKNESS, DSTINVERT, PATCOPY}) {
+            SCOPED_TRACE(testing::Message() << std::hex << operation << (turned ? ", turned" : ""));
+            Page page;
+            Enhanced file = Enhanced().stock(NULL_BRUSH);
+            if (turned) file.transform(0, 1, -1, 0, 80, 0);
+            EXPECT_TRUE(page.play(file.record(76, blit(operation))));
+            EXPECT_EQ((page.at(40, 40) & 0xFFFFFF) == 0, operation != PATCOPY);
+        }
+}
+
+TEST(PlayEnhanced, FloodFillsDontLookAtTheSpareByte) {
+    Page page;
+    for (uint32_t& pixel : page.pixels) pixel = 0x80FFFFFF;
+    EXPECT_TRUE(page.play(Enhanced()
+                              .pen(2, PS_SOLID, 0, 0)
+                              .stock(NULL_BRUSH)
+                              .rectangle(20, 20, 59, 59)
+                              .brush(1, 0xFF)
+                              .record(53, {40, 40, 0xFFFFFF, FLOODFILLSURFACE})));
+    EXPECT_EQ(page.at(30, 30) & 0xFFFFFF, 0xFF0000u);
+    EXPECT_EQ(page.at(10, 10) & 0xFFFFFF, 0xFFFFFFu);
+}
+
+TEST(PlayEnhanced, PicturesFromRightToLeftAreMirrored) {
+    Page page;
+    EXPECT_TRUE(page.play(Enhanced()
+                              .stock(BLACK_BRUSH)
+                              .record(33)
+                              .record(115, {1})
+                              .rectangle(10, 20, 29, 39)
+                              .record(34, {-1})
+                              .rectangle(10, 60, 29, 79)));
+    EXPECT_EQ(page.at(70, 20), 0u);
+    EXPECT_EQ(page.at(89, 39), 0u);
+    EXPECT_EQ(page.at(69, 30), 0xFFFFFFu);
+    EXPECT_EQ(page.at(90, 30), 0xFFFFFFu);
+    EXPECT_EQ(show(page.ink()), show({10, 20, 90, 80})); // restored for the second one
+    EXPECT_EQ(page.at(15, 30), 0xFFFFFFu);
+}
+
+// Sizes and places that have no room in 32 bits once something is added to them.
+TEST(PlayEnhanced, FarthestCoordinates) {
+    constexpr int64_t low = INT32_MIN, high = INT32_MAX;
+    const auto stretch = [](int64_t ySource, int64_t heightSource, int64_t height) {
+        Bytes b;
+        for (int i = 0; i < 4; ++i) b.u32(0);
+        b.u32(0).u32(0).u32(0).u32(ySource).u32(10).u32(heightSource).u32(80).u32(40).u32(120).u32(16);
+        b.u32(DIB_RGB_COLORS).u32(SRCCOPY).u32(50).u32(50);
+        b.u32(40).u32(2).u32(height).u16(1).u16(32);
+        for (int i = 0; i < 10; ++i) b.u32(0);
+        return b;
+    };
+    Page page;
+    EXPECT_TRUE(page.play(Enhanced()
+                              .record(81, stretch(high, high, 2))
+                              .record(81, stretch(0, low, -2))
+                              .record(81, stretch(low, 1, 2))
+                              .record(17, {8})
+                              .record(9, {1, 1})
+                              .record(11, {high, high})
+                              .record(15, {high, low, 0})
+                              .record(43, {low, low, high, high})
+                              .record(76, Bytes(blitRecord(PATCOPY, 0, {INT32_MIN, INT32_MIN, 0, 0})))));
+}
+
 Bytes textRecord(const std::u16string& text, int x, int y, UINT options = 0) {
     Bytes b;
     for (int i = 0; i < 4; ++i) b.u32(0);
