@@ -96,6 +96,15 @@ TEST_F(KannVectorTest, MetafilesAreImagesOfTheSizeAskedFor) {
     EXPECT_EQ(std::memcmp(&got[(20 * 100 + 80) * 3], blue.data(), 3), 0);
 }
 
+TEST_F(KannVectorTest, TreesBecomeMetafiles) {
+    done({"add", "new:100x50", "rect", "--rect", "0,0,50,50", "--fill-mode", "opaque", "--back-color", "red", "--line-style",
+          "null", "-o", "tree.kba"});
+    done({"convert", "tree.kba", "--to", "wmf", "-o", "tree.wmf"});
+    done({"render", "tree.wmf", "--dpi", "96", "-o", "tree.png"});
+    expectHalves("tree.png", 100, 50);
+    EXPECT_EQ(kann({"convert", "tree.wmf", "--to", "native", "-o", "back.kba"}).status, 1) << "pictures aren't read back";
+}
+
 TEST_F(KannVectorTest, StampsAndHotspotsTakePictures) {
     write("half.wmf", halfRed());
     done({"add", "new:100x50", "stamp", "--rect", "0,0,100,50", "--metafile", "half.wmf", "-o", "own.kba"});
