@@ -32,25 +32,25 @@ bool countsInPixels(const AnnRect& rect, int width, int height) {
 
 } // namespace
 
-Fit fitRoot(HANNOBJECT root, int width, int height, const std::string& name, double scale) {
+Fit fitRoot(HANNOBJECT root, int width, int height, const std::string& name) {
     AnnRect rect{};
     check(K_AnnGetRect(root, &rect, nullptr), name);
     if (countsInPixels(rect, width, height)) return {};
-    const auto side = [scale](double length, int pixels) {
+    const auto side = [](double length, int pixels) {
         const double factor = pixels / length;
-        return std::isfinite(factor) && factor > 0 ? factor : scale;
+        return std::isfinite(factor) && factor > 0 ? factor : 1;
     };
     return {side(rect.right - rect.left, width), side(rect.bottom - rect.top, height), rect.left, rect.top};
 }
 
-Fit fitTree(const Tree& tree, int width, int height, double scale, const std::string& name) {
+Fit fitTree(const Tree& tree, int width, int height, const std::string& name) {
     AnnRect rect{};
     check(K_AnnGetRect(tree.get(), &rect, nullptr), name);
     if (countsInPixels(rect, width, height)) {
         rect = {0, 0, static_cast<double>(width), static_cast<double>(height)};
         check(K_AnnSetRect(tree.get(), &rect), name);
     }
-    return fitRoot(tree.get(), width, height, name, scale);
+    return fitRoot(tree.get(), width, height, name);
 }
 
 void placeRoot(const Tree& tree, const Fit& fit, int x, int y, const std::string& name) {
@@ -70,8 +70,8 @@ void placeRootFor(const Tree& tree, const InputFile* image, int page, int x, int
     }
     const KernelFileInfo info = imageInfo(*image, page);
     const bool sideways = isSideways(info.nViewPerspective);
-    placeRoot(tree, fitTree(tree, sideways ? info.nHeight : info.nWidth, sideways ? info.nWidth : info.nHeight, 1, name), x,
-              y, name);
+    placeRoot(tree, fitTree(tree, sideways ? info.nHeight : info.nWidth, sideways ? info.nWidth : info.nHeight, name), x, y,
+              name);
 }
 
 Resolution resolutionOf(const KernelBitmap& image) {
@@ -90,7 +90,7 @@ void measureBy(const Tree& tree, const Resolution& resolution, const std::string
 }
 
 RECT fitView(const Tree& tree, int width, int height, const std::string& name) {
-    placeRoot(tree, fitTree(tree, width, height, 1, name), 0, 0, name);
+    placeRoot(tree, fitTree(tree, width, height, name), 0, 0, name);
     RECT view{};
     check(K_AnnGetBoundingRect(tree.get(), &view, nullptr), name);
     if (view.right <= view.left) view.right = view.left + width;

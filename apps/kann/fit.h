@@ -12,11 +12,10 @@ struct Fit {
     double scaleX = 1, scaleY = 1, left = 0, top = 0;
 };
 
-// How a root comes onto a page of that size as viewed. One around marks that count in pixels keeps their scale. `scale`: of
-// sides without length.
-Fit fitRoot(HANNOBJECT root, int width, int height, const std::string& name, double scale = 1);
+// How a root comes onto a page of that size as viewed. One around marks that count in pixels keeps their scale.
+Fit fitRoot(HANNOBJECT root, int width, int height, const std::string& name);
 // The same; a root around such marks is made as large as the page.
-Fit fitTree(const Tree& tree, int width, int height, double scale, const std::string& name);
+Fit fitTree(const Tree& tree, int width, int height, const std::string& name);
 // Places the root; x, y: the pixel of the image that comes to 0, 0.
 void placeRoot(const Tree& tree, const Fit& fit, int x, int y, const std::string& name);
 

@@ -34,7 +34,7 @@ int showName(HANNOBJECT object, BOOL show) {
 
 LaidTree::LaidTree(const Tree& tree, SIZE page, std::string name) : root_(tree.get()), page_(page), name_(std::move(name)) {
     check(K_AnnGetRect(root_, &rect_, nullptr), name_);
-    const Fit fit = fitTree(tree, page.cx, page.cy, 1, name_);
+    const Fit fit = fitTree(tree, page.cx, page.cy, name_);
     check(K_AnnSetScalarX(root_, fit.scaleX, quietly), name_);
     check(K_AnnSetScalarY(root_, fit.scaleY, quietly), name_);
     check(K_AnnSetOffsetX(root_, -fit.left, quietly), name_);

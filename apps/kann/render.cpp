@@ -118,6 +118,7 @@ void render(const Job& job, const RenderOptions& options, JobLog& log) {
     const Tree tree = source.load(pages.page, whyNone);
     if (!whyNone.empty()) log.warnings.push_back(whyNone);
     const Resolution resolution = resolutionOf(image.record);
+    const int fullWidth = image.record.Width, fullHeight = image.record.Height;
     if (options.scale != 1) {
         const int width = roundedSide(image.record.Width * options.scale),
                   height = roundedSide(image.record.Height * options.scale);
@@ -130,7 +131,10 @@ void render(const Job& job, const RenderOptions& options, JobLog& log) {
         const std::string& name = source.name();
         measureBy(tree, resolution, name);
         select(tree, options.select, name, log);
-        drawTree(image, tree, fitTree(tree, image.record.Width, image.record.Height, options.scale, name), name);
+        Fit fit = fitTree(tree, fullWidth, fullHeight, name); // marks count in pixels of the whole image
+        fit.scaleX *= static_cast<double>(image.record.Width) / fullWidth;
+        fit.scaleY *= static_cast<double>(image.record.Height) / fullHeight;
+        drawTree(image, tree, fit, name);
     }
     savePicture(image, options.format, output);
     output.commit();

@@ -4,6 +4,7 @@
 #include "tests/persist/wang_bytes.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -62,17 +63,23 @@ TEST_F(KannMarksTest, FormsHoldWhatTheyCan) {
         done({"detach", "tagged.tif", "-o", "bare.tif"});
         EXPECT_EQ(kann({"extract", "bare.tif", "-o", "none"}).status, 1);
         EXPECT_EQ(pixels("bare.tif"), pixels("white.tif"));
-        // Marks stand on the same pixels as the tree that they were made of.
-        done({"render", "tagged.tif", "-o", "tagged.png"});
-        const auto drawn = pixels("tagged.png");
-        ASSERT_EQ(drawn.size(), 120u * 90 * 3);
-        const auto at = [&drawn](std::size_t x, std::size_t y) {
-            const std::uint8_t* p = &drawn[(y * 120 + x) * 3];
-            return p[2] << 16 | p[1] << 8 | p[0];
-        };
-        EXPECT_EQ(at(50, 30), 0xFF0000);
-        EXPECT_EQ(at(22, 12), 0xFF0000);
-        EXPECT_NE(at(90, 30), 0xFF0000);
+        // Marks stand on the same pixels as the tree that they were made of, at any scale.
+        done({"render", "tagged.tif", "-o", "tagged1.png"});
+        done({"render", "tagged.tif", "--scale", "2", "-o", "tagged2.png"});
+        done({"render", "white.tif", "store", "--scale", "2", "-o", "store2.png"});
+        for (const char* name : {"tagged1.png", "tagged2.png", "store2.png"}) {
+            SCOPED_TRACE(name);
+            const std::size_t scale = name[std::strlen(name) - 5] - std::size_t{'0'};
+            const auto drawn = pixels(name);
+            ASSERT_EQ(drawn.size(), 120 * 90 * 3 * scale * scale);
+            const auto at = [&drawn, scale](std::size_t x, std::size_t y) {
+                const std::uint8_t* p = &drawn[(y * scale * 120 * scale + x * scale) * 3];
+                return p[2] << 16 | p[1] << 8 | p[0];
+            };
+            EXPECT_EQ(at(50, 30), 0xFF0000);
+            EXPECT_EQ(at(22, 12), 0xFF0000);
+            EXPECT_NE(at(90, 30), 0xFF0000);
+        }
     }
     EXPECT_NE(done({"info", "store", "--json"}).find("\"form\": \"coded\""), std::string::npos);
 }
