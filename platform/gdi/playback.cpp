@@ -205,7 +205,7 @@ ObjectRef Playback::make(PlayObject&& object) {
     };
     PlayBudget::Held held = budget.hold(bytesOf(object));
     if (exhausted()) return nullptr;
-    auto kept = std::make_shared<Kept>(std::move(held), std::move(object));
+    auto kept = std::make_shared<Kept>(Kept{std::move(held), std::move(object)});
     return ObjectRef(kept, &kept->object);
 }
 
