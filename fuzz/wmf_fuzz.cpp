@@ -1,9 +1,7 @@
-// Classic metafiles that nobody vouches for, with and without a box, on a small page and through a mapping.
-#include "platform/gdi.h"
+// Classic metafiles that nobody vouches for, with and without a box, mirrored, and through the context's own mapping.
+#include "fuzz/metafile_places.h"
 
-#include <cstdint>
 #include <cstring>
-#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 24) return 0;
@@ -13,19 +11,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::memcpy(&bytes[6], &words, sizeof words);
     const HMETAFILE metafile = SetMetaFileBitsEx(static_cast<UINT>(bytes.size()), bytes.data());
     if (!metafile) return 0;
-    constexpr int side = 64;
-    std::vector<uint32_t> pixels(side * side, 0xFFFFFF);
-    const HDC dc = KbCreateSurfaceDC(pixels.data(), side, side, side * 4, 32, nullptr, 0);
-    const RECT box{0, 0, 1000, 1000}, target{0, 0, side, side}, turned{side, side, 0, 0};
-    IntersectClipRect(dc, 4, 4, side - 4, side - 4);
-    KbPlayMetaFile(dc, metafile, &box, &target);
-    KbPlayMetaFile(dc, metafile, nullptr, &turned);
-    SetMapMode(dc, MM_LOMETRIC);
-    PlayMetaFile(dc, metafile);
-    for (int i = 0; i < side; ++i)
-        if (pixels[static_cast<size_t>(i)] != 0xFFFFFF) __builtin_trap(); // the caller's clip has been left
-    if (SaveDC(dc) != 1) __builtin_trap();
-    DeleteDC(dc);
+    fuzz::playEverywhere(bytes, [metafile](HDC dc) {
+        constexpr int side = fuzz::placeSide;
+        const RECT box{0, 0, 1000, 1000}, target{0, 0, side, side}, turned{side, side, 0, 0};
+        KbPlayMetaFile(dc, metafile, &box, &target);
+        KbPlayMetaFile(dc, metafile, nullptr, &turned);
+        PlayMetaFile(dc, metafile);
+    });
     DeleteMetaFile(metafile);
     return 0;
 }

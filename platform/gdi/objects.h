@@ -110,9 +110,16 @@ struct Pen : Counted {
 
 // A pattern in pixels: 0x00RRGGBB, or for a one-bit pattern 0 (text colour) and 1 (background colour).
 struct PatternImage {
+    uint64_t serial = nextSerial(); // no other one has it, nor will
     int width = 0, height = 0;
     bool mono = false;
     std::vector<uint32_t> pixels;
+
+private:
+    static uint64_t nextSerial() {
+        static std::atomic<uint64_t> last{0};
+        return last.fetch_add(1, std::memory_order_relaxed) + 1;
+    }
 };
 
 struct Brush : Counted {

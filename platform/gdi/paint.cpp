@@ -42,6 +42,7 @@ bool brushPaint(const DeviceContext& dc, const Brush& brush, uint32_t table, Pai
             gapAnd = andOf(gap, table) & used;
             gapXor = xorOf(gap, table) & used;
         }
+        cells.madeOf = {};
         cells.width = cells.height = 8;
         cells.andBits.resize(64);
         cells.xorBits.resize(64);
@@ -50,15 +51,24 @@ bool brushPaint(const DeviceContext& dc, const Brush& brush, uint32_t table, Pai
             cells.andBits[i] = on ? lineAnd : gapAnd;
             cells.xorBits[i] = on ? lineXor : gapXor;
         }
+        cells.judge();
         paint.setCells(&cells);
         return true;
     }
     const PatternImage& image = *brush.pattern;
+    const uint32_t mono[2] = {s.pixelFor(dc.state.textColor), s.pixelFor(dc.state.bkColor)};
+    // Below 24 bits it hangs on colours that may change.
+    Cells::Origin origin;
+    if (s.bits >= 24) origin = {image.serial, table, image.mono ? mono[0] : 0, image.mono ? mono[1] : 0, s.bits};
+    if (origin.pattern && cells.madeOf == origin) {
+        paint.setCells(&cells);
+        return true;
+    }
+    cells.madeOf = {};
     cells.width = image.width;
     cells.height = image.height;
     cells.andBits.resize(image.pixels.size());
     cells.xorBits.resize(image.pixels.size());
-    const uint32_t mono[2] = {s.pixelFor(dc.state.textColor), s.pixelFor(dc.state.bkColor)};
     uint32_t lastRgb = 0, lastPixel = s.pixelFor(0); // neighbours are mostly alike
     for (size_t i = 0; i < image.pixels.size(); ++i) {
         uint32_t pixel;
@@ -74,6 +84,8 @@ bool brushPaint(const DeviceContext& dc, const Brush& brush, uint32_t table, Pai
         cells.andBits[i] = andOf(pixel, table) & used;
         cells.xorBits[i] = xorOf(pixel, table) & used;
     }
+    cells.judge();
+    cells.madeOf = origin;
     paint.setCells(&cells);
     return true;
 }

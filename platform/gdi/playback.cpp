@@ -398,10 +398,17 @@ void Playback::selectPattern(PlayBrush& b) {
         selectNullBrush();
         return;
     }
+    const size_t pixels = static_cast<size_t>(image.width) * static_cast<size_t>(image.height);
+    // A figure with another pattern than the one before has it spread out again; at few colours every figure has.
+    if (raster_ && (applied_->spread != state.brush || GetDeviceCaps(hDC_, BITSPIXEL) < 24) &&
+        !budget.pay(static_cast<double>(pixels) * cost::blitPixel)) {
+        selectNullBrush();
+        return;
+    }
+    applied_->spread = state.brush;
     std::array<COLORREF, 2> two{};
     if (b.mono) two = {state.textColor, state.bkColor};
     if (!b.made.handle || b.made.colors != two) {
-        const size_t pixels = static_cast<size_t>(image.width) * static_cast<size_t>(image.height);
         b.made = {};
         PlayBudget::Held held = budget.hold(pixels * sizeof(uint32_t));
         if (!budget.pay(static_cast<double>(pixels) * cost::blitPixel)) {

@@ -22,6 +22,7 @@ struct Playback::Applied {
     bool brushSolid = false;
     COLORREF brushColor = 0;
     ObjectRef brushObject;
+    ObjectRef spread; // the pattern that was in force last
     HFONT font = nullptr;
     LOGFONTA fontMade{};
     bool penSelected = false, brushSelected = false, fontSelected = false;

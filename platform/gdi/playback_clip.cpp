@@ -25,6 +25,7 @@ void addBoxes(HRGN region, std::vector<RECT>& boxes) {
     std::vector<uint32_t> memory(GetRegionData(region, 0, nullptr) / 4);
     auto* data = reinterpret_cast<RGNDATA*>(memory.data());
     if (!GetRegionData(region, static_cast<DWORD>(memory.size() * 4), data)) return;
+    if (!data->rdh.nCount) return;
     const size_t before = boxes.size();
     boxes.resize(before + data->rdh.nCount);
     std::memcpy(boxes.data() + before, data->Buffer, data->rdh.nCount * sizeof(RECT));

@@ -237,14 +237,19 @@ void Paint::setSolid(uint32_t pixel, uint32_t table, int bits) {
     spread(xorBits, xorStream);
 }
 
+void Cells::judge() {
+    overwrites = idempotent = true;
+    for (size_t i = 0; i < andBits.size(); ++i) {
+        overwrites = overwrites && andBits[i] == 0;
+        idempotent = idempotent && (andBits[i] & xorBits[i]) == 0;
+    }
+}
+
 void Paint::setCells(const Cells* c) {
     cells = c;
     kind = PaintKind::cells;
-    overwrites = idempotent = true;
-    for (size_t i = 0; i < c->andBits.size(); ++i) {
-        overwrites = overwrites && c->andBits[i] == 0;
-        idempotent = idempotent && (c->andBits[i] & c->xorBits[i]) == 0;
-    }
+    overwrites = c->overwrites;
+    idempotent = c->idempotent;
 }
 
 SpanFunction spanFunction(const Paint& paint, int bits, bool vectors) {

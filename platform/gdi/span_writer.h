@@ -19,6 +19,15 @@ struct Cells {
     int width = 0, height = 0;
     int originX = 0, originY = 0; // device point of a cell's corner
     std::vector<uint32_t> andBits, xorBits;
+    bool overwrites = true, idempotent = true; // as in Paint
+    void judge();                              // once the pairs are there
+    // What they were made of, as long as that alone decides what is in them: large patterns are for many figures.
+    struct Origin {
+        uint64_t pattern = 0; // 0: something else
+        uint32_t table = 0, zero = 0, one = 0;
+        int bits = 0;
+        bool operator==(const Origin&) const = default;
+    } madeOf;
 };
 
 inline constexpr size_t patternBytes = 128; // 96, the common period, and what the last vector of it reads behind
