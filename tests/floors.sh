@@ -22,10 +22,10 @@ check "resources" "resources platform"
 check "include" "kbann contracts platform"
 check "store render persist" "store render persist resources kbann contracts platform"
 check "apps/kann" "apps/kann kbann contracts platform CLI nlohmann nettle"
-# Inside the engine: objects below drawing and storing.
+# Inside the engine: objects below drawing, and drawing below storing, one form of which is a picture.
 check "store" "store resources kbann contracts platform"
 check "render" "render store kbann contracts platform"
-check "persist" "persist store kbann contracts platform"
+check "persist" "persist render store kbann contracts platform"
 # What stands inside a floor is not for those above it; programs see public headers alone. The figures of page operations are of
 # the engine's inside, since the public headers have no call that deletes a page.
 if grep -rnE '^#include "(platform/(sys|gdi|user)/|platform/handle_table|kernel/|rasterio/|store/|render/|persist/)' apps examples bench --exclude=pages_bench.cpp; then
