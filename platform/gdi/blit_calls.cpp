@@ -10,6 +10,9 @@ namespace {
 
 uint8_t codeOf(DWORD rop) { return static_cast<uint8_t>(rop >> 16); }
 
+// What a blit answers: its rows. A height may be the one number that has no opposite.
+int rowsOf(int height) { return saturate(std::abs(int64_t{height})); }
+
 BlitArea deviceArea(const DeviceContext& dc, int64_t x, int64_t y, int64_t width, int64_t height) {
     const Mapping& map = dc.state.map;
     if (map.identity) return {x, y, width, height};
@@ -113,7 +116,7 @@ KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSour
         const BlitArea logical{x, y, width, height};
         if (!rop3NeedsSource(codeOf(rop))) {
             const bool done = dc->output ? dc->output->pattern(*dc, logical, rop) : patternBlit(*dc, to, codeOf(rop));
-            return done ? std::abs(heightSource) : 0;
+            return done ? rowsOf(heightSource) : 0;
         }
         PixelReader source;
         if (!readDib(pInfo, usage, pBits, source)) return 0;
@@ -122,10 +125,10 @@ KB_API int StretchDIBits(HDC hDC, int x, int y, int width, int height, int xSour
             from.y = static_cast<int64_t>(source.height) - ySource - heightSource; // counted from the bottom
         if (dc->output) {
             const ImageCall call{logical, source, from, rop, dc->state.textColor, dc->state.bkColor, true};
-            return dc->output->image(*dc, call) ? std::abs(heightSource) : 0;
+            return dc->output->image(*dc, call) ? rowsOf(heightSource) : 0;
         }
         blitTo(*dc, to, source, from, rop, CLR_INVALID);
-        return std::abs(heightSource);
+        return rowsOf(heightSource);
     });
 }
 

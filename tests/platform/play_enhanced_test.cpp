@@ -254,7 +254,13 @@ TEST(PlayEnhanced, ClipsNeverWidenTheCallers) {
 Bytes blitRecord(uint32_t operation, uint32_t pixel, RECT to) {
     Bytes b;
     for (int i = 0; i < 4; ++i) b.u32(0);
-    b.u32(to.left).u32(to.top).u32(to.right - to.left).u32(to.bottom - to.top).u32(operation).u32(0).u32(0);
+    b.u32(to.left)
+        .u32(to.top)
+        .u32(int64_t{to.right} - to.left)
+        .u32(int64_t{to.bottom} - to.top)
+        .u32(operation)
+        .u32(0)
+        .u32(0);
     b.real(1).real(0).real(0).real(1).real(0).real(0).u32(0xFFFFFF).u32(DIB_RGB_COLORS);
     b.u32(108).u32(40).u32(148).u32(16).u32(2).u32(2);
     b.u32(40).u32(2).u32(2).u16(1).u16(32);
