@@ -44,9 +44,24 @@ inline void check(HANNOBJECT loaded, uint32_t uFormat) {
     for (const HANNOBJECT tree : {again, third}) K_AnnDestroy(tree, 0);
 }
 
+// Whether all objects lie within so many units of the origin.
+inline bool liesWithin(HANNOBJECT tree, double limit) {
+    const auto isNear = [](HANNOBJECT hObject, void* user) -> int {
+        const double most = *static_cast<const double*>(user);
+        AnnRect r{};
+        K_AnnGetRect(hObject, &r, nullptr);
+        for (const double side : {r.left, r.top, r.right, r.bottom})
+            if (!(side > -most && side < most)) return ERROR_FAILURE;
+        return SUCCESS;
+    };
+    return K_AnnEnumerate(tree, isNear, &limit, ANN_FLAG_RECURSE, nullptr) == SUCCESS;
+}
+
+constexpr double marksReach = 1e9; // they count in whole numbers of 32 bits, and cut off what lies further
+
 // The same for a tree out of marks, which in their pure form may have nothing to hold.
 inline void checkMarks(HANNOBJECT loaded) {
-    check(loaded, ANN_FMT_TIFFTAG);
+    if (liesWithin(loaded, marksReach)) check(loaded, ANN_FMT_TIFFTAG);
     HGLOBAL hMem = nullptr;
     uint32_t size = 0;
     require(K_AnnSaveMemory(loaded, ANN_FMT_WANGTAG, 0, &hMem, &size, nullptr) == SUCCESS);

@@ -7,6 +7,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 8 || size > 1 << 16 || data[0] != data[1] || (data[0] != 'I' && data[0] != 'M')) return 0;
     K_SetLinkedFilePolicy(0);
+    K_SetPixelLimit(1 << 16); // larger images find nothing new and cost time
     for (const int32_t page : {1, 2}) {
         KernelLoadOptions options;
         K_DefaultLoadOptions(&options, sizeof options);

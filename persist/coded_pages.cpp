@@ -1,4 +1,4 @@
-// Links are short and few, so they are read and written one by one; only pages go through buffers.
+// One walk over the chain serves counting, finding a page and finding the end; links are written one by one.
 #include "persist/coded_pages.h"
 #include "contracts/raster_io.h"
 #include "store/tree.h"
@@ -27,31 +27,47 @@ void putLink(uint8_t* out, uint64_t next) {
     std::memcpy(out + sizeof pageLinkTag, &told, sizeof told);
 }
 
-struct FoundPage {
-    uint64_t before = 0; // the link that leads to the page's
-    uint64_t link = 0;   // the page's own, or the end link
-    uint32_t next = 0;   // that it holds
+// Links on the way through a chain. Those of short pages lie near each other, and many come with one read.
+class LinkSource {
+public:
+    explicit LinkSource(AnnStream& stream) : stream_(stream) {}
+
+    // Position counts from the base. False where there is no link.
+    bool next(uint64_t position, uint32_t& next) {
+        if (position < start_ || position + linkBytes > start_ + held_) {
+            const bool isNear = position >= start_ && position - start_ < 2 * sizeof bytes_;
+            if (!fill(position, isNear ? sizeof bytes_ : linkBytes)) return false;
+        }
+        const uint8_t* link = bytes_ + (position - start_);
+        uint16_t tag = 0;
+        std::memcpy(&tag, link, sizeof tag);
+        std::memcpy(&next, link + sizeof tag, sizeof next);
+        return tag == pageLinkTag;
+    }
+
+private:
+    bool fill(uint64_t position, size_t wanted) {
+        start_ = position;
+        held_ = 0;
+        if (!annSeekTo(stream_, stream_.uBase + position)) return false;
+        while (held_ < wanted) {
+            const int64_t got = stream_.pfnRead(stream_, bytes_ + held_, static_cast<int64_t>(wanted - held_));
+            if (got < 1) break;
+            held_ += static_cast<size_t>(got);
+        }
+        return held_ >= linkBytes;
+    }
+
+    AnnStream& stream_;
+    uint64_t start_ = 0; // of what is held, from the base
+    size_t held_ = 0;
+    uint8_t bytes_[4096];
 };
 
-// Walks to a page. Behind the last page the end link is found, whose next is 0. Circles end at the page's number, which
-// the caller has held against the count of a walk that refuses them.
-int findPage(AnnStream& stream, uint32_t page, FoundPage& found) {
-    if (!readHeader(stream)) return ERROR_FILE_READ;
-    found = {};
-    found.link = stream.uPos - stream.uBase;
-    for (uint32_t hop = 0;; ++hop) {
-        if (const int code = annReadLink(stream, found.link, found.next, LINK_SEEK, nullptr); code != SUCCESS) return code;
-        if (hop == page) return SUCCESS;
-        if (!found.next) return ERROR_PAGE_NOT_FOUND;
-        found.before = found.link;
-        found.link = found.next;
-    }
-}
-
 // Another value for a link of the chain. A write that comes up short may have left half a link, so the old one is tried.
-int changeLink(AnnStream& stream, uint64_t position, uint32_t before, uint64_t next) {
+int changeLink(AnnStream& stream, uint64_t position, uint64_t before, uint64_t next) {
     const int code = annWriteLink(stream, position, static_cast<uint32_t>(next), LINK_SEEK, nullptr);
-    if (code != SUCCESS) annWriteLink(stream, position, before, LINK_SEEK, nullptr);
+    if (code != SUCCESS) annWriteLink(stream, position, static_cast<uint32_t>(before), LINK_SEEK, nullptr);
     return code;
 }
 
@@ -74,6 +90,30 @@ int writeLinkedPage(AnnStream& stream, std::span<const uint8_t> lead, const AnnO
     uint64_t end = 0;
     if (const int code = writePage(stream, lead, object, filter, end); code != SUCCESS) return code;
     return annWriteLink(stream, link, static_cast<uint32_t>(end), LINK_SEEK | LINK_KEEP, nullptr);
+}
+
+// Pages that run past the end link would be written over by one that is appended there. Only made-up data has them, and
+// bytes behind its end link then; so nothing is read where there are none. start: position behind the end link.
+int refuseRunningPages(AnnStream& stream, const PageChain& chain, uint64_t start) {
+    uint64_t end = 0;
+    if (!annStreamEnd(stream, end)) return ERROR_FILE_READ;
+    if (end <= start) return SUCCESS;
+    LinkSource links(stream);
+    uint64_t read = 0;
+    uint32_t next = 0;
+    for (uint64_t link = chain.first; link != chain.last; link = next) {
+        if (!links.next(link, next)) return ERROR_FILE_READ;
+        const uint64_t page = stream.uBase + link + linkBytes;
+        if (!annSeekTo(stream, page)) return ERROR_FILE_SEEK;
+        CodedReader reader(stream);
+        AnnObject* root = nullptr;
+        const int code = annReadTree(reader, root, 0); // one that can't be read has nothing to lose
+        if (code == ERROR_NO_MEMORY) return code;
+        if (code == SUCCESS) annFreeTree(root);
+        read += reader.position() - page;
+        if (read > end || (code == SUCCESS && reader.position() > start - linkBytes)) return ERROR_FILE_READ;
+    }
+    return SUCCESS;
 }
 
 // Takes out what a save has appended before it failed.
@@ -111,23 +151,26 @@ int annReadLink(AnnStream& stream, uint64_t position, uint32_t& next, uint32_t m
 
 // Links may lead backwards, so a circle shows only by its links: there are more hops than links have room for, or, much
 // sooner, a link is met again that was remembered at a power of two hops.
-int annWalkChain(AnnStream& stream, PageChain& chain, uint32_t mode) {
+int annWalkChain(AnnStream& stream, uint32_t page, PageChain& chain, uint32_t mode) {
     const uint64_t before = stream.uPos;
     uint64_t end = 0;
     if (!readHeader(stream) || !annStreamEnd(stream, end)) return ERROR_FILE_READ;
     uint64_t link = stream.uPos - stream.uBase, hops = 0, remembered = link, rememberNext = 1;
     const uint64_t mostHops = (end - stream.uBase) / linkBytes;
+    LinkSource links(stream);
     chain = {};
     chain.furthest = link;
     for (;;) {
         uint32_t next = 0;
-        if (annReadLink(stream, link, next, LINK_SEEK, nullptr) != SUCCESS) return ERROR_FILE_READ;
+        if (!links.next(link, next)) return ERROR_FILE_READ;
+        if (hops && hops == page) chain.place = {chain.beforeLast, link, next};
         if (!next) break;
         if (next == remembered || ++hops > mostHops) return ERROR_FILE_READ;
         if (hops == rememberNext) {
             remembered = next;
             rememberNext *= 2;
         }
+        if (hops == 1) chain.first = next;
         chain.beforeLast = link;
         chain.furthest = std::max<uint64_t>(chain.furthest, next);
         link = next;
@@ -135,32 +178,30 @@ int annWalkChain(AnnStream& stream, PageChain& chain, uint32_t mode) {
     if (!hops) return ERROR_FILE_READ; // the head link has no page: it must lead on
     chain.pages = static_cast<uint32_t>(hops - 1);
     chain.last = link;
-    return (mode & LINK_KEEP) && !annSeekTo(stream, before) ? ERROR_FILE_READ : SUCCESS;
+    if (page == pageBehindLast) chain.place = {chain.beforeLast, link, 0};
+    const uint64_t behind = mode & LINK_KEEP ? before : stream.uBase + link + linkBytes;
+    return annSeekTo(stream, behind) ? SUCCESS : ERROR_FILE_READ;
 }
 
-int annSplicePage(AnnStream& stream, uint32_t page, uint32_t flags, uint64_t fresh) {
-    FoundPage found;
+int annSplicePage(AnnStream& stream, const PageChain& chain, uint32_t flags, uint64_t fresh) {
     const bool replace = flags == SAVE_REPLACEPAGE;
-    if (const int code = findPage(stream, flags ? page : 1, found); code != SUCCESS) return code;
-    if (replace && !found.next) return ERROR_PAGE_NOT_FOUND;
+    const PageChain::Place& place = chain.place;
+    if (!place.before || (replace && !place.next)) return ERROR_PAGE_NOT_FOUND;
     // The new page's own link first: until another leads to it, it is no part of the chain.
-    const uint64_t next = replace ? found.next : found.link;
+    const uint64_t next = replace ? place.next : place.link;
     if (const int code = annWriteLink(stream, fresh, static_cast<uint32_t>(next), LINK_SEEK, nullptr); code != SUCCESS)
         return code;
-    return changeLink(stream, found.before, static_cast<uint32_t>(found.link), fresh);
+    return changeLink(stream, place.before, place.link, fresh);
 }
 
-int annUnlinkPage(AnnStream& stream, uint32_t page) {
-    FoundPage found;
-    if (const int code = findPage(stream, page, found); code != SUCCESS) return code;
-    if (!page || !found.next) return ERROR_PAGE_NOT_FOUND;
-    return changeLink(stream, found.before, static_cast<uint32_t>(found.link), found.next);
+int annUnlinkPage(AnnStream& stream, const PageChain& chain) {
+    if (!chain.hasPage()) return ERROR_PAGE_NOT_FOUND;
+    return changeLink(stream, chain.place.before, chain.place.link, chain.place.next);
 }
 
-int annSeekCodedPage(AnnStream& stream, uint32_t page) {
-    FoundPage found;
-    if (const int code = findPage(stream, page, found); code != SUCCESS) return code;
-    return page && found.next ? SUCCESS : ERROR_PAGE_NOT_FOUND; // behind its link, as it was read last
+int annSeekCodedPage(AnnStream& stream, const PageChain& chain) {
+    if (!chain.hasPage()) return ERROR_PAGE_NOT_FOUND;
+    return annSeekTo(stream, stream.uBase + chain.place.link + linkBytes) ? SUCCESS : ERROR_FILE_SEEK;
 }
 
 int annWriteCodedData(AnnStream& stream, const AnnObject& object, const WriteFilter& filter) {
@@ -174,22 +215,36 @@ int annWriteCodedData(AnnStream& stream, const AnnObject& object, const WriteFil
     return writeLinkedPage(stream, lead, object, filter);
 }
 
-int annWriteCodedPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, uint32_t page, uint32_t flags) {
-    PageChain chain;
-    if (const int code = annWalkChain(stream, chain, 0); code != SUCCESS) return code;
+int annWriteCodedPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, const PageChain& chain,
+                      uint32_t flags) {
     // Pages are appended behind the end link; one that lies there already would be written over.
     if (chain.furthest != chain.last) return ERROR_FILE_READ;
-    const uint64_t start = stream.uPos;
+    const uint64_t start = stream.uBase + chain.last + linkBytes;
+    int code = refuseRunningPages(stream, chain, start);
+    if (code != SUCCESS) return code;
+    if (!annSeekTo(stream, start)) return ERROR_FILE_SEEK;
     uint64_t end = 0;
-    int code = writePage(stream, {}, object, filter, end);
+    code = writePage(stream, {}, object, filter, end);
+    if (code == SUCCESS) code = changeLink(stream, chain.beforeLast, chain.last, end);
     if (code != SUCCESS) return cutBack(stream, start, code);
-    code = changeLink(stream, chain.beforeLast, static_cast<uint32_t>(chain.last), end);
-    if (code == SUCCESS) code = annSplicePage(stream, page, flags, chain.last);
+    // The old end link is the new page's from here on, and whatever led to it leads to the new one.
+    PageChain longer = chain;
+    for (uint64_t* link : {&longer.place.link, &longer.place.next})
+        if (*link == chain.last) *link = end;
+    code = annSplicePage(stream, longer, flags, chain.last);
+    // What was appended goes again once nothing leads to its end link.
+    if (code != SUCCESS && annWriteLink(stream, chain.last, 0, LINK_SEEK, nullptr) == SUCCESS &&
+        changeLink(stream, chain.beforeLast, end, chain.last) == SUCCESS)
+        return cutBack(stream, start, code);
     const bool behind = annSeekTo(stream, stream.uBase + end + linkBytes);
     return code == SUCCESS && !behind ? ERROR_FILE_SEEK : code;
 }
 
-int annMakeCodedPaged(AnnStream& stream) {
+int annMakeCodedPaged(AnnStream& stream, const AnnObject& object, const WriteFilter& filter) {
+    AnnStream nowhere{};
+    nowhere.pfnWrite = [](AnnStream&, const void*, int64_t count) { return count; };
+    CodedWriter trial(nowhere);
+    if (const int code = annWriteTree(trial, object, filter, 0); code != SUCCESS) return code;
     if (!readHeader(stream)) return ERROR_FILE_READ;
     const uint64_t start = stream.uPos;
     AnnObject* root = nullptr;

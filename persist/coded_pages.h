@@ -23,28 +23,40 @@ int annReadLink(AnnStream& stream, uint64_t position, uint32_t& next, uint32_t m
 
 struct PageChain {
     uint32_t pages = 0;
-    uint64_t beforeLast = 0; // positions of links
-    uint64_t last = 0;       // the end link
-    uint64_t furthest = 0;   // that lies behind all others
+    uint64_t first = 0; // positions of links: of page 1, or the end link
+    uint64_t beforeLast = 0;
+    uint64_t last = 0;     // the end link
+    uint64_t furthest = 0; // that lies behind all others
+    // A page's place in it; behind the last page that of the end link, which has no next.
+    struct Place {
+        uint64_t before = 0; // the link that leads to the page's; 0 when there is no such place
+        uint64_t link = 0;
+        uint64_t next = 0;
+    } place;
+    bool hasPage() const { return place.before && place.next; }
 };
-// Follows the chain of paged data from the header on. The stream stays behind the end link, or where it was (LINK_KEEP).
-// ERROR_FILE_READ: no such header, a chain that leaves the data, meets something else or runs in a circle.
-int annWalkChain(AnnStream& stream, PageChain& chain, uint32_t mode);
+inline constexpr uint32_t pageBehindLast = UINT32_MAX;
+// Follows the chain of paged data from the header on, and remembers the place of a page: counted from 1, or pageBehindLast. The
+// stream stays behind the end link, or where it was (LINK_KEEP). ERROR_FILE_READ: no such header, a chain that leaves the
+// data, meets something else or runs in a circle.
+int annWalkChain(AnnStream& stream, uint32_t page, PageChain& chain, uint32_t mode);
 
-// Puts the page whose link is at `fresh` before a page (SAVE_INSERTPAGE, or no flags: before the first) or in its place
-// (SAVE_REPLACEPAGE). ERROR_PAGE_NOT_FOUND, ERROR_FILE_READ, ERROR_FILE_WRITE: the chain is as it was.
-int annSplicePage(AnnStream& stream, uint32_t page, uint32_t flags, uint64_t fresh);
-// Takes a page out of the chain; its bytes stay. ERROR_PAGE_NOT_FOUND, ERROR_FILE_READ, ERROR_FILE_WRITE.
-int annUnlinkPage(AnnStream& stream, uint32_t page);
-// Puts the stream on the first token of a page, counted from 1. ERROR_PAGE_NOT_FOUND, ERROR_FILE_READ.
-int annSeekCodedPage(AnnStream& stream, uint32_t page);
+// Puts the page whose link is at `fresh` before the chain's place (SAVE_INSERTPAGE), or instead of the page there
+// (SAVE_REPLACEPAGE). ERROR_PAGE_NOT_FOUND, ERROR_FILE_SEEK, ERROR_FILE_WRITE: the chain is as it was.
+int annSplicePage(AnnStream& stream, const PageChain& chain, uint32_t flags, uint64_t fresh);
+// Takes the page at the chain's place out; its bytes stay. Errors as those of annSplicePage.
+int annUnlinkPage(AnnStream& stream, const PageChain& chain);
+// Puts the stream on the first token of the page at the chain's place. ERROR_PAGE_NOT_FOUND, ERROR_FILE_SEEK.
+int annSeekCodedPage(AnnStream& stream, const PageChain& chain);
 
 // Writes a tree as the only page, from the base on, and cuts the stream behind it.
 int annWriteCodedData(AnnStream& stream, const AnnObject& object, const WriteFilter& filter);
 // Adds the page to paged data, as annSplicePage does. A failure leaves the data with the pages that it had.
-int annWriteCodedPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, uint32_t page, uint32_t flags);
-// Data of one page without links becomes paged: a copy of the page goes behind it, and then one link over its first bytes
-// leads there. A page that can't be read is left alone, with the code of reading it.
-int annMakeCodedPaged(AnnStream& stream);
+int annWriteCodedPage(AnnStream& stream, const AnnObject& object, const WriteFilter& filter, const PageChain& chain,
+                      uint32_t flags);
+// Data of one page without links becomes paged, so that the object's page can be added: a copy of the page goes behind it, and
+// then one link over its first bytes leads there. A page that can't be read is left alone, with the code of reading it, and
+// so it is for an object that can't be written.
+int annMakeCodedPaged(AnnStream& stream, const AnnObject& object, const WriteFilter& filter);
 
 } // namespace kbann

@@ -2,8 +2,6 @@
 #include "persist/recognition.h"
 #include "contracts/return_codes.h"
 #include "kbann/constants.h"
-#include "persist/coded_pages.h"
-#include "persist/pages.h"
 #include "persist/wang_layout.h"
 
 #include <cstring>
@@ -35,19 +33,19 @@ int annQueryFormat(AnnStream& stream, uint32_t& nFormat, bool& bPaged) {
     return SUCCESS;
 }
 
-int annQueryInfo(AnnStream& stream, AnnFileInfoRecord& info, int32_t page, TextPage* found) {
+int annQueryInfo(AnnStream& stream, AnnFileInfoRecord& info, int32_t page, StoredPage* found) {
     uint32_t nFormat = 0, pages = 1;
     bool bPaged = false;
     if (const int code = annQueryFormat(stream, nFormat, bPaged); code != SUCCESS) return code;
+    StoredPage own;
+    StoredPage& place = found ? *found : own;
     if (bPaged && nFormat == ANN_FMT_NATIVE) {
-        TextPage text;
-        if (annFindTextPage(stream, page, text) == ERROR_FILE_READ) return ERROR_FILE_READ;
-        pages = text.pages;
-        if (found) *found = text;
+        if (annFindTextPage(stream, page, place.text) == ERROR_FILE_READ) return ERROR_FILE_READ;
+        pages = place.text.pages;
     } else if (bPaged) {
-        PageChain chain;
-        if (const int code = annWalkChain(stream, chain, 0); code != SUCCESS) return code;
-        pages = chain.pages;
+        const uint32_t wanted = page < 0 ? pageBehindLast : static_cast<uint32_t>(page);
+        if (const int code = annWalkChain(stream, wanted, place.chain, 0); code != SUCCESS) return code;
+        pages = place.chain.pages;
     }
     if (!annSeekTo(stream, stream.uBase)) return ERROR_FILE_READ;
     info.nVersion = bPaged ? versionPaged : versionOnePage;

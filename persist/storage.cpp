@@ -3,9 +3,7 @@
 #include "persist/storage.h"
 #include "contracts/raster_kernel.h"
 #include "kbann/constants.h"
-#include "persist/coded_pages.h"
 #include "persist/metafile_form.h"
-#include "persist/pages.h"
 #include "persist/recognition.h"
 #include "persist/wang_form.h"
 #include "store/file_operations.h"
@@ -101,10 +99,11 @@ int readTextPage(AnnStream& stream, const TextPage& found, AnnObject*& root) {
     return annReadTree(reader, root, 0);
 }
 
-int readCodedPage(AnnStream& stream, uint32_t version, uint64_t onlyPage, int32_t page, AnnObject*& root) {
+// onlyPage: where the page stands in data without links.
+int readCodedPage(AnnStream& stream, uint32_t version, uint64_t onlyPage, const PageChain& chain, AnnObject*& root) {
     if (version == versionOnePage) {
         if (!annSeekTo(stream, onlyPage)) return ERROR_FILE_SEEK;
-    } else if (const int code = annSeekCodedPage(stream, static_cast<uint32_t>(page)); code != SUCCESS) {
+    } else if (const int code = annSeekCodedPage(stream, chain); code != SUCCESS) {
         return code;
     }
     CodedReader reader(stream);
@@ -135,7 +134,7 @@ int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat
     const auto writeWhole = coded ? annWriteCodedData : annWriteTextData;
     if (!flags) return writeWhole(stream, object, filter);
     AnnFileInfoRecord info{};
-    TextPage found;
+    StoredPage found;
     const bool holdsData = annQueryInfo(stream, info, pOptions->nPageNumber, &found) == SUCCESS;
     const bool insert = flags == SAVE_INSERTPAGE;
     const int64_t pages = holdsData ? info.nTotalPages : 0;
@@ -146,13 +145,14 @@ int annSaveToStream(AnnStream& stream, const AnnObject& object, uint32_t uFormat
     if (info.nFormat != uFormat) return ERROR_INV_PARAMETER;
     if (page == -1) page = pages + 1;
     const bool adds = insert || page > pages;
-    if (!coded) return annWriteTextPage(stream, object, filter, insert ? RoomMode::insert : RoomMode::replace, found);
+    if (!coded) return annWriteTextPage(stream, object, filter, insert ? RoomMode::insert : RoomMode::replace, found.text);
     // A page that is replaced stays in the data until links lead to the new one; without links it can't.
     if (!adds && info.nVersion == versionOnePage) return writeWhole(stream, object, filter);
     if (info.nVersion == versionOnePage) {
-        if (const int code = annMakeCodedPaged(stream); code != SUCCESS) return code;
+        if (const int code = annMakeCodedPaged(stream, object, filter); code != SUCCESS) return code;
+        if (const int code = annWalkChain(stream, static_cast<uint32_t>(page), found.chain, 0); code != SUCCESS) return code;
     }
-    return annWriteCodedPage(stream, object, filter, static_cast<uint32_t>(page), adds ? SAVE_INSERTPAGE : SAVE_REPLACEPAGE);
+    return annWriteCodedPage(stream, object, filter, found.chain, adds ? SAVE_INSERTPAGE : SAVE_REPLACEPAGE);
 }
 
 int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadOptions* pOptions, const WangImage& image) {
@@ -170,13 +170,13 @@ int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadO
     const uint64_t firstPage = stream.uPos;
     const int32_t page = pageOf(pOptions);
     AnnFileInfoRecord info{};
-    TextPage found;
+    StoredPage found;
     if (const int code = annQueryInfo(stream, info, page, &found); code != SUCCESS) return code;
     if (info.nFormat != nFormat) return ERROR_FILE_FORMAT;
     if (page < 1 || static_cast<uint32_t>(page) > info.nTotalPages) return ERROR_PAGE_NOT_FOUND;
     AnnObject* root = nullptr;
-    const int code = nFormat == ANN_FMT_ENCODED ? readCodedPage(stream, info.nVersion, firstPage, page, root)
-                                                : readTextPage(stream, found, root);
+    const int code = nFormat == ANN_FMT_ENCODED ? readCodedPage(stream, info.nVersion, firstPage, found.chain, root)
+                                                : readTextPage(stream, found.text, root);
     if (code != SUCCESS) return code;
     annComputeGeometry(*root);
     *phObject = annToHandle(root);
@@ -186,13 +186,13 @@ int annLoadFromStream(AnnStream& stream, HANNOBJECT* phObject, const KernelLoadO
 int annDeletePage(AnnStream& stream, int32_t nPage) {
     const NeutralLocale locale;
     AnnFileInfoRecord info{};
-    TextPage found;
+    StoredPage found;
     if (const int code = annQueryInfo(stream, info, nPage, &found); code != SUCCESS) return code;
     if (info.nVersion == versionOnePage || info.nTotalPages == 1) return ERROR_DELETE_LAST_PAGE;
     if (nPage < 1 || static_cast<uint32_t>(nPage) > info.nTotalPages) return ERROR_PAGE_NOT_FOUND;
-    if (info.nFormat == ANN_FMT_ENCODED) return annUnlinkPage(stream, static_cast<uint32_t>(nPage));
+    if (info.nFormat == ANN_FMT_ENCODED) return annUnlinkPage(stream, found.chain);
     uint64_t room = 0;
-    return annMakeTextRoom(stream, RoomMode::remove, found, 0, room);
+    return annMakeTextRoom(stream, RoomMode::remove, found.text, 0, room);
 }
 
 int annSaveFile(const char* pszFile, const SaveRequest& request) {

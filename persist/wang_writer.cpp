@@ -184,8 +184,8 @@ private:
         word(count);
         word(count);
         for (const POINT& p : path_) {
-            word(static_cast<uint32_t>(p.x) - static_cast<uint32_t>(bounds.left));
-            word(static_cast<uint32_t>(p.y) - static_cast<uint32_t>(bounds.top));
+            word(static_cast<uint32_t>(annAdd(p.x, -int64_t{bounds.left})));
+            word(static_cast<uint32_t>(annAdd(p.y, -int64_t{bounds.top})));
         }
     }
 

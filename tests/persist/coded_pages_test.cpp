@@ -185,13 +185,14 @@ TEST(CodedPages, ATreeThatIsTooDeepWritesNothing) {
     AnnObject* inner = deep.root;
     for (uint32_t i = 0; i < maxTreeDepth; ++i) inner = newObject(ANN_OBJECT_CONTAINER, inner);
     newObject(ANN_OBJECT_RECT, inner);
-    TextStream data;
-    ASSERT_EQ(savePage(data.stream, 'a', 0, 1), SUCCESS);
-    const std::string before = data.text();
-    for (const uint32_t flags : {0u, insert, replace}) {
-        const PageOptions options(flags, 1);
-        EXPECT_EQ(annSaveToStream(data.stream, *deep.root, ANN_FMT_ENCODED, {}, &options.options), ERROR_INV_PARAMETER);
-        EXPECT_EQ(data.text(), before);
+    const std::string page = pageTokens('a');
+    for (const std::string& before : {pagedData(page), onePageData(page)}) {
+        for (const uint32_t flags : {0u, insert, replace}) {
+            TextStream data(before);
+            const PageOptions options(flags, 1);
+            EXPECT_EQ(annSaveToStream(data.stream, *deep.root, ANN_FMT_ENCODED, {}, &options.options), ERROR_INV_PARAMETER);
+            EXPECT_EQ(data.text(), before);
+        }
     }
 }
 
@@ -203,6 +204,29 @@ TEST(CodedPages, APageBehindTheEndLinkIsntWrittenOver) {
     EXPECT_EQ(pagesOf(stream.stream), "a");
     EXPECT_EQ(savePage(stream.stream, 'b', insert, 1), ERROR_FILE_READ);
     EXPECT_EQ(stream.text(), data);
+}
+
+// The end link lies in a page, as the payload of a token that readers step over.
+TEST(CodedPages, APageThatRunsOverTheEndLinkIsntWrittenOver) {
+    const std::string page = pageTokens('a');
+    const CodedBytes link = CodedBytes{}.token(52, 0);
+    const size_t fields = 10, behindFields = 29 + fields; // BEGINOBJECT with its type, and then the token stepped over
+    const std::string data = codedHeaderBytes()
+                                 .token(52, 23)
+                                 .token(52, static_cast<uint32_t>(behindFields + 6))
+                                 .text(page.substr(0, fields))
+                                 .token(900, 6)
+                                 .text(link.bytes)
+                                 .text(page.substr(fields))
+                                 .bytes;
+    TextStream stream(data);
+    ASSERT_EQ(pagesOf(stream.stream), "a");
+    EXPECT_EQ(savePage(stream.stream, 'b', insert, 1), ERROR_FILE_READ);
+    EXPECT_EQ(stream.text(), data);
+    // Bytes behind the end link alone are no reason.
+    TextStream trailed(pagedData(page) + "left from before");
+    EXPECT_EQ(savePage(trailed.stream, 'b', insert, -1), SUCCESS);
+    EXPECT_EQ(pagesOf(trailed.stream), "ab");
 }
 
 TEST(CodedPages, AMillionPages) {
@@ -221,13 +245,13 @@ TEST(CodedPages, AMillionPages) {
     EXPECT_EQ(savePage(stream.stream, 'a', insert, 500'000), SUCCESS);
     EXPECT_EQ(annDeletePage(stream.stream, 1), SUCCESS);
     PageChain chain;
-    ASSERT_EQ(annWalkChain(stream.stream, chain, 0), SUCCESS);
+    ASSERT_EQ(annWalkChain(stream.stream, 0, chain, 0), SUCCESS);
     EXPECT_EQ(chain.pages, pages);
     // Bent into a circle near its end.
     const CodedBytes circle = CodedBytes{}.token(52, 23 + pageBytes);
     ASSERT_TRUE(annSeekTo(stream.stream, 23 + uint64_t{pageBytes} * (pages - 1)));
     ASSERT_TRUE(annWriteAll(stream.stream, circle.bytes.data(), circle.bytes.size()));
-    EXPECT_EQ(annWalkChain(stream.stream, chain, 0), ERROR_FILE_READ);
+    EXPECT_EQ(annWalkChain(stream.stream, 0, chain, 0), ERROR_FILE_READ);
 }
 
 // Writes that come up short from some point on, or once: half of what is appended goes through, and nothing of what is
@@ -271,6 +295,7 @@ TEST(CodedPages, AFailedWriteLeavesThePagesOfBefore) {
         {"delete", three.text(), 0, 2, "cba", "ca"},
     };
     for (const auto& row : rows) {
+        const bool isPaged = row.data != onePageData(pageTokens('a', 9));
         for (const bool once : {false, true}) {
             for (int writes = 0;; ++writes) {
                 SCOPED_TRACE(std::string(row.name) + ", write " + std::to_string(writes) + (once ? " once" : " and on"));
@@ -285,6 +310,9 @@ TEST(CodedPages, AFailedWriteLeavesThePagesOfBefore) {
                 const bool met = failing.writesLeft < 0 || (writes == 0 && failing.writesLeft == 0);
                 EXPECT_TRUE(met || code == SUCCESS);
                 EXPECT_EQ(pagesOf(copy.stream), code == SUCCESS ? row.after : row.before);
+                if (code != SUCCESS && once && isPaged) {
+                    EXPECT_TRUE(copy.text() == row.data) << "nothing of the refused page is left";
+                }
                 if (code == SUCCESS) break;
                 EXPECT_EQ(code, ERROR_FILE_WRITE);
             }
@@ -389,10 +417,10 @@ template <class Place> void playPages(uint32_t form, int steps) {
     }
 }
 
-TEST(PageModel, CodedFile) { playPages<FilePlace>(ANN_FMT_ENCODED, 4000); }
-TEST(PageModel, CodedMemory) { playPages<MemoryPlace>(ANN_FMT_ENCODED, 4000); }
-TEST(PageModel, TextFile) { playPages<FilePlace>(ANN_FMT_NATIVE, 1000); }
-TEST(PageModel, TextMemory) { playPages<MemoryPlace>(ANN_FMT_NATIVE, 1000); }
+TEST(PageModel, CodedFile) { playPages<FilePlace>(ANN_FMT_ENCODED, 10'000); }
+TEST(PageModel, CodedMemory) { playPages<MemoryPlace>(ANN_FMT_ENCODED, 10'000); }
+TEST(PageModel, TextFile) { playPages<FilePlace>(ANN_FMT_NATIVE, 10'000); }
+TEST(PageModel, TextMemory) { playPages<MemoryPlace>(ANN_FMT_NATIVE, 10'000); }
 
 TEST(CodedPages, AtAnOffsetInABlockAndInATag) {
     const StoredTree tree = taggedPage(42), other = taggedPage(43, 4);
