@@ -46,8 +46,9 @@ struct Budget {
 constexpr uint64_t mostPixels = uint64_t{1} << 28; // unless the host has set fewer
 constexpr uint64_t pixelsPerByte = 8, costOfTurnedPixel = 16;
 constexpr uint64_t workAnyway = uint64_t{1} << 28, workPerByte = 64, costOfTurnedPoint = 64,
-                   costOfOpenedPoint = 16; // a pixel that is unscrambled costs 1
-constexpr uint64_t pointsOfAnyTurn = 16;   // what an object without points costs
+                   costOfOpenedPoint = 16;              // a pixel that is unscrambled costs 1
+constexpr uint64_t pointsOfAnyTurn = 16;                // what an object without points costs
+constexpr uint64_t costOfNamedFile = uint64_t{1} << 18; // whether it can be opened or not
 
 using Run = std::span<const uint8_t>;
 
@@ -276,6 +277,7 @@ struct MarkReader {
         if (path != lastPath) {
             K_FreeBitmap(&lastImage);
             lastPath = path;
+            if (!work.spend(costOfNamedFile)) return ERROR_FILE_READ;
             K_LoadLinkedFile(path.c_str(), &lastImage); // a failure leaves no image
             if (lastImage.Allocated && !pixels.spend(pixelsOf(lastImage))) return ERROR_NO_MEMORY;
         }
@@ -297,7 +299,11 @@ struct MarkReader {
     int image(AnnObject& object, Run run) {
         if (!mayUnfold(run)) return ERROR_NO_MEMORY;
         KernelBitmap made{};
-        const int code = K_BitmapFromDIBBytes(&made, run.data(), run.size(), 0);
+        int code = K_BitmapFromDIBBytes(&made, run.data(), run.size(), 0);
+        if (code == SUCCESS && pixelsOf(made) > K_GetPixelLimit()) {
+            K_FreeBitmap(&made);
+            code = ERROR_NO_MEMORY;
+        }
         if (code != SUCCESS) return code == ERROR_NO_MEMORY ? code : ERROR_FILE_READ;
         K_FreeBitmap(&object.bitmap);
         object.bitmap = made;

@@ -165,11 +165,19 @@ TEST(WangHostile, WorkWithoutBytes) {
             bytes.mark({.uType = 2}).block("OiAnoDat", rotation + std::string(55, '\0')).block("OiFilNam", name);
         return bytes.data;
     };
+    const auto namesOfNothing = [](int count) {
+        MarkBytes bytes(true);
+        bytes.mark({.uType = 2});
+        for (int i = 0; i < count; ++i) bytes.block("OiFilNam", "/" + std::to_string(i));
+        return bytes.data;
+    };
     const struct {
         const char* name;
         std::string data;
         int code;
     } rows[] = {
+        {"files that are gone", namesOfNothing(900), SUCCESS},
+        {"files without end", namesOfNothing(1500), ERROR_FILE_READ},
         {"a path that is turned once", again(path(), 1, "OiAnText", textAt45), SUCCESS},
         {"a path that is turned without end", again(path(), times, "OiAnText", textAt45), ERROR_FILE_READ},
         {"a polygon that is opened twice", again(path(), 2, "KiteDat", object("10\n")), SUCCESS},
@@ -190,11 +198,14 @@ TEST(WangHostile, WorkWithoutBytes) {
     }
     std::filesystem::remove_all(folder);
     // A host's own limit counts.
-    const uint64_t usual = K_SetPixelLimit(1'000'000);
-    StoredTree tree;
-    EXPECT_EQ(load(MarkBytes(true).mark({.uType = 1}).block("OiDIB", runs).data, tree), ERROR_NO_MEMORY);
-    K_SetPixelLimit(usual);
-    EXPECT_EQ(load(MarkBytes(true).mark({.uType = 1}).block("OiDIB", runs).data, tree), SUCCESS);
+    for (const std::string& image : {runs, dib(2048, 1024, 1, 0, 0, 8 + 256 * 1024)}) {
+        const std::string stamp = MarkBytes(true).mark({.uType = 1}).block("OiDIB", image).data;
+        const uint64_t usual = K_SetPixelLimit(1'000'000);
+        StoredTree tree;
+        EXPECT_EQ(load(stamp, tree), ERROR_NO_MEMORY);
+        K_SetPixelLimit(usual);
+        EXPECT_EQ(load(stamp, tree), SUCCESS);
+    }
 }
 
 } // namespace
