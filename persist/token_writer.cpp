@@ -200,9 +200,9 @@ template <class Sink> struct ObjectWriter {
 
 // What is below a container, in the order of the walk.
 struct ContainerMark {
-    uint32_t next = 0; // number of the first container that isn't below it
-    bool any = false;  // some object that is no container
-    bool selected = false;
+    uint32_t next = 0;     // number of the first container that isn't below it
+    bool any = false;      // some object that is no container
+    bool selected = false; // some of these is selected, or goes with a container that is
 };
 
 // Marks of all containers from `top` down; the depth is counted in containers. False for a tree that is too deep.
@@ -225,6 +225,7 @@ bool markContainers(const AnnObject& top, std::vector<ContainerMark>& marks) {
             if (record->isContainer()) {
                 ContainerMark& mark = marks[open.back()];
                 mark.next = static_cast<uint32_t>(marks.size());
+                mark.selected |= record->bSelected && mark.any;
                 any = mark.any;
                 selected = mark.selected;
                 open.pop_back();

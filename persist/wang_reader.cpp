@@ -15,8 +15,10 @@
 #include "platform/sys.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <new>
 #include <numbers>
 #include <string>
@@ -46,20 +48,34 @@ struct Budget {
 constexpr uint64_t mostPixels = uint64_t{1} << 28; // unless the host has set fewer
 constexpr uint64_t pixelsPerByte = 8, costOfTurnedPixel = 16;
 constexpr uint64_t workAnyway = uint64_t{1} << 28, workPerByte = 64, costOfTurnedPoint = 64,
-                   costOfOpenedPoint = 16;              // a pixel that is unscrambled costs 1
+                   costOfOpenedPoint = 16; // a pixel that is unscrambled costs 1
+constexpr uint64_t costOfMeasuredByte = 8;
 constexpr uint64_t pointsOfAnyTurn = 16;                // what an object without points costs
 constexpr uint64_t costOfNamedFile = uint64_t{1} << 18; // whether it can be opened or not
+constexpr uint64_t bytesForOne = 8;                     // of a named file, which needn't show in its pixels
 
 using Run = std::span<const uint8_t>;
 
-void trace(const char* format, auto value) {
-    char line[80];
-    std::snprintf(line, sizeof line, format, value);
+// A line for the debugger: the time since the first one, the thread, the message.
+void trace(const char* format, auto... values) {
+    using namespace std::chrono;
+    static const auto first = steady_clock::now();
+    const auto passed = static_cast<int>(duration_cast<milliseconds>(steady_clock::now() - first).count());
+    char line[120];
+    const int head = std::snprintf(line, sizeof line, "%3d.%03d: %08x: ", passed / 1000, passed % 1000,
+                                   static_cast<unsigned>(GetCurrentThreadId()));
+    std::snprintf(line + head, sizeof line - static_cast<size_t>(head), format, values...);
     OutputDebugStringA(line);
 }
 
 std::string_view untilNul(std::string_view text) { return text.substr(0, text.find('\0')); }
 std::string_view asText(Run run) { return {reinterpret_cast<const char*>(run.data()), run.size()}; }
+
+uint64_t fileBytes(const std::string& path) {
+    std::error_code failed;
+    const auto size = std::filesystem::file_size(path, failed);
+    return failed ? 0 : size;
+}
 
 bool isSame(const AnnPoint& a, const AnnPoint& b) { return a.x == b.x && a.y == b.y; }
 
@@ -106,7 +122,7 @@ struct MarkReader {
             case wangBlockMark:
                 if (code = endMark(); code != SUCCESS) return code;
                 code = beginMark();
-                if (code != SUCCESS) OutputDebugStringA("ReadWangObject Failed! abort\n");
+                if (code != SUCCESS) trace("%s", "ReadWangObject Failed! abort\n");
                 break;
             case wangBlockLoose:
             case wangBlockNamed: code = namedBlock(type == wangBlockNamed ? current : nullptr); break;
@@ -227,7 +243,7 @@ struct MarkReader {
         return isWide() ? annLittleU32(run.data() + 4 * which) : annLittleU16(run.data() + 2 * which);
     }
     // A coordinate, signed in both layouts.
-    double coordinate(Run run, size_t which) const {
+    int32_t coordinate(Run run, size_t which) const {
         const uint32_t value = count(run, which);
         return isWide() ? static_cast<int32_t>(value) : static_cast<int16_t>(value);
     }
@@ -244,10 +260,17 @@ struct MarkReader {
         return turn(object, 90.0 * (code - 1));
     }
 
-    // A list may turn the same object again and again, and pixels grow with each slanting turn.
+    // A list may ask for the geometry of the same object again and again, and some of its texts are measured each time.
+    bool mayDerive(const AnnObject& object) {
+        uint64_t cost = costOfTurnedPoint * (pointsOfAnyTurn + object.nPoints());
+        for (const Text* text : {&object.pszText, &object.pszName, &object.pszUnitAbbrev, &object.pszAngleAbbrev})
+            cost += costOfMeasuredByte * text->view().size();
+        return work.spend(cost);
+    }
+
+    // Pixels grow with each slanting turn.
     int turn(AnnObject& object, double degrees) {
-        const uint64_t texts = object.pszText.view().size() + object.pszName.view().size();
-        if (!work.spend(costOfTurnedPoint * (pointsOfAnyTurn + object.nPoints()) + texts)) return ERROR_FILE_READ;
+        if (!mayDerive(object)) return ERROR_FILE_READ;
         if (object.nType == ANN_OBJECT_REDACT && object.bitmap.Allocated) {
             const double angle = degrees * std::numbers::pi / 180, c = std::fabs(std::cos(angle)),
                          s = std::fabs(std::sin(angle)), width = object.bitmap.Width, height = object.bitmap.Height;
@@ -266,8 +289,12 @@ struct MarkReader {
         if (list.size() / bytes < most && list.size() != used * bytes) return ERROR_FILE_READ;
         if (list.size() / bytes >= most && used > most) return ERROR_FILE_READ;
         if (!object.pPoints.reset(static_cast<uint32_t>(used))) return ERROR_NO_MEMORY;
-        for (size_t i = 0; i < used; ++i)
-            object.pPoints[i] = {origin.x + coordinate(list, 2 * i), origin.y + coordinate(list, 2 * i + 1)};
+        // Around the end of 32 bits: a stroke may be wider than half of them.
+        const auto place = [&](int32_t from, size_t which) {
+            return double(
+                static_cast<int32_t>(static_cast<uint32_t>(from) + static_cast<uint32_t>(coordinate(list, which))));
+        };
+        for (size_t i = 0; i < used; ++i) object.pPoints[i] = {place(origin.x, 2 * i), place(origin.y, 2 * i + 1)};
         return SUCCESS;
     }
 
@@ -278,10 +305,12 @@ struct MarkReader {
             K_FreeBitmap(&lastImage);
             lastPath = path;
             if (!work.spend(costOfNamedFile)) return ERROR_FILE_READ;
-            K_LoadLinkedFile(path.c_str(), &lastImage); // a failure leaves no image
+            const int code = K_LoadLinkedFile(path.c_str(), &lastImage); // a failure leaves no image
+            if (code != ERROR_FILE_OPEN && !work.spend(fileBytes(path) / bytesForOne)) return ERROR_FILE_READ;
             if (lastImage.Allocated && !pixels.spend(pixelsOf(lastImage))) return ERROR_NO_MEMORY;
         }
         if (!lastImage.Allocated) return SUCCESS;
+        if (!mayDerive(object)) return ERROR_FILE_READ;
         return annSetProperty(&object, Property::bitmap, {.pointer = &lastImage}, ANN_FLAG_NOINVALIDATE, -1, nullptr);
     }
 
@@ -316,8 +345,8 @@ struct MarkReader {
         if (run.size() < header) return ERROR_FILE_READ;
         // Foreign texts have bytes behind their end.
         if (!object.pszText.assign(untilNul(asText(run.subspan(header))))) return ERROR_NO_MEMORY;
-        const double tenths = coordinate(run, 0);
-        return tenths != 0 ? turnText(object, -tenths / 10) : SUCCESS;
+        const int32_t tenths = coordinate(run, 0);
+        return tenths ? turnText(object, -tenths / 10.0) : SUCCESS;
     }
 
     // The turned text keeps the box that it had.

@@ -109,8 +109,8 @@ private:
         a.color1 = static_cast<int32_t>(annSwapColor(first));
         a.color2 = static_cast<int32_t>(annSwapColor(second));
         a.bHighlighting = object.nROP2 == ANN_ROP2_AND;
-        a.bTransparent = object.bTransparent;
-        a.bVisible = object.bVisible;
+        a.bTransparent = object.bTransparent != 0;
+        a.bVisible = object.bVisible != 0;
         switch (kind.lineSize) {
         case WangLineSize::none: break;
         case WangLineSize::one: a.lineSize = 1; break;
@@ -184,8 +184,9 @@ private:
         word(count);
         word(count);
         for (const POINT& p : path_) {
-            word(static_cast<uint32_t>(annAdd(p.x, -int64_t{bounds.left})));
-            word(static_cast<uint32_t>(annAdd(p.y, -int64_t{bounds.top})));
+            word(static_cast<uint32_t>(p.x) -
+                 static_cast<uint32_t>(bounds.left)); // around the end of 32 bits, as reading adds
+            word(static_cast<uint32_t>(p.y) - static_cast<uint32_t>(bounds.top));
         }
     }
 

@@ -21,8 +21,9 @@ extern "C" {
  * ERROR_NO_MEMORY, and the errors of K_AnnSaveMemory: nothing was put there. */
 KB_API int K_AnnCopyToClipboard(HANNOBJECT hObject, uint32_t uFormat, BOOL bSelected, BOOL bEmpty, BOOL bCheckMenu);
 
-/* The same, and on success what was taken is destroyed. Objects that the item "cut" isn't enabled for are never destroyed,
- * with bCheckMenu or without. With bSelected and nothing selected nothing is destroyed. */
+/* The same, and on success what was taken is destroyed. Objects that the item "cut" isn't enabled for stay, with bCheckMenu or
+ * without, but for those in a container that goes: it takes all with it, and with bCheckMenu they aren't on the clipboard
+ * either. With bSelected and nothing selected nothing is destroyed. */
 KB_API int K_AnnCutToClipboard(HANNOBJECT hObject, uint32_t uFormat, BOOL bSelected, BOOL bEmpty, BOOL bCheckMenu);
 
 /* Makes a new tree of what is on the clipboard, the caller's, without a window. hWnd: the window that opens the clipboard, or

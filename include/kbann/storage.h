@@ -48,7 +48,8 @@ KB_API int K_AnnSaveOffset(int hFile, int32_t nOffset, uint32_t* puBytesWritten,
 /* Saves into a memory block. *phMem: null for a new block, or the block that holds the data to be paged; on success it
  * receives the block (maybe another one), unlocked, cut to the data, the caller's to free with GlobalFree. puSize: receives
  * the length in bytes; may be null. With the two Wang forms a tree that gives no mark is SUCCESS with no block.
- * A failure frees the block: a handle passed in is dead then. */
+ * A failure frees the block: a handle passed in is dead then. Only a bad hObject, uFormat or handle is told before the block
+ * is looked at. */
 KB_API int K_AnnSaveMemory(HANNOBJECT hObject, uint32_t uFormat, BOOL bSelected, HGLOBAL* phMem, uint32_t* puSize,
                            const KernelSaveOptions* pOptions);
 

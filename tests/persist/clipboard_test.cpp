@@ -162,6 +162,18 @@ TEST_F(Clipboard, CutsTakeWhatTheyCopyAndMay) {
         ASSERT_TRUE(pasted.root);
         EXPECT_EQ(order(pasted.handle()), row.pasted);
     }
+    // A selected container goes with what isn't selected in it, and so it comes back.
+    for (const uint32_t form : streamForms) {
+        const Tree tree;
+        const HANNOBJECT inner = makeTagged(tree.root, 'I', ANN_OBJECT_CONTAINER);
+        for (const char tag : {'A', 'B'}) makeTagged(inner, tag);
+        K_AnnSetSelected(inner, TRUE, 0);
+        EXPECT_EQ(K_AnnCutToClipboard(tree.root, form, TRUE, TRUE, TRUE), SUCCESS);
+        EXPECT_EQ(order(tree.root), "");
+        const StoredTree pasted = paste();
+        ASSERT_TRUE(pasted.root && pasted.root->pFirstChild);
+        EXPECT_EQ(order(annToHandle(pasted.root->pFirstChild)), "AB");
+    }
     const HANNOBJECT root = makeRoot();
     makeTagged(root, 'A');
     EXPECT_EQ(K_AnnCutToClipboard(root, ANN_FMT_WMF, FALSE, TRUE, FALSE), SUCCESS);

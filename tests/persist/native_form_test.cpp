@@ -252,8 +252,10 @@ TEST(NativeForm, WhatIsWrittenOfATree) {
         {"everything", false, "R(aB(cD(e)))", "", "R(aB(cD(e)))"},
         {"empty nested containers go", false, "R(A(B()C(D()))eF(G()h))", "", "R(eF(h))"},
         {"the root stays, with its block", false, "R(A(B()))", "", "R()"},
-        {"selected objects alone", true, "R(aB(cd)E(f))", "cE", "R(B(c))"},
+        {"selected objects alone", true, "R(aB(cd)E(f)g)", "cg", "R(B(c)g)"},
         {"a selected container takes all along", true, "R(aB(cdE(f)))", "Bf", "R(B(cdE(f)))"},
+        {"also where nothing in it is selected", true, "R(aB(cD(e)F())G(h))", "B", "R(B(cD(e)))"},
+        {"but not without anything to take", true, "R(aB(C()))", "BC", "R()"},
         {"nothing is selected", true, "R(ab)", "", "R()"},
         {"a root alone", false, "R", "", "R"},
     };

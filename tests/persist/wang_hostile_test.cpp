@@ -171,6 +171,16 @@ TEST(WangHostile, WorkWithoutBytes) {
         for (int i = 0; i < count; ++i) bytes.block("OiFilNam", "/" + std::to_string(i));
         return bytes.data;
     };
+    // A ruler whose unit is a long word.
+    const auto longUnit = [&](int turns) {
+        StoredTree ruler(newObject(ANN_OBJECT_RULER));
+        ruler.root->pszUnitAbbrev.assign(std::string(1'000'000, 'i'));
+        TextStream out;
+        TextWriter writer(out.stream);
+        EXPECT_EQ(annWriteObject(writer, *ruler.root, STREAM_REDUCED), SUCCESS);
+        writer.finish();
+        return again(MarkBytes(true).mark({.uType = 3}).block("KiteDat", out.text()), turns, "OiAnText", textAt45);
+    };
     const struct {
         const char* name;
         std::string data;
@@ -180,6 +190,8 @@ TEST(WangHostile, WorkWithoutBytes) {
         {"files without end", namesOfNothing(1500), ERROR_FILE_READ},
         {"a path that is turned once", again(path(), 1, "OiAnText", textAt45), SUCCESS},
         {"a path that is turned without end", again(path(), times, "OiAnText", textAt45), ERROR_FILE_READ},
+        {"a long unit that is turned twice", longUnit(2), SUCCESS},
+        {"a long unit that is turned without end", longUnit(200), ERROR_FILE_READ},
         {"a polygon that is opened twice", again(path(), 2, "KiteDat", object("10\n")), SUCCESS},
         {"a polygon that is opened without end", again(path(), 4 * times, "KiteDat", object("10\n")), ERROR_FILE_READ},
         {"an image that is hidden twice", keys(2), SUCCESS},

@@ -111,6 +111,23 @@ TEST(WangRoundTrip, PureMarksKeepTheirKind) {
     }
 }
 
+// As wide as 32 bits are, and with a line that is wider still.
+TEST(WangRoundTrip, PlacesOf32BitsStay) {
+    const AnnPoint ends[] = {{-2e9, 0}, {2e9, 0}, {1e9, 5}};
+    for (const double width : {0.0, 4e9}) {
+        StoredTree tree = newTree(), back;
+        AnnObject& line = *newObject(ANN_OBJECT_POLYLINE, tree.root);
+        line.pPoints.assign(ends);
+        line.dLineWidth = width;
+        ASSERT_EQ(load(savedAs(ANN_FMT_WANGTAG, tree.root), back), SUCCESS);
+        ASSERT_TRUE(back.root->pFirstChild && back.root->pFirstChild->nPoints() == 3);
+        for (size_t i = 0; i < 3; ++i) {
+            EXPECT_EQ(back.root->pFirstChild->pPoints[i].x, ends[i].x);
+            EXPECT_EQ(back.root->pFirstChild->pPoints[i].y, ends[i].y);
+        }
+    }
+}
+
 TEST(WangRoundTrip, LockedRedactionsAreHiddenInTheData) {
     for (const int bits : {1, 4, 8, 24, 32}) {
         SCOPED_TRACE(bits);

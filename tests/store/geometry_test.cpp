@@ -267,6 +267,11 @@ TEST(Geometry, NamesStandAboveAndAreKeptInside) {
     const AnnPoint remembered = record(atTop).ptNameOffset;
     K_AnnMove(atTop, 0, 0, 0);
     EXPECT_EQ(record(atTop).ptNameOffset.x, remembered.x);
+    // A correction can't mend an offset that is no number, and would grow with each change.
+    const AnnPoint nowhere{std::numeric_limits<double>::quiet_NaN(), -500};
+    K_AnnSetName(atTop, -1, reinterpret_cast<const char*>(intptr_t{-1}), &nowhere, -1, 0);
+    K_AnnMove(atTop, 0, 0, 0);
+    EXPECT_EQ(record(atTop).ptNameOffset.y, -500);
     K_AnnSetName(atTop, FALSE, reinterpret_cast<const char*>(intptr_t{-1}), nullptr, -1, 0);
     AnnRect object;
     K_AnnGetRect(atTop, nullptr, &object);
