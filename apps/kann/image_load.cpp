@@ -3,6 +3,7 @@
 #include "apps/kann/image_load.h"
 
 #include "apps/kann/failure.h"
+#include "apps/kann/page_slices.h"
 #include "apps/kann/vector_image.h"
 
 #include <algorithm>
@@ -76,17 +77,25 @@ int countObject(HANNOBJECT, void* user) {
     return ++count->objects > count->limit ? ERROR_NO_MEMORY : SUCCESS;
 }
 
+int loadPage(const Bytes& data, int page, HANNOBJECT* root) {
+    if (data.size() >= std::numeric_limits<std::uint32_t>::max()) return ERROR_NO_MEMORY;
+    const KernelLoadOptions options = pageOptions(page);
+    return K_AnnLoadMemory(data.data(), static_cast<std::uint32_t>(data.size()), root, &options);
+}
+
 int loadStoredPage(const Store& store, int page, HANNOBJECT* root) {
-    KernelLoadOptions options = pageOptions(page);
-    if (store.data.size() >= std::numeric_limits<std::uint32_t>::max()) return ERROR_NO_MEMORY;
-    if (!store.inTag)
-        return K_AnnLoadMemory(store.data.data(), static_cast<std::uint32_t>(store.data.size()), root, &options);
-    if (page != 1) return ERROR_PAGE_NOT_FOUND;
-    if (store.form != StoreForm::wang) {
-        return K_AnnLoadMemory(store.data.data(), static_cast<std::uint32_t>(store.data.size()), root, &options);
+    if (!store.inTag) {
+        if (const auto number = static_cast<std::size_t>(page); number > 0 && number < store.pageEdges.size()) {
+            const Bytes slice = slicedPage(store.data, store.pageEdges[number - 1], store.pageEdges[number]);
+            if (loadPage(slice, 1, root) == SUCCESS) return SUCCESS;
+            // What a broken page gives is for the library to tell, with all that lies behind.
+        }
+        return loadPage(store.data, page, root);
     }
+    if (page != 1) return ERROR_PAGE_NOT_FOUND;
+    if (store.form != StoreForm::wang) return loadPage(store.data, page, root);
     // Marks are placed by the size and resolution of their image, so the library reads them from the TIFF itself.
-    options.nPageNumber = store.tagPage;
+    const KernelLoadOptions options = pageOptions(store.tagPage);
     return K_AnnLoad(InputPath(store.file).get(), root, &options);
 }
 
@@ -224,6 +233,15 @@ int countPages(const Store& store) {
         const Tree tree(root);
         return code != ERROR_PAGE_NOT_FOUND;
     };
+    if (store.form == StoreForm::native) {
+        // The library has the last word: where its count is another one, pages are loaded its way.
+        if (store.pageEdges.empty()) {
+            std::vector<std::size_t> edges = findPageEdges(store.data);
+            const auto pages = static_cast<int>(edges.size()) - 1;
+            if (pages > 1 && pages < maxPages && exists(pages) && !exists(pages + 1)) store.pageEdges = std::move(edges);
+        }
+        if (!store.pageEdges.empty()) return static_cast<int>(store.pageEdges.size()) - 1;
+    }
     int known = 1, missing = 2;
     while (missing < maxPages && exists(missing)) {
         known = missing;
@@ -281,12 +299,22 @@ void SavedPages::save(HANNOBJECT root, std::uint32_t flags, int page) {
     block_ = block;
 }
 
-void SavedPages::append(HANNOBJECT root) { save(root, SAVE_INSERTPAGE, -1); }
+void SavedPages::append(HANNOBJECT root) {
+    if (form_ != ANN_FMT_NATIVE || !block_) return save(root, SAVE_INSERTPAGE, -1);
+    // As the only page of data without pages, since the first page of a new whole may be written otherwise.
+    const Bytes empty(pagelessText.begin(), pagelessText.end());
+    const Bytes page = saveTree(root, form_, empty, SAVE_INSERTPAGE, -1, file_);
+    behind_.insert(behind_.end(), page.begin() + static_cast<std::ptrdiff_t>(empty.size()), page.end());
+    if (size_ + behind_.size() >= std::numeric_limits<std::uint32_t>::max()) throw failure(file_, ERROR_NO_MEMORY);
+}
 
 Bytes SavedPages::bytes() const {
     const auto* data = block_ ? static_cast<const std::uint8_t*>(GlobalLock(block_)) : nullptr;
     if (!data) return {};
-    Bytes bytes(data, data + size_);
+    Bytes bytes;
+    bytes.reserve(size_ + behind_.size());
+    bytes.assign(data, data + size_);
+    bytes.insert(bytes.end(), behind_.begin(), behind_.end());
     GlobalUnlock(block_);
     return bytes;
 }

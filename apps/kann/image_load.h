@@ -5,6 +5,7 @@
 #include "kbann/kbann.h"
 #include "platform/sys.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -101,6 +102,7 @@ struct Store {
     Bytes data;      // empty: the TIFF carries none
     StoreForm form = StoreForm::unknown;
     int version = 12;
+    mutable std::vector<std::size_t> pageEdges; // of text data; empty until pages are counted, or if they can't be told
 };
 // tagPage counts for a TIFF alone.
 Store openStore(InputFile file, int tagPage);
@@ -124,6 +126,7 @@ public:
     SavedPages& operator=(const SavedPages&) = delete;
     // Flags and page count where there is something to be paged. Throws Failure; the pages are lost then.
     void save(HANNOBJECT root, std::uint32_t flags, int page);
+    // Behind the last. Pages of text are saved each by itself: to find their end the library would look through all of them.
     void append(HANNOBJECT root);
     Bytes bytes() const;
 
@@ -131,6 +134,7 @@ private:
     std::uint32_t form_, size_ = 0;
     std::string file_;
     HGLOBAL block_ = nullptr;
+    Bytes behind_; // pages of text behind those of the block
 };
 
 // One save into memory. `old`: the data to be paged, empty for a new whole; then flags and page count.

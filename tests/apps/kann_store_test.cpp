@@ -1,4 +1,5 @@
 // kann pages, attach, extract and detach: what changes in a store or a TIFF, and what must not.
+#include "kbann/kbann.h"
 #include "tests/apps/kann_process.h"
 
 #include <map>
@@ -90,6 +91,63 @@ TEST_F(KannStoreTest, PagesAreInsertedReplacedAndDeleted) {
         EXPECT_EQ(read(book), before);
         EXPECT_EQ(done({"pages", other, "list"}), "1\t1\t0,0,64,48\n2\t1\t0,0,64,48\n");
         EXPECT_NE(done({"info", other}).find(form + " form, version 13, page 1 of 2"), std::string::npos);
+    }
+}
+
+// All pages of a book, cut out of its text or found by the library one by one, have to be the same, whatever the lines look like.
+TEST_F(KannStoreTest, PagesOfATextAreFoundAsTheLibraryFindsThem) {
+    makeStores();
+    const std::string header = "KBANNBEGIN\r\n", rect = read("rect.kba").substr(header.size()),
+                      note = read("note.kba").substr(header.size());
+    const auto with = [](std::string text, const std::string& before, const std::string& line) {
+        return text.insert(text.rfind(before), line);
+    };
+    // A text of six bytes whose one encoded line reads as the end of a page.
+    const std::string trap = with(note, "POINTS", "TEXT\r\n6\r\nKBANNEND\r\n");
+    std::string bare = rect + note + rect;
+    std::erase(bare, '\r');
+    const struct {
+        const char* name;
+        std::string pages;
+    } rows[] = {
+        {"as written", rect + note + rect},
+        {"a text that reads as an end", rect + trap + note + trap},
+        {"line feeds alone", bare},
+        {"blank lines between pages", rect + "\r\n\r\n" + note + "\n" + rect},
+        {"no last line end", rect + (note + rect).substr(0, (note + rect).size() - 2)},
+        {"something behind", rect + note + "KBANNEND\r\n" + rect},
+        {"a byte 0 behind", rect + note + '\0' + rect},
+        {"cut within a page", rect + note + rect.substr(0, rect.size() / 2)},
+        {"two ends of a page", rect + note + with(rect, "KBANNEND", "KBANNEND\r\nBEGINOBJECT\r\n0\r\nENDOBJECT\r\n")},
+        {"a long line", rect + with(note, "ENDOBJECT", std::string(80, 'x') + "KBANNEND\r\nBEGINOBJECT\r\n") + rect},
+        {"a broken page", rect + with(note, "POINTS", "TEXT\r\n9999\r\n") + rect},
+        {"a text into the next page", rect + with(note, "POINTS", "TEXT\r\n2000\r\n") + rect + rect + rect + rect},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::string data = header + row.pages;
+        write("book.kba", data);
+        // One file a page by the library alone, all put behind one another.
+        std::string due;
+        KernelLoadOptions options{};
+        K_DefaultLoadOptions(&options, sizeof options);
+        int code = SUCCESS;
+        for (options.nPageNumber = 1; code == SUCCESS; ++options.nPageNumber) {
+            HANNOBJECT root = nullptr;
+            code = K_AnnLoadMemory(data.data(), static_cast<std::uint32_t>(data.size()), &root, &options);
+            if (code != SUCCESS) break;
+            ASSERT_EQ(K_AnnSave(path("page.kba").c_str(), root, ANN_FMT_NATIVE, FALSE, nullptr), SUCCESS);
+            K_AnnDestroy(root, 0);
+            due += read("page.kba").substr(due.empty() ? 0 : header.size());
+        }
+        const KannResult result = kann({"convert", "book.kba", "--to", "native", "-o", "-"});
+        if (code == ERROR_PAGE_NOT_FOUND) {
+            EXPECT_EQ(result.status, 0) << result.err;
+            EXPECT_EQ(result.out, due);
+        } else {
+            EXPECT_EQ(result.status, 1);
+            EXPECT_NE(result.err.find("(code " + std::to_string(code) + ")"), std::string::npos) << result.err;
+        }
     }
 }
 
