@@ -161,7 +161,7 @@ int runAdd(const Arguments& arguments) {
     refuseForeignFile(output);
     OutputFile out(output);
     insert(findContainer(tree, arguments, target), object, target);
-    out.write(withPage(store, store.data, tree.get(), form, givenPage, out.name()));
+    out.write(withPage(store, tree.get(), form, givenPage, out.name()));
     out.commit();
     return exitDone;
 }

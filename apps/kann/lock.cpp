@@ -57,17 +57,23 @@ int changeLocks(const Arguments& arguments, bool lock) {
     const std::string output = arguments.text("output");
     refuseForeignFile(output);
     OutputFile out(output);
-    const int last = chosenPage > 0 || store.inTag ? chosenPage : countPages(store);
     const std::uint32_t form = formToWrite(arguments, store);
-    Bytes data = store.data;
+    SavedPages saved(form, out.name());
     std::size_t held = 0;
     bool found = !request.tag;
-    for (int page = chosenPage > 0 ? chosenPage : 1; page <= std::max(last, 1); ++page) {
-        const Tree tree = loadTree(store, store.inTag ? 1 : page);
+    const auto change = [&](int page) {
+        Tree tree = loadTree(store, page);
         const std::vector<HANNOBJECT> objects = objectsFor(tree, request, name);
         for (const HANNOBJECT object : objects) held += apply(object, request, name) ? 1u : 0u;
         found = found || !objects.empty();
-        data = withPage(store, data, tree.get(), form, page, out.name());
+        return tree;
+    };
+    Bytes data;
+    if (chosenPage > 0 && !store.inTag) {
+        data = withPage(store, change(chosenPage).get(), form, chosenPage, out.name());
+    } else {
+        for (int page = 1, last = countPages(store); page <= last; ++page) saved.append(change(page).get());
+        data = saved.bytes();
     }
     if (!found) throw failure(name, ERROR_INV_PARAMETER, "no object has the tag " + std::to_string(*request.tag));
     out.write(data);

@@ -212,10 +212,10 @@ int runMask(const Arguments& arguments) {
     });
     warn(counts, name, log);
     if (counts.masked == 0) throw failure(name, ERROR_INV_PARAMETER, "there is nothing to cover");
-    Bytes data;
-    for (const HANNOBJECT root : roots) data = saveTree(root, form, data, data.empty() ? 0 : SAVE_INSERTPAGE, -1, target);
+    SavedPages saved(form, target);
+    for (const HANNOBJECT root : roots) saved.append(root);
     // The pixels are safe in the store before the image without them appears.
-    keeper.write(data);
+    keeper.write(saved.bytes());
     keeper.commit();
     output.commit();
     if (!arguments.has("quiet"))
