@@ -11,26 +11,34 @@
 #include "apps/kann/stored_text.h"
 #include "kbann/object_types.h"
 
+#include <unordered_set>
+
 namespace kann {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::vector<HANNOBJECT> childrenOf(HANNOBJECT object, const std::string& file, std::uint32_t moreFlags = 0) {
+using Handles = std::unordered_set<HANNOBJECT>;
+
+std::vector<HANNOBJECT> childrenOf(HANNOBJECT object, const std::string& file) {
     HANNOBJECT first = nullptr;
     check(K_AnnGetItem(object, &first), file);
     if (!first) return {};
-    return objectsOf(object, ANN_FLAG_NOTTHIS | moreFlags, file);
+    return objectsOf(object, ANN_FLAG_NOTTHIS, file);
 }
 
-bool isStored(HANNOBJECT object, const std::string& file) {
-    if (typeOf(object) != ANN_OBJECT_CONTAINER) return true;
-    return !childrenOf(object, file, ANN_FLAG_RECURSE | ANN_FLAG_NOTCONTAINER).empty();
+// Items and the containers that they lie in. A container that has been met had its own containers met with it.
+Handles storedObjects(const Tree& tree, const std::string& file) {
+    Handles stored;
+    for (HANNOBJECT object : objectsOf(tree.get(), ANN_FLAG_RECURSE | ANN_FLAG_NOTCONTAINER, file)) {
+        while (object && stored.insert(object).second) check(K_AnnGetContainer(object, &object), file);
+    }
+    return stored;
 }
 
 // The node's record; `restorable` turns true when a redaction at or below it holds pixels.
-Json nodeRecord(StoredNode& node, HANNOBJECT object, const std::string& file, bool& restorable) {
+Json nodeRecord(StoredNode& node, HANNOBJECT object, const Handles& stored, const std::string& file, bool& restorable) {
     if (typeOf(object) != node.type) throw failure(file, ERROR_FAILURE, "the stored tree isn't the loaded one");
     AnnRect bounds{};
     RECT client{};
@@ -46,9 +54,9 @@ Json nodeRecord(StoredNode& node, HANNOBJECT object, const std::string& file, bo
     Json children = Json::array();
     std::size_t next = 0;
     for (const HANNOBJECT child : childrenOf(object, file)) {
-        if (!isStored(child, file)) continue;
+        if (!stored.contains(child)) continue;
         if (next == node.children.size()) throw failure(file, ERROR_FAILURE, "the stored tree isn't the loaded one");
-        children.push_back(nodeRecord(node.children[next++], child, file, restorable));
+        children.push_back(nodeRecord(node.children[next++], child, stored, file, restorable));
     }
     record["children"] = std::move(children);
     return record;
@@ -118,7 +126,7 @@ Json infoDocument(const Store& store, int page) {
         } catch (const std::runtime_error& error) {
             throw failure(file, ERROR_FAILURE, error.what());
         }
-        root = nodeRecord(node, tree.get(), file, restorable);
+        root = nodeRecord(node, tree.get(), storedObjects(tree, file), file, restorable);
     }
     Json document;
     document["schema"] = 1;
