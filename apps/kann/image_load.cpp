@@ -292,8 +292,10 @@ void SavedPages::save(HANNOBJECT root, std::uint32_t flags, int page) {
     K_DefaultSaveOptions(&options, sizeof options);
     options.uFlags = flags;
     options.nPageNumber = page;
-    HGLOBAL block = std::exchange(block_, nullptr); // a failed save takes it along
+    HGLOBAL block = std::exchange(block_, nullptr);
     const int code = K_AnnSaveMemory(root, form_, FALSE, &block, &size_, block ? &options : nullptr);
+    // A failed save takes the block along, unless the object was refused at once; a handle that is dead by now is refused too.
+    if (code != SUCCESS && block) GlobalFree(block);
     check(code, file_, code == ERROR_PAGE_NOT_FOUND ? "page " + std::to_string(page) : std::string());
     if (!block) throw failure(file_, ERROR_FEATURE_NOT_SUPPORTED, "nothing in it can be a mark of other tools");
     block_ = block;
