@@ -20,11 +20,13 @@ Resolution seenAs(int perspective, double across, double down) {
     return isSideways(perspective) ? Resolution{down, across} : Resolution{across, down};
 }
 
+// The library's reader of marks takes a side that it doesn't know, and any longer one, for this long.
+constexpr double longestMarkedSide = 32000;
+
 // Marks of other tools count in pixels of their image. The container that reading puts around them ends on the last pixel of
-// the image as stored, which stands across one that is viewed sideways; a side that wasn't known or is too long ends far out.
+// the image as stored, which stands across one that is viewed sideways.
 bool countsInPixels(const AnnRect& rect, int width, int height) {
-    constexpr double unknownEnd = 31999;
-    const auto endsWith = [](double end, int pixels) { return end == pixels - 1 || end == unknownEnd; };
+    const auto endsWith = [](double end, int pixels) { return end == pixels - 1 || end == longestMarkedSide - 1; };
     return rect.left == 0 && rect.top == 0 &&
            ((endsWith(rect.right, width) && endsWith(rect.bottom, height)) ||
             (endsWith(rect.right, height) && endsWith(rect.bottom, width)));
