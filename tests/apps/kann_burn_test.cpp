@@ -2,7 +2,9 @@
 #include "tests/apps/kann_pictures.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
+#include <numbers>
 
 namespace {
 
@@ -135,6 +137,76 @@ TEST_F(KannBurnTest, TheRootIsFittedAndStoredZoomDoesntCount) {
     done({"burn", "wide.tif", "bar.kba", "-o", "wide.tif"});
     constexpr Box bar{4000, 4, 8201, 21};
     expectPicture("wide.tif", 8300, 24, [&](int x, int y) { return bar.holds(x, y) ? black : white; });
+}
+
+// Pixels by whether the point that turns onto them lies in the upright object; those on its edge aren't looked at.
+TEST_F(KannBurnTest, TurnedAnnotations) {
+    constexpr double left = 20, top = 20, right = 60, bottom = 32, edge = 2;
+    const auto isWithin = [](double u, double v, double by) { return std::fabs(u) < 20 + by && std::fabs(v) < 6 + by; };
+    const auto isWithinEllipse = [](double u, double v, double by) { return std::hypot(u / (20 + by), v / (6 + by)) < 1; };
+    saveBitmap(path("ink.png"), 40, 12, 24, KB_FORMAT_PNG, [](KernelBitmap&) {}); // black
+    const struct {
+        std::vector<std::string> object;
+        double degrees;
+        bool (*isInside)(double u, double v, double by);
+    } rows[] = {
+        {{"rect", "--back-color", "black", "--fill-mode", "opaque"}, 30, isWithin},
+        {{"rect", "--back-color", "black", "--fill-mode", "opaque"}, 270, isWithin},
+        {{"ellipse", "--back-color", "black", "--fill-mode", "opaque"}, 60, isWithinEllipse},
+        {{"stamp", "--image", "ink.png"}, 20, isWithin},
+        {{"redact", "--back-color", "black"}, 135, isWithin},
+    };
+    const struct {
+        int bits, perspective;
+    } pages[] = {{1, KB_VIEW_TOP_LEFT}, {24, KB_VIEW_TOP_LEFT}, {8, KB_VIEW_RIGHT_TOP}};
+    for (const auto& page : pages) {
+        const bool sideways = page.perspective == KB_VIEW_RIGHT_TOP;
+        makeWhite("page.tif", sideways ? 60 : 80, sideways ? 80 : 60, KB_FORMAT_TIFF, page.bits, nullptr, page.perspective);
+        for (const auto& row : rows) {
+            SCOPED_TRACE(row.object[0] + " by " + std::to_string(row.degrees) + ", bits " + std::to_string(page.bits));
+            std::vector<std::string> words{"add", "new:80x60"};
+            words.insert(words.end(), row.object.begin(), row.object.end());
+            words.insert(words.end(),
+                         {"--rect", "20,20,60,32", "--rotate", std::to_string(row.degrees), "-o", "turned.kba"});
+            done(words);
+            done({"burn", "page.tif", "turned.kba", "-o", "out.tif"});
+            const double angle = row.degrees * std::numbers::pi / 180;
+            const std::vector<std::uint8_t> got = pixels("out.tif");
+            ASSERT_EQ(got.size(), 80u * 60u * 3u);
+            int wrong = 0;
+            for (int y = 0; y < 60; ++y) {
+                for (int x = 0; x < 80; ++x) {
+                    const double dx = x + 0.5 - (left + right) / 2, dy = y + 0.5 - (top + bottom) / 2;
+                    const double u = dx * std::cos(angle) + dy * std::sin(angle),
+                                 v = dy * std::cos(angle) - dx * std::sin(angle); // clockwise, since rows go down
+                    const int value = got[(static_cast<std::size_t>(y) * 80 + static_cast<std::size_t>(x)) * 3];
+                    if (row.isInside(u, v, -edge)) wrong += value != 0;
+                    if (!row.isInside(u, v, edge)) wrong += value != 255;
+                }
+            }
+            EXPECT_EQ(wrong, 0);
+        }
+    }
+}
+
+TEST_F(KannBurnTest, SidesBeyondSixteenBits) {
+    constexpr int side = 70'000, across = 24;
+    constexpr Box bar{66'000, 4, 69'901, 21};
+    for (const bool high : {false, true}) {
+        SCOPED_TRACE(high ? "high" : "wide");
+        const int width = high ? across : side, height = high ? side : across;
+        KernelSaveOptions options{};
+        K_DefaultSaveOptions(&options, sizeof options);
+        options.nCompression = KB_COMPRESS_G4;
+        makeWhite("page.tif", width, height, KB_FORMAT_TIFF, 1, &options);
+        done({"add", high ? "new:24x70000" : "new:70000x24", "rect", "--rect",
+              high ? "4,66000,20,69900" : "66000,4,69900,20", "--back-color", "black", "--fill-mode", "opaque",
+              "--line-width", "0", "-o", "bar.kba"});
+        done({"burn", "page.tif", "bar.kba", "-o", "out.tif"});
+        EXPECT_EQ(fileInfo("out.tif").nCompression, KB_COMPRESS_G4);
+        expectPicture("out.tif", width, height,
+                      [&](int x, int y) { return (high ? bar.holds(y, x) : bar.holds(x, y)) ? black : white; });
+    }
 }
 
 TEST_F(KannBurnTest, OnTransparentImagesAnnotationsAreOpaque) {

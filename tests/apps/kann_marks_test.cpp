@@ -99,6 +99,54 @@ TEST_F(KannMarksTest, LooseMarksLieOnTheImagesPixels) {
     EXPECT_NE(done({"hit", "tagged.tif", "50", "30"}).find("RECT"), std::string::npos);
 }
 
+// Marks with fields of 16 bits, which nothing here writes: shown, drawn and converted as the same ones of the wide layout.
+TEST_F(KannMarksTest, TheOlderLayoutIsRead) {
+    for (const bool wide : {false, true}) {
+        kbann::test::MarkBytes bytes(wide);
+        bytes.mark({.uType = 6, .left = 20, .top = 10, .right = 80, .bottom = 50, .color1 = 0x00FF0000});
+        bytes.mark({.uType = 3, .left = 5, .top = 60, .right = 105, .bottom = 80, .color1 = 0x000000FF, .lineSize = 3});
+        bytes.block("OiAnoDat", bytes.points(2, 2, {0, 0, 100, 20}));
+        bytes.mark({.uType = 7, .left = 5, .top = 52, .right = 100, .bottom = 62, .height = -12, .face = "Liberation Sans"});
+        bytes.block("OiAnText", bytes.text(90, "older words"));
+        write(wide ? "wide.tag" : "older.tag", bytes.data);
+    }
+    ASSERT_NE(read("older.tag"), read("wide.tag"));
+    EXPECT_EQ(types("older.tag"), "RECT LINE TEXT");
+    EXPECT_NE(done({"info", "older.tag"}).find("RECT 20,10,80,50\n"), std::string::npos) << done({"info", "older.tag"});
+    EXPECT_NE(done({"info", "older.tag"}).find("text \"older words\""), std::string::npos);
+    const auto tree = [this](const std::string& name) {
+        const std::string document = done({"info", name, "--json"});
+        return document.substr(document.find("\"root\""));
+    };
+    EXPECT_EQ(tree("older.tag"), tree("wide.tag"));
+
+    done({"attach", "white.tif", "older.tag", "-o", "tagged.tif"});
+    done({"extract", "tagged.tif", "-o", "extracted.tag"});
+    EXPECT_EQ(read("extracted.tag"), read("older.tag"));
+    done({"render", "tagged.tif", "-o", "tagged.png"});
+    const auto drawn = pixels("tagged.png");
+    ASSERT_EQ(drawn.size(), 120u * 90 * 3);
+    const auto at = [&drawn](std::size_t x, std::size_t y) {
+        const std::uint8_t* p = &drawn[(y * 120 + x) * 3];
+        return p[2] << 16 | p[1] << 8 | p[0];
+    };
+    EXPECT_EQ(at(22, 12), 0xFF0000);
+    EXPECT_EQ(at(78, 48), 0xFF0000);
+    EXPECT_EQ(at(55, 70), 0x0000FF); // the middle of the line
+    done({"render", "white.tif", "older.tag", "-o", "loose.png"});
+    EXPECT_TRUE(pixels("loose.png") == drawn);
+
+    for (const std::string form : {"native", "coded", "tifftag", "wangtag"}) {
+        SCOPED_TRACE(form);
+        for (const std::string name : {"older", "wide"}) done({"convert", name + ".tag", "--to", form, "-o", name + ".out"});
+        EXPECT_EQ(read("older.out"), read("wide.out"));
+        EXPECT_EQ(types("older.out"), "RECT LINE TEXT");
+        if (form == "wangtag") continue; // its boxes grow at each pass
+        done({"render", "white.tif", "older.out", "-o", "converted.png"});
+        EXPECT_TRUE(pixels("converted.png") == drawn);
+    }
+}
+
 // Of images that stand sideways and of those with a side beyond what marks know, too: what is drawn and what is covered for good
 // are the pixels that the mark tells.
 TEST_F(KannMarksTest, MarksLieOnTheirPixelsWhateverTheImage) {
