@@ -34,8 +34,9 @@ public:
 
     // Position counts from the base. False where there is no link.
     bool next(uint64_t position, uint32_t& next) {
+        const bool isNear = position >= last_ && position - last_ < sizeof bytes_ / 4;
+        last_ = position;
         if (position < start_ || position + linkBytes > start_ + held_) {
-            const bool isNear = position >= start_ && position - start_ < 2 * sizeof bytes_;
             if (!fill(position, isNear ? sizeof bytes_ : linkBytes)) return false;
         }
         const uint8_t* link = bytes_ + (position - start_);
@@ -59,7 +60,8 @@ private:
     }
 
     AnnStream& stream_;
-    uint64_t start_ = 0; // of what is held, from the base
+    uint64_t last_ = 0;  // position asked for, from the base
+    uint64_t start_ = 0; // of what is held
     size_t held_ = 0;
     uint8_t bytes_[4096];
 };

@@ -45,9 +45,10 @@ bool leadsToEnd(std::string_view line) {
 } // namespace
 
 Bytes slicedPage(const Bytes& data, std::size_t start, std::size_t end) {
-    Bytes page(pagelessText.begin(), pagelessText.end());
-    page.insert(page.end(), data.begin() + static_cast<std::ptrdiff_t>(start),
-                data.begin() + static_cast<std::ptrdiff_t>(end));
+    Bytes page(pagelessText.size() + end - start);
+    std::ranges::copy(pagelessText, page.begin());
+    std::copy_n(data.begin() + static_cast<std::ptrdiff_t>(start), end - start,
+                page.begin() + static_cast<std::ptrdiff_t>(pagelessText.size()));
     return page;
 }
 
