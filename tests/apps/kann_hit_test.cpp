@@ -10,7 +10,6 @@ namespace {
 class KannHitTest : public KannTest {
 protected:
     void SetUp() override {
-        KannTest::SetUp();
         const std::vector<std::vector<std::string>> objects{
             {"note", "--rect", "10,10,60,60", "--tag", "1"},
             {"hilite", "--rect", "40,40,90,90", "--tag", "2", "--name", "over"},

@@ -19,7 +19,6 @@ protected:
     }
 
     void SetUp() override {
-        KannTest::SetUp();
         HANNOBJECT root = nullptr;
         const AnnRect page{0, 0, 64, 48};
         ASSERT_EQ(K_AnnCreateContainer(nullptr, &page, TRUE, &root), SUCCESS);

@@ -11,7 +11,6 @@ namespace {
 class KannMarksTest : public KannTest {
 protected:
     void SetUp() override {
-        KannTest::SetUp();
         done({"add", "new:120x90", "rect", "--rect", "20,10,80,50", "--fill-mode", "opaque", "--back-color", "#FF0000",
               "--line-style", "null", "-o", "page.kba"});
         done({"add", "page.kba", "pointer", "--points", "10,80", "100,60", "-o", "page.kba"});

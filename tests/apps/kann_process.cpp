@@ -26,23 +26,15 @@ void redirect(const std::string& path, int flags, int target) {
 
 } // namespace
 
-void KannTest::SetUp() {
-    std::string pattern = (fs::temp_directory_path() / "kann_test_XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-}
-
 void KannTest::TearDown() {
-    for (const auto& entry : fs::recursive_directory_iterator(folder_)) {
+    for (const auto& entry : fs::recursive_directory_iterator(folder_.path)) {
         EXPECT_FALSE(entry.path().filename().string().starts_with(".kann-")) << "left behind: " << entry.path();
     }
-    fs::remove_all(folder_);
 }
 
 KannResult KannTest::kann(const std::vector<std::string>& arguments, const std::string& input) const {
-    const fs::path streams = folder_ + ".streams";
-    fs::create_directories(streams);
-    const std::string in = streams / "in", out = streams / "out", err = streams / "err";
+    const TemporaryFolder streams;
+    const std::string in = streams.file("in"), out = streams.file("out"), err = streams.file("err");
     std::ofstream(in, std::ios::binary) << input;
     std::vector<char*> words{const_cast<char*>(KB_KANN)};
     for (const std::string& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
@@ -50,7 +42,7 @@ KannResult KannTest::kann(const std::vector<std::string>& arguments, const std::
 
     const pid_t child = ::fork();
     if (child == 0) {
-        if (::chdir(folder_.c_str()) != 0) ::_exit(126);
+        if (::chdir(folder_.path.c_str()) != 0) ::_exit(126);
         redirect(in, O_RDONLY, STDIN_FILENO);
         redirect(out, O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
         redirect(err, O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
@@ -60,7 +52,6 @@ KannResult KannTest::kann(const std::vector<std::string>& arguments, const std::
     int status = 0;
     ::waitpid(child, &status, 0);
     KannResult result{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(out), readFile(err)};
-    fs::remove_all(streams);
     return result;
 }
 
@@ -108,7 +99,8 @@ void KannTest::makeScan(const std::string& name, int pages) const {
                 bitmap.XResolution = bitmap.YResolution = 300;
                 for (int y = 0; y < bitmap.Height; ++y) {
                     for (int i = 0; i < 8; ++i)
-                        K_WritableBitmapRow(&bitmap, y)[i] = i == 0 ? static_cast<std::uint8_t>(0x7F >> page) : 0xFF;
+                        K_WritableBitmapRow(&bitmap, y)[i] =
+                            i == 0 ? static_cast<std::uint8_t>(0x7F >> page) : std::uint8_t{0xFF};
                 }
             },
             &options);

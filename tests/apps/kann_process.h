@@ -3,6 +3,7 @@
 #pragma once
 
 #include "contracts/raster_io.h"
+#include "tests/temporary_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +20,6 @@ struct KannResult {
 
 class KannTest : public testing::Test {
 protected:
-    void SetUp() override;
     void TearDown() override;
 
     // Runs kann in the test's folder; a name without a slash is a file there.
@@ -27,7 +27,7 @@ protected:
     // The same, for steps that have to succeed: gives standard output.
     std::string done(const std::vector<std::string>& arguments) const;
 
-    std::string path(const std::string& name) const { return folder_ + "/" + name; }
+    std::string path(const std::string& name) const { return folder_.file(name); }
     std::string read(const std::string& name) const;
     void write(const std::string& name, std::string_view bytes) const;
     bool exists(const std::string& name) const;
@@ -40,7 +40,7 @@ protected:
     std::vector<std::uint8_t> pixels(const std::string& name, int page = 1) const;
     KernelFileInfo fileInfo(const std::string& name, int page = 1) const;
 
-    std::string folder_;
+    TemporaryFolder folder_;
 };
 
 // Makes a bitmap, hands it to `fill` and saves it.

@@ -13,7 +13,6 @@ namespace {
 class KannStatusTest : public KannTest {
 protected:
     void SetUp() override {
-        KannTest::SetUp();
         makeImage("image.png", 40, 30);
         makeScan("scan.tif", 2);
         write("empty", "");

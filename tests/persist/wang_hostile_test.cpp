@@ -3,6 +3,7 @@
 #include "contracts/raster_io.h"
 #include "tests/persist/support.h"
 #include "tests/persist/wang_bytes.h"
+#include "tests/temporary_folder.h"
 
 #include <filesystem>
 #include <fstream>
@@ -152,10 +153,8 @@ TEST(WangHostile, WorkWithoutBytes) {
         return bytes.data;
     };
     // Each name reads the file anew, and each mirrored stamp has pixels of its own.
-    const auto folder = std::filesystem::temp_directory_path() /
-                        ("kbann_hostile_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
-    std::filesystem::create_directories(folder);
-    const std::string file = (folder / "large.bmp").string(), otherName = (folder / "." / "large.bmp").string();
+    const TemporaryFolder folder;
+    const std::string file = folder.file("large.bmp"), otherName = folder.file("./large.bmp");
     std::ofstream(file, std::ios::binary) << std::string("BM\0\0\0\0\0\0\0\0\x3E\0\0\0", 14)
                                           << dib(16'000, 16'000, 1, 0, 0, 8);
     std::filesystem::resize_file(file, 62 + 2000 * 16'000);
@@ -208,7 +207,6 @@ TEST(WangHostile, WorkWithoutBytes) {
         StoredTree tree;
         EXPECT_EQ(load(row.data, tree), row.code);
     }
-    std::filesystem::remove_all(folder);
     // A host's own limit counts.
     for (const std::string& image : {runs, dib(2048, 1024, 1, 0, 0, 8 + 256 * 1024)}) {
         const std::string stamp = MarkBytes(true).mark({.uType = 1}).block("OiDIB", image).data;

@@ -3,8 +3,8 @@
 #include "store/matrix.h"
 #include "tests/persist/support.h"
 #include "tests/persist/wang_bytes.h"
+#include "tests/temporary_folder.h"
 
-#include <filesystem>
 #include <fstream>
 #include <random>
 #include <regex>
@@ -375,23 +375,20 @@ TEST_P(WangReader, MessagesAndFailures) {
 }
 
 TEST_P(WangReader, ImageFilesByPolicy) {
-    const auto folder = std::filesystem::temp_directory_path() /
-                        ("kbann_wang_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
-    std::filesystem::create_directories(folder);
-    const std::string file = (folder / "image.bmp").string();
+    const TemporaryFolder folder;
+    const std::string file = folder.file("image.bmp");
     const std::string header("BM\0\0\0\0\0\0\0\0\x36\0\0\0", 14);
     std::ofstream(file, std::ios::binary) << header << smallDib();
     const auto stampOf = [this](const std::string& path) {
         return one(marks().mark({.uType = 2}).block("OiFilNam", path + '\0' + "x")).bitmap.Allocated;
     };
     EXPECT_TRUE(stampOf(file));
-    EXPECT_FALSE(stampOf(folder.string()));
+    EXPECT_FALSE(stampOf(folder.path.string()));
     EXPECT_FALSE(stampOf(file + ".gone"));
     EXPECT_FALSE(one(marks().mark({.uType = 5}).block("OiFilNam", file)).bitmap.Allocated);
     EXPECT_EQ(K_SetLinkedFilePolicy(0), 1);
     EXPECT_FALSE(stampOf(file));
     EXPECT_EQ(K_SetLinkedFilePolicy(1), 0);
-    std::filesystem::remove_all(folder);
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, WangReader, testing::Bool(), [](const auto& i) { return i.param ? "wide" : "narrow"; });

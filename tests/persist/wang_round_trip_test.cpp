@@ -3,6 +3,7 @@
 #include "store/matrix.h"
 #include "tests/persist/random_tree.h"
 #include "tests/persist/support.h"
+#include "tests/temporary_folder.h"
 
 #include <filesystem>
 #include <fstream>
@@ -152,16 +153,8 @@ TEST(WangRoundTrip, LockedRedactionsAreHiddenInTheData) {
     }
 }
 
-struct Folder {
-    std::filesystem::path path = std::filesystem::temp_directory_path() /
-                                 ("kbann_marks_" + std::to_string(testing::UnitTest::GetInstance()->random_seed()));
-    Folder() { std::filesystem::create_directories(path); }
-    ~Folder() { std::filesystem::remove_all(path); }
-    std::string file(const char* name) const { return (path / name).string(); }
-};
-
 TEST(WangRoundTrip, FilesAndTags) {
-    const Folder folder;
+    const TemporaryFolder folder;
     StoredTree tree = newTree(), back;
     newObject(ANN_OBJECT_HILITE, tree.root);
     newObject(ANN_OBJECT_TEXT, tree.root)->pszText.assign("words");
