@@ -1,5 +1,6 @@
 // Page operations on large files: 1,000 pages of 1 MB in the coded form, of 100 KB in the text form. Files lie where OUTDIR
 // says, else in /tmp; the counter "written" tells megabytes that an operation wrote.
+// Many small pages, one after the other, show how the cost of one grows with their number.
 #include "kbann/kbann.h"
 #include "persist/storage.h"
 #include "platform/sys.h"
@@ -121,6 +122,46 @@ void Delete(benchmark::State& state) {
         state, [](const PagesFile& file) { return file.remove(1); },
         [](const PagesFile& file) { return file.save(SAVE_INSERTPAGE, 1); });
 }
+
+// Each page of data of so many small pages, put behind the last and then loaded by its number, in memory.
+void Pages(benchmark::State& state) {
+    const auto form = static_cast<uint32_t>(state.range(0));
+    const auto count = static_cast<int32_t>(state.range(1));
+    HANNOBJECT page = nullptr, note = nullptr;
+    const AnnRect box{0, 0, 1000, 1000};
+    K_AnnCreateContainer(nullptr, &box, TRUE, &page);
+    K_AnnCreateItem(page, ANN_OBJECT_NOTE, TRUE, &note);
+    K_AnnSetText(note, std::string(2500, 'x').c_str(), 0); // about 4 KB of text form
+    KernelSaveOptions save{};
+    K_DefaultSaveOptions(&save, sizeof save);
+    save.uFlags = SAVE_INSERTPAGE;
+    save.nPageNumber = -1;
+    KernelLoadOptions load{};
+    K_DefaultLoadOptions(&load, sizeof load);
+    for (auto _ : state) {
+        HGLOBAL block = nullptr;
+        uint32_t size = 0;
+        int code = SUCCESS;
+        for (int32_t i = 0; code == SUCCESS && i < count; ++i)
+            code = K_AnnSaveMemory(page, form, FALSE, &block, &size, block ? &save : nullptr);
+        const void* data = code == SUCCESS ? GlobalLock(block) : nullptr;
+        for (load.nPageNumber = 1; code == SUCCESS && load.nPageNumber <= count; ++load.nPageNumber) {
+            HANNOBJECT back = nullptr;
+            code = K_AnnLoadMemory(data, size, &back, &load);
+            K_AnnDestroy(back, ANN_FLAG_NOINVALIDATE);
+        }
+        if (code != SUCCESS) state.SkipWithError("a page couldn't be saved or loaded");
+        if (data) GlobalFree(block);
+    }
+    K_AnnDestroy(page, ANN_FLAG_NOINVALIDATE);
+    state.counters["a page"] =
+        benchmark::Counter(count, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(Pages)
+    ->ArgNames({"form", "pages"})
+    ->ArgsProduct({{ANN_FMT_NATIVE, ANN_FMT_ENCODED}, {250, 500, 1000}})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
 
 void forms(benchmark::internal::Benchmark* bench) {
     bench->ArgName("form")->Arg(ANN_FMT_NATIVE)->Arg(ANN_FMT_ENCODED)->Iterations(10)->Unit(benchmark::kMillisecond);
