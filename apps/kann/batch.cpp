@@ -59,7 +59,10 @@ std::vector<std::string> linesOf(const std::string& listName) {
 } // namespace
 
 void printError(const std::string& line) {
-    const std::string whole = "kann: " + line + "\n"; // in one piece, so that lines of several threads don't mix
+    std::string whole = "kann: " + line;
+    for (char& c : whole)
+        if (static_cast<unsigned char>(c) < ' ') c = '?'; // a file's name may hold line ends
+    whole += '\n';                                        // in one piece, so that lines of several threads don't mix
     std::fwrite(whole.data(), 1, whole.size(), stderr);
 }
 

@@ -35,7 +35,8 @@ constexpr auto options = std::to_array<OptionRow>({
     {"jobs", 'j', Arity::one, "N", "work on N files at once (default 1)"},
     {"progress", '\0', Arity::flag, "", "tell the progress also when standard error is no terminal"},
     {"page", '\0', Arity::one, "N", "page of the input (default 1)"},
-    {"store-page", '\0', Arity::one, "N", "page of the store (default: the image's page if the store has several, else 1)"},
+    {"store-page", '\0', Arity::one, "N",
+     "page of the store (default: the image's page if there is one and the store has several, else 1)"},
     {"mode", '\0', Arity::one, "MODE", "draw as in run mode or in design mode (default run)", ValueKind::words,
      "run design"},
     {"scale", '\0', Arity::one, "S", "size of the result against the image (default 1)"},
@@ -132,13 +133,13 @@ constexpr auto commands = std::to_array<CommandRow>({
     {"unlock", "STORE --key KEY -o OUT [--tag N]", "unlock objects that have this key",
      "Objects with another key stay locked, and the status is 3.", lockOptions, false, 1, 1, runUnlock},
     {"convert", "STORE -o OUT --to FORM", "write annotation data in another form",
-     "All pages are taken along unless --page picks one. The forms of tags and of json hold one page, the first one by "
-     "default.",
+     "All pages are taken along unless --page picks one; of a TIFF those are the tags of all its images, an empty page for "
+     "an image without. The forms of tags, wmf and json hold one page, the first one by default.",
      convertOptions, false, 0, anyNumber, runConvert},
     {"pages", "STORE list | insert N STORE2 | replace N STORE2 | delete N",
      "list, insert, replace and delete pages of a store",
-     "Works in place, through a temporary copy, or to OUT. Insert puts the page of STORE2 before page N. N of last puts it "
-     "behind the last; delete last takes the last page away.",
+     "Works in place, through a temporary copy, or to OUT. Insert puts a page of STORE2, that of --store-page, before page "
+     "N. N of last puts it behind the last page, with replace too; delete last takes the last page away.",
      pagesOptions, false, 2, 4, runPages},
     {"attach", "IMAGE.tif STORE -o OUT.tif [--page N] [--as FORM]", "put annotation data into the tag of a TIFF page",
      "Pixels and other tags stay as they are. One page of the store goes into the tag.", attachOptions, false, 0, anyNumber,

@@ -42,10 +42,18 @@ Tree loadPage(const Store& store, int page) {
 }
 
 Bytes convertStore(const Store& store, const FormRow& form, int page) {
-    const int pages = form.paged && page == 0 ? countPages(store) : 1;
     SavedPages saved(form.number, store.file.name);
-    saved.append(loadPage(store, std::max(page, 1)).get());
-    for (int next = 2; next <= pages; ++next) saved.append(loadPage(store, next).get());
+    if (page > 0 || !form.paged) {
+        saved.append(loadPage(store, store.inTag ? 1 : std::max(page, 1)).get());
+        return saved.bytes();
+    }
+    bool any = !store.inTag;
+    const int pages = countPagesOrImages(store);
+    for (int next = 1; next <= pages; ++next) {
+        any = any || !readTag(store.file, next).empty();
+        saved.append(loadPageOrImage(store, next).get());
+    }
+    if (!any) throw failure(store.file.name, tagNotFound, "no page carries annotation data");
     return saved.bytes();
 }
 
@@ -69,7 +77,7 @@ int runConvert(const Arguments& arguments) {
         if (json) {
             output.write(dumpDocument(infoDocument(store, std::max(page, 1)), 2));
         } else {
-            output.write(convertStore(store, formRow(to), store.inTag ? 1 : page));
+            output.write(convertStore(store, formRow(to), page));
         }
         output.commit();
     });

@@ -182,9 +182,21 @@ std::string_view formName(StoreForm form) {
     return names[static_cast<std::size_t>(form)];
 }
 
+// The header of marks is all but empty, so the block behind it counts too: pictures begin alike.
+bool startsMarks(const Bytes& bytes) {
+    constexpr std::uint32_t looseBlock = 2, mark = 5, namedBlock = 6, attributes = 164, olderAttributes = 138;
+    const auto word = [&bytes](std::size_t at) {
+        return bytes[at] | std::uint32_t{bytes[at + 1]} << 8 | std::uint32_t{bytes[at + 2]} << 16 |
+               std::uint32_t{bytes[at + 3]} << 24;
+    };
+    if (bytes.size() < 8 || word(4) > 1) return false;
+    if (bytes.size() < 16) return bytes.size() == 8;
+    if (word(8) == mark) return word(12) == attributes || word(12) == olderAttributes;
+    return word(8) == looseBlock || word(8) == namedBlock;
+}
+
 StoreForm recognizeStore(const Bytes& bytes) {
-    if (bytes.size() < 8) return StoreForm::unknown;
-    if (bytes[4] <= 1 && bytes[5] == 0 && bytes[6] == 0 && bytes[7] == 0) return StoreForm::wang;
+    if (startsMarks(bytes)) return StoreForm::wang;
     std::string_view line(reinterpret_cast<const char*>(bytes.data()), std::min<std::size_t>(bytes.size(), 80));
     line = line.substr(0, line.find_first_of("\r\n"));
     if (line == nativeHeader) return StoreForm::native;
@@ -273,6 +285,18 @@ Tree loadTree(const Store& store, int page) {
         throw failure(store.file.name, walked, "more than " + std::to_string(count.limit) + " objects, see --max-objects");
     }
     return tree;
+}
+
+int countPagesOrImages(const Store& store) { return store.inTag ? imagePages(store.file) : countPages(store); }
+
+Tree loadPageOrImage(const Store& store, int page) {
+    if (!store.inTag) return loadTree(store, page);
+    if (Tree tree = loadTree(openStore(store.file, page), 1)) return tree;
+    const KernelFileInfo info = imageInfo(store.file, page);
+    const AnnRect all{0, 0, double(info.nWidth), double(info.nHeight)};
+    HANNOBJECT root = nullptr;
+    check(K_AnnCreateContainer(nullptr, &all, TRUE, &root), store.file.name);
+    return Tree(root);
 }
 
 SavedPages::SavedPages(std::uint32_t form, std::string_view file, const Bytes& old) : form_(form), file_(file) {

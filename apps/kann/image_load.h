@@ -108,10 +108,15 @@ struct Store {
 Store openStore(InputFile file, int tagPage);
 // Pages of the data, 0 when there is none.
 int countPages(const Store& store);
+// The same, or the images of a TIFF, each of which has a tag of its own.
+int countPagesOrImages(const Store& store);
 // Throws Failure for data whose pages can't be told. A paged save takes it for none and would write over it.
 void checkPages(const Store& store);
 // A page's tree; null when a TIFF carries no data.
 Tree loadTree(const Store& store, int page);
+// A page of a store, or the tag of an image of a TIFF: an image without one gives an empty tree of its size, so that pages keep
+// their images' numbers.
+Tree loadPageOrImage(const Store& store, int page);
 
 // The data of the tag of a page, empty when there is none.
 Bytes readTag(const InputFile& input, int page);

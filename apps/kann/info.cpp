@@ -133,7 +133,7 @@ Json infoDocument(const Store& store, int page) {
     document["file"] = file;
     document["form"] = tree ? Json(formName(store.form)) : Json();
     document["version"] = tree ? Json(store.version) : Json();
-    document["pages"] = store.inTag ? imagePages(store.file) : countPages(store); // what --page picks from
+    document["pages"] = countPagesOrImages(store); // what --page picks from
     document["page"] = page;
     document["restorable"] = restorable;
     document["root"] = std::move(root);

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace kann {
 
@@ -127,35 +128,44 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::makeTemporary() {
+    std::error_code none;
     std::filesystem::path folder =
-        special_ ? std::filesystem::temp_directory_path() : std::filesystem::path(target_).parent_path();
+        special_ ? std::filesystem::temp_directory_path(none) : std::filesystem::path(target_).parent_path();
+    if (none) throw systemFailure("the folder for temporary files", ERROR_FILE_OPEN, none.value());
     if (folder.empty()) folder = ".";
     std::string pattern = (folder / ".kann-XXXXXX").string();
     const int descriptor = ::mkstemp(pattern.data());
-    if (descriptor < 0) throw systemFailure(name_, ERROR_FILE_OPEN, errno);
+    if (descriptor < 0) throw systemFailure(special_ ? folder.string() : name_, ERROR_FILE_OPEN, errno);
     ::close(descriptor);
     temporary_ = pattern;
     rememberPending(temporary_);
 }
 
 const std::string& OutputFile::workPath() {
-    if (temporary_.empty()) makeTemporary();
+    if (temporary_.empty()) {
+        makeTemporary();
+        writeTo(temporary_, O_TRUNC, std::exchange(held_, {}), temporary_);
+    }
     return temporary_;
 }
 
-void OutputFile::write(std::span<const std::uint8_t> bytes) { writeTo(workPath(), O_TRUNC, bytes, name_); }
+void OutputFile::write(std::span<const std::uint8_t> bytes) {
+    if (special_ && temporary_.empty())
+        held_.assign(bytes.begin(), bytes.end());
+    else
+        writeTo(workPath(), O_TRUNC, bytes, name_);
+}
 
 void OutputFile::write(std::string_view text) {
     write(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
 }
 
 void OutputFile::commit() {
-    if (temporary_.empty()) return;
     if (special_) {
-        const InputFile work = openInput(temporary_);
-        writeTo(target_, 0, readAll(work), name_);
+        writeTo(target_, 0, temporary_.empty() ? std::move(held_) : readAll(openInput(temporary_)), name_);
         return;
     }
+    if (temporary_.empty()) return;
     const int descriptor = ::open(temporary_.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) throw systemFailure(name_, ERROR_FILE_WRITE, errno);
     struct stat old {};
@@ -191,7 +201,8 @@ bool leadToOneFile(const std::string& one, const std::string& other) {
 }
 
 void cleanUpOnSignals() {
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) ::signal(number, onSignal);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) ::signal(number, onSignal);
+    ::signal(SIGXFSZ, SIG_IGN); // the write fails then, and that is told
 }
 
 void refuseForeignFile(const std::string& target) {

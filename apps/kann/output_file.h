@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kann {
 
@@ -33,8 +34,9 @@ private:
     void makeTemporary();
 
     std::string name_;
-    std::string target_;    // links followed; empty for standard output
-    std::string temporary_; // empty while there is none
+    std::string target_;             // links followed; empty for standard output
+    std::string temporary_;          // empty while there is none
+    std::vector<std::uint8_t> held_; // what goes straight to a target that is no regular file
     unsigned mode_ = 0;
     bool replaces_ = false; // a file is there
     bool special_ = false;  // not a regular file
@@ -44,7 +46,7 @@ private:
 // that name isn't to be asked about.
 bool leadToOneFile(const std::string& one, const std::string& other);
 
-// From now on an interrupt takes temporary files away before it ends the program.
+// From now on an interrupt, also that of a pipe that nobody reads, takes temporary files away before it ends the program.
 void cleanUpOnSignals();
 
 // Throws unless a store may be written there: a file that isn't empty and holds something else is left alone.

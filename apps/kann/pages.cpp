@@ -43,9 +43,9 @@ int countItem(HANNOBJECT, void* user) {
 // A line a page: number, objects below the root, the root's rectangle.
 std::string listPages(const Store& store) {
     std::string out;
-    const int pages = countPages(store);
+    const int pages = countPagesOrImages(store);
     for (int page = 1; page <= pages; ++page) {
-        const Tree tree = loadTree(store, page);
+        const Tree tree = loadPageOrImage(store, page);
         std::uint64_t objects = 0;
         AnnRect rect{};
         check(K_AnnEnumerate(tree.get(), countItem, &objects, ANN_FLAG_RECURSE, nullptr), store.file.name);
@@ -86,6 +86,7 @@ int runPages(const Arguments& arguments) {
         (row->action == PageAction::list && arguments.has("output"))) {
         throw UsageError{"usage: kann pages " + std::string(arguments.command->synopsis)};
     }
+    if (row->operands < 2 && arguments.has("store-page")) throw UsageError{"--store-page is the page of STORE2"};
     const int page = row->operands > 0 ? readPage(operands[2]) : 0;
     const auto sourcePage = static_cast<int>(arguments.number("store-page", 1, 1, 1 << 24));
     if (operands[0] == "-" && !arguments.has("output") && row->action != PageAction::list) throw UsageError{"-o OUT is due"};

@@ -34,14 +34,13 @@ InputFile openTiff(const std::string& name, int page) {
 }
 
 // The image with another value in the tag; none takes the tag out.
-void writeTagged(const InputFile& image, int page, const Bytes& data, OutputFile& output) {
+void writeTag(const InputFile& image, int page, const Bytes& data, OutputFile& output) {
     if (data.size() > std::numeric_limits<std::uint32_t>::max()) throw failure(image.name, ERROR_NO_MEMORY);
     output.write(readAll(image));
     const std::string& copy = output.workPath();
     const auto count = static_cast<std::uint32_t>(data.size());
     check(K_RewriteFileTag(copy.c_str(), page, ANN_TAG_TIFF, tiffBytes, count, data.empty() ? nullptr : data.data()),
           image.name);
-    output.commit();
 }
 
 Bytes tagData(const Job& job, const TagOptions& options) {
@@ -51,9 +50,9 @@ Bytes tagData(const Job& job, const TagOptions& options) {
     if (store.data.empty()) throw failure(job.store, tagNotFound, "the page carries no annotation data");
     const int pages = countPages(store);
     const int page = store.inTag ? 1 : options.storePage ? options.storePage : pages > 1 ? options.page : 1;
-    if (store.form == StoreForm::wang && options.form.empty()) return store.data;
     const Tree tree = loadTree(store, page);
     if (!tree) throw failure(job.store, tagNotFound, "the page carries no annotation data");
+    if (store.form == StoreForm::wang && options.form.empty()) return store.data; // marks of other tools stay as they are
     const std::uint32_t form = options.form.empty() ? storedFormNumber(store.form) : storedFormNumber(options.form);
     return saveTree(tree.get(), form, {}, 0, 1, job.store);
 }
@@ -66,7 +65,8 @@ int runAttach(const Arguments& arguments) {
         const InputFile image = openTiff(job.input, options.page);
         const Bytes data = tagData(job, options);
         OutputFile output(job.output);
-        writeTagged(image, options.page, data, output);
+        writeTag(image, options.page, data, output);
+        output.commit();
     });
 }
 
@@ -88,13 +88,12 @@ int runDetach(const Arguments& arguments) {
     return runJobs(arguments, makeJobs(arguments, {false, false, true, {}}), [&options](const Job& job, JobLog& log) {
         const InputFile image = openTiff(job.input, options.page);
         OutputFile output(job.output);
-        if (readTag(image, options.page).empty()) {
+        // A tag that can't be read goes too.
+        const bool holdsData = !readTag(image, options.page).empty();
+        writeTag(image, options.page, {}, output);
+        if (!holdsData && readAll(openInput(output.workPath())) == readAll(image))
             log.warnings.push_back(job.input + ": the page carries no annotation data");
-            output.write(readAll(image));
-            output.commit();
-            return;
-        }
-        writeTagged(image, options.page, {}, output);
+        output.commit();
     });
 }
 

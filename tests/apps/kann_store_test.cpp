@@ -2,7 +2,9 @@
 #include "kbann/kbann.h"
 #include "tests/apps/kann_process.h"
 
+#include <cstdlib>
 #include <map>
+#include <sys/resource.h>
 
 namespace {
 
@@ -238,6 +240,84 @@ TEST_F(KannStoreTest, AttachedDataComesBackAndTheRestStays) {
         EXPECT_TRUE(pixels("tagged.tif", page) == pixels("scan.tif", page));
     }
     EXPECT_FALSE(exists("none.kba"));
+}
+
+// A TIFF has a tag for each image, and they become pages.
+TEST_F(KannStoreTest, TagsOfAllImagesBecomePages) {
+    makeStores();
+    makeScan("scan.tif", 3);
+    EXPECT_EQ(kann({"convert", "scan.tif", "--to", "native", "-o", "none.kba"}).status, 1) << "none has data";
+    done({"attach", "scan.tif", "rect.kba", "--page", "1", "-o", "scan.tif"});
+    done({"attach", "scan.tif", "note.kba", "--page", "3", "-o", "scan.tif"});
+    for (const std::string form : {"native", "coded"}) {
+        done({"convert", "scan.tif", "--to", form, "-o", "all.book"});
+        EXPECT_EQ(done({"pages", "all.book", "list"}), done({"pages", "scan.tif", "list"}));
+        EXPECT_NE(done({"info", "all.book", "--page", "1"}).find("RECT"), std::string::npos);
+        EXPECT_NE(done({"info", "all.book", "--page", "3"}).find("NOTE"), std::string::npos);
+        done({"convert", "scan.tif", "--to", form, "--page", "3", "-o", "one.book"});
+        EXPECT_EQ(contents("one.book"), "NOTE");
+    }
+    EXPECT_EQ(done({"pages", "scan.tif", "list"}).substr(0, 6), "1\t1\t0,");
+    EXPECT_NE(done({"pages", "scan.tif", "list"}).find("\n2\t0\t"), std::string::npos);
+}
+
+// Pictures whose bytes begin as marks do, marks cut short, and texts.
+TEST_F(KannStoreTest, WhatIsNoAnnotationDataIsNeitherTakenNorLost) {
+    using namespace std::string_literals;
+    makeStores();
+    makeScan("scan.tif", 1);
+    done({"attach", "scan.tif", "note.kba", "-o", "scan.tif"});
+    done({"convert", "rect.kba", "--to", "tifftag", "-o", "marks.tag"});
+    const std::string scan = read("scan.tif");
+    const std::string foreign[] = {
+        "BM\xE6\x04\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0"s + std::string(1200, '\x11'),
+        "\xD7\xCD\xC6\x9A\0\0\0\0\0\0\x40\0\x30\0\x60\0\0\0\0\0\x41\x57"s + std::string(60, '\0'),
+        std::string(300, '\0'),
+        "plain text, long enough to be looked at\n",
+    };
+    for (const std::string& bytes : foreign) {
+        SCOPED_TRACE(bytes.substr(0, 2));
+        write("foreign", bytes);
+        for (const std::vector<std::string>& command : {
+                 std::vector<std::string>{"convert", "rect.kba", "--to", "native", "-o", "foreign"},
+                 {"extract", "scan.tif", "-o", "foreign"},
+                 {"add", "rect.kba", "rect", "--rect", "0,0,9,9", "-o", "foreign"},
+                 {"attach", "scan.tif", "foreign", "-o", "scan.tif"},
+             }) {
+            EXPECT_EQ(kann(command).status, 1) << command[0];
+            EXPECT_TRUE(read("foreign") == bytes) << command[0];
+            EXPECT_TRUE(read("scan.tif") == scan) << command[0];
+        }
+    }
+    const std::string marks = read("marks.tag");
+    write("cut.tag", marks.substr(0, marks.size() - 40));
+    EXPECT_EQ(kann({"attach", "scan.tif", "cut.tag", "-o", "scan.tif"}).status, 1);
+    EXPECT_TRUE(read("scan.tif") == scan);
+    done({"convert", "note.kba", "--to", "tifftag", "-o", "marks.tag"});
+    EXPECT_NE(read("marks.tag"), marks) << "marks may be written over";
+}
+
+// Standard output needs no place for temporary files, and a limit of sizes, which ends processes, leaves none (as every test
+// looks).
+TEST_F(KannStoreTest, WritesStraightAndTellsWhatFails) {
+    done({"add", "new:64x48", "note", "--rect", "5,5,20,15", "--text", std::string(9000, 'n'), "-o", "note.kba"});
+    const std::string straight =
+        "cd '" + path(".") + "' && TMPDIR=/nonexistent " KB_KANN " convert note.kba --to native -o - > out";
+    EXPECT_EQ(std::system(straight.c_str()), 0);
+    EXPECT_EQ(read("out"), read("note.kba"));
+
+    const std::string note = read("note.kba");
+    rlimit all{};
+    ::getrlimit(RLIMIT_FSIZE, &all);
+    const rlimit few{4096, all.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &few);
+    const KannResult result = kann({"pages", "note.kba", "insert", "last", "note.kba"});
+    ::setrlimit(RLIMIT_FSIZE, &all);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "kann: note.kba: Error writing file: File too large (code -5)\n");
+    EXPECT_EQ(read("note.kba"), note);
+    EXPECT_EQ(kann({"info", "no\nsuch"}).err,
+              "kann: no?such: Not able to open file: No such file or directory (code -14)\n");
 }
 
 TEST_F(KannStoreTest, TextsKeepEveryCharacterOfTheCodePage) {
