@@ -116,7 +116,7 @@ constexpr auto commands = std::to_array<CommandRow>({
     {"add", "STORE TYPE --rect L,T,R,B | --points X,Y... [--PROPERTY VALUE...] -o OUT", "put one more object in a tree",
      "STORE may be new:WxH for a new tree of that size. TYPE is the name of an object type, such as rect, line, stamp or "
      "ruler. An object is visible unless --visible no is given. A stamp shows a predefined picture (--stamp), a metafile, "
-     "an image or a text.",
+     "an image or a text. Other pages of the store stay as they are; forms of one page hold the changed one alone.",
      addOptions, true, 2, 2, runAdd},
     {"measure", "STORE [IMAGE] [--dpi X,Y] [--json]", "tell lengths, angles and areas",
      "Lengths rest on the resolution of IMAGE, or of the TIFF that carries the annotations, or on --dpi; without any of "

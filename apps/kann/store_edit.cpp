@@ -1,4 +1,3 @@
-// See the header.
 #include "apps/kann/store_edit.h"
 
 #include "apps/kann/stored_forms.h"
@@ -10,8 +9,13 @@ std::uint32_t formToWrite(const Arguments& arguments, const Store& store) {
 }
 
 Bytes withPage(const Store& store, HANNOBJECT root, std::uint32_t form, int page, std::string_view file) {
-    const bool paged = !store.inTag && form == storedFormNumber(store.form) && countPages(store) > 1;
-    return saveTree(root, form, paged ? store.data : Bytes(), SAVE_REPLACEPAGE, page, file);
+    const int pages = store.inTag ? 1 : countPages(store);
+    if (pages > 1 && form == storedFormNumber(store.form))
+        return saveTree(root, form, store.data, SAVE_REPLACEPAGE, page, file);
+    if (pages < 2 || (form != ANN_FMT_NATIVE && form != ANN_FMT_ENCODED)) return saveTree(root, form, {}, 0, 1, file);
+    SavedPages saved(form, file);
+    for (int other = 1; other <= pages; ++other) saved.append(other == page ? root : loadTree(store, other).get());
+    return saved.bytes();
 }
 
 } // namespace kann

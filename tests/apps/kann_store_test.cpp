@@ -204,6 +204,10 @@ TEST_F(KannStoreTest, AddChangesItsPageAlone) {
     done({"pages", "book.kba", "insert", "last", "note.kba"});
     done({"add", "book.kba", "hilite", "--rect", "1,1,9,9", "--store-page", "2", "-o", "book.kba"});
     EXPECT_EQ(contents("book.kba"), "RECT HILITE NOTE");
+    for (const char* form : {"coded", "native"}) { // there and back
+        done({"add", "book.kba", "line", "--points", "1,1", "9,9", "--store-page", "2", "--to", form, "-o", "other.book"});
+        EXPECT_EQ(contents("other.book"), "RECT LINE NOTE") << form;
+    }
     EXPECT_EQ(done({"pages", "book.kba", "list"}), "1\t1\t0,0,64,48\n2\t2\t0,0,64,48\n3\t1\t0,0,64,48\n");
     done({"convert", "book.kba", "--to", "native", "-o", "copy.kba"});
     EXPECT_EQ(read("copy.kba"), read("book.kba"));
