@@ -138,7 +138,7 @@ bool hasNoPixels(const AnnMatrix& fromClient) {
 
 // The offset remembers a correction. One taken back may come out a pixel short and need another. Where coordinates saturate or
 // units are lost, corrections never come to an end, and an offset would change with each load: there none is remembered, nor
-// where the offset itself is no number.
+// where the offset itself is no number or leads that far.
 void placeName(AnnObject& record, TextExtents& extents) {
     record.rcName = {};
     if (!annShowsName(record)) return;
@@ -148,7 +148,8 @@ void placeName(AnnObject& record, TextExtents& extents) {
         if (!pushed.x && !pushed.y) break;
         const AnnMatrix& back = record.pParent->xfFromClient;
         if (isFarOut(record.rcBounds) || isFarOut(record.pParent->rcBounds) || hasNoPixels(back)) break;
-        if (!std::isfinite(record.ptNameOffset.x) || !std::isfinite(record.ptNameOffset.y)) break;
+        const RECT push{pushed.x, pushed.y, pushed.x, pushed.y};
+        if (isFarOut(push) || !std::isfinite(record.ptNameOffset.x) || !std::isfinite(record.ptNameOffset.y)) break;
         record.ptNameOffset.x += back.a * pushed.x + back.b * pushed.y;
         record.ptNameOffset.y += back.c * pushed.x + back.d * pushed.y;
         steadyOffset(record.ptNameOffset, *record.pParent);
