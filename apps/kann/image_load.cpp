@@ -3,6 +3,7 @@
 #include "apps/kann/image_load.h"
 
 #include "apps/kann/failure.h"
+#include "apps/kann/flatten.h"
 #include "apps/kann/page_slices.h"
 #include "apps/kann/vector_image.h"
 
@@ -314,6 +315,7 @@ SavedPages::~SavedPages() {
 void SavedPages::save(HANNOBJECT root, std::uint32_t flags, int page) {
     KernelSaveOptions options{};
     K_DefaultSaveOptions(&options, sizeof options);
+    if (form_ == ANN_FMT_WANGTAG) bringToRoot(root, file_);
     options.uFlags = flags;
     options.nPageNumber = page;
     HGLOBAL block = std::exchange(block_, nullptr);

@@ -129,7 +129,8 @@ public:
     ~SavedPages();
     SavedPages(const SavedPages&) = delete;
     SavedPages& operator=(const SavedPages&) = delete;
-    // Flags and page count where there is something to be paged. Throws Failure; the pages are lost then.
+    // Flags and page count where there is something to be paged. Pure marks know no containers: for them the tree is changed, so
+    // that all stands in the root's space. Throws Failure; the pages are lost then.
     void save(HANNOBJECT root, std::uint32_t flags, int page);
     // Behind the last. Pages of text are saved each by itself: to find their end the library would look through all of them.
     void append(HANNOBJECT root);

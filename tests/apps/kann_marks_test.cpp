@@ -203,6 +203,24 @@ TEST_F(KannMarksTest, MarksLieOnTheirPixelsWhateverTheImage) {
     }
 }
 
+// Pure marks know no containers, so what lies in one is brought to where it stands; a pixel of line comes around each box.
+TEST_F(KannMarksTest, ObjectsOfNestedContainersStandWhereTheyWere) {
+    const auto object = [](const char* type, const char* more, const char* points) {
+        return std::string("BEGINOBJECT\r\n") + type + "\r\nVISIBLE\r\n1\r\n" + more + "LINEWIDTH\r\n0\r\nPOINTS\r\n3\r\n" +
+               points + "ENDOBJECT\r\n";
+    };
+    const std::string open = "BLOCKBEGIN\r\n", close = "BLOCKEND\r\n";
+    write("nested.kba", "KBANNBEGIN\r\n" + object("0", "", "0\r\n0\r\n400\r\n0\r\n400\r\n300\r\n") + open +
+                            object("0", "SCALARX\r\n2\r\nOFFSETY\r\n7\r\n", "100\r\n50\r\n300\r\n50\r\n300\r\n250\r\n") +
+                            open + object("12", "SCALARY\r\n0.5\r\n", "10\r\n20\r\n60\r\n20\r\n60\r\n50\r\n") +
+                            object("0", "OFFSETX\r\n3\r\n", "40\r\n40\r\n90\r\n40\r\n90\r\n90\r\n") + open +
+                            object("12", "", "5\r\n5\r\n15\r\n5\r\n15\r\n15\r\n") + close + close + close + "KBANNEND\r\n");
+    done({"convert", "nested.kba", "--to", "wangtag", "-o", "flat.tag"});
+    const std::string tree = done({"info", "flat.tag"});
+    EXPECT_NE(tree.find("RECT 119,76,221,93\n"), std::string::npos) << tree;
+    EXPECT_NE(tree.find("RECT 195,101,217,113\n"), std::string::npos) << tree;
+}
+
 TEST_F(KannMarksTest, NothingThatCouldBeAMark) {
     done({"add", "new:120x90", "button", "--rect", "20,10,80,50", "-o", "button.kba"});
     const KannResult failed = kann({"convert", "button.kba", "--to", "wangtag", "-o", "none.tag"});
