@@ -28,7 +28,6 @@ namespace {
 
 constexpr double tenPointsInInches = 0.1388888888888889;
 constexpr COLORREF white = 0xFFFFFF;
-constexpr int regionOfColor = 6;
 constexpr int kernelModule = 14;
 constexpr UINT dibHeaderBytes = 40;
 
@@ -70,7 +69,7 @@ void loadSharedPictures(LibraryState& state) {
         KernelBitmap& bitmap = state.*row.field;
         loadBitmapResource(state.hLibraryModule, row.id, bitmap);
         if (row.toTrueColor) K_ChangeBitmapDepth(&bitmap, &bitmap, 24, 0, 0, 0, 0, 0, 0);
-        K_SetBitmapRgnColor(&bitmap, white, regionOfColor);
+        K_SetBitmapRgnColor(&bitmap, white, KB_REGION_NOT_COLOR);
     }
     annOpenSharedPictures();
     state.propertyAtom = AddAtomA("KBANN11NOBJECT");

@@ -11,8 +11,6 @@
 namespace kbann {
 namespace {
 
-constexpr int regionOfColor = 6;
-
 // The row's field in a record whose type has it.
 template <class Field> Field& fieldOf(AnnObject& record, const PropertyMember& member) {
     return std::visit(
@@ -60,7 +58,7 @@ Stored storeFlag(AnnObject& record, const PropertyRow& row, uint32_t value, cons
 void storeColor(AnnObject& record, const PropertyRow& row, uint32_t value) {
     if (row.id == Property::serial) value = libraryState().uSerialCounter.fetch_add(1, std::memory_order_relaxed) + 1;
     fieldOf<uint32_t>(record, row.member) = value;
-    if (row.id == Property::transparentColor) K_SetBitmapRgnColor(&record.bitmap, record.crTransparent, regionOfColor);
+    if (row.id == Property::transparentColor) K_SetBitmapRgnColor(&record.bitmap, record.crTransparent, KB_REGION_NOT_COLOR);
 }
 
 int storeString(AnnObject& record, const PropertyRow& row, const char* value) {
