@@ -136,9 +136,16 @@ bool hasNoPixels(const AnnMatrix& fromClient) {
     return !(most < limit);
 }
 
+// Whether an offset leads so far that its stored digits don't tell a pixel, or is no number.
+bool isBeyondDigits(const AnnPoint& offset, const AnnMatrix& fromClient) {
+    constexpr double pixels = 1e7;
+    const double across = std::max(std::fabs(fromClient.a), std::fabs(fromClient.b)),
+                 down = std::max(std::fabs(fromClient.c), std::fabs(fromClient.d));
+    return !(std::fabs(offset.x) <= pixels * across && std::fabs(offset.y) <= pixels * down);
+}
+
 // The offset remembers a correction. One taken back may come out a pixel short and need another. Where coordinates saturate or
-// units are lost, corrections never come to an end, and an offset would change with each load: there none is remembered, nor
-// where the offset itself is no number or leads that far.
+// units are lost, corrections never come to an end, and an offset would change with each load: there none is remembered.
 void placeName(AnnObject& record, TextExtents& extents) {
     record.rcName = {};
     if (!annShowsName(record)) return;
@@ -148,8 +155,7 @@ void placeName(AnnObject& record, TextExtents& extents) {
         if (!pushed.x && !pushed.y) break;
         const AnnMatrix& back = record.pParent->xfFromClient;
         if (isFarOut(record.rcBounds) || isFarOut(record.pParent->rcBounds) || hasNoPixels(back)) break;
-        const RECT push{pushed.x, pushed.y, pushed.x, pushed.y};
-        if (isFarOut(push) || !std::isfinite(record.ptNameOffset.x) || !std::isfinite(record.ptNameOffset.y)) break;
+        if (isBeyondDigits(record.ptNameOffset, back)) break;
         record.ptNameOffset.x += back.a * pushed.x + back.b * pushed.y;
         record.ptNameOffset.y += back.c * pushed.x + back.d * pushed.y;
         steadyOffset(record.ptNameOffset, *record.pParent);
