@@ -346,7 +346,7 @@ struct MarkReader {
         // Foreign texts have bytes behind their end.
         if (!object.pszText.assign(untilNul(asText(run.subspan(header))))) return ERROR_NO_MEMORY;
         const int32_t tenths = coordinate(run, 0);
-        return tenths ? turnText(object, -tenths / 10.0) : SUCCESS;
+        return tenths ? turnText(object, tenths / -10.0) : SUCCESS;
     }
 
     // The turned text keeps the box that it had.

@@ -105,19 +105,27 @@ double storedValue(double x) {
     return x;
 }
 
-// Offsets count in whole pixels once scaled. One that lies on the edge of a pixel could fall off it when it has been stored
-// with nine digits, and would be corrected anew at each load: it goes a quarter of a pixel in.
+// Whether stored data brings back the scales that an object's space comes from.
+bool hasStoredScales(const AnnObject& record) {
+    for (const AnnObject* at = &record; at; at = at->pParent)
+        if (storedValue(at->dScalarX) != at->dScalarX || storedValue(at->dScalarY) != at->dScalarY) return false;
+    return true;
+}
+
+// Offsets count in whole pixels once scaled. One that lies on the edge of a pixel could fall off it when it and the scales have
+// been stored with nine digits, and would be corrected anew at each load: it goes a quarter of a pixel in.
 void steadyOffset(AnnPoint& offset, const AnnObject& parent) {
+    if (storedValue(offset.x) == offset.x && storedValue(offset.y) == offset.y && hasStoredScales(parent)) return;
     const AnnMatrix& there = parent.xfToClient;
     const AnnMatrix& back = parent.xfFromClient;
-    const AnnPoint stored{storedValue(offset.x), storedValue(offset.y)};
-    const auto across = [&there](AnnPoint p) { return there.a * p.x + there.b * p.y; };
-    const auto down = [&there](AnnPoint p) { return there.c * p.x + there.d * p.y; };
-    const auto nudge = [](double now, double later) {
-        if (annTruncate(now) == annTruncate(later)) return 0.0;
-        return std::fabs(later) < std::fabs(now) ? std::copysign(0.25, now) : -std::copysign(0.25, now);
+    const auto nudge = [](double pixels) {
+        constexpr double lost = 1e-7; // at most, of a number that is the product of some rounded ones
+        const double size = std::fabs(pixels), behindEdge = size - std::floor(size), margin = lost * size;
+        if (size < 0.5) return 0.0; // cut off, 0 has no edge
+        if (behindEdge <= margin) return std::copysign(0.25, pixels);
+        return 1 - behindEdge <= margin ? -std::copysign(0.25, pixels) : 0.0;
     };
-    const AnnPoint by{nudge(across(offset), across(stored)), nudge(down(offset), down(stored))};
+    const AnnPoint by{nudge(there.a * offset.x + there.b * offset.y), nudge(there.c * offset.x + there.d * offset.y)};
     offset.x += back.a * by.x + back.b * by.y;
     offset.y += back.c * by.x + back.d * by.y;
 }
@@ -138,7 +146,7 @@ bool hasNoPixels(const AnnMatrix& fromClient) {
 
 // Whether an offset leads so far that its stored digits don't tell a pixel, or is no number.
 bool isBeyondDigits(const AnnPoint& offset, const AnnMatrix& fromClient) {
-    constexpr double pixels = 1e7;
+    constexpr double pixels = 1e6;
     const double across = std::max(std::fabs(fromClient.a), std::fabs(fromClient.b)),
                  down = std::max(std::fabs(fromClient.c), std::fabs(fromClient.d));
     return !(std::fabs(offset.x) <= pixels * across && std::fabs(offset.y) <= pixels * down);
