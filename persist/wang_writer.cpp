@@ -183,9 +183,9 @@ private:
         block(wang_name::points, wangPointsHeader(WangLayout::wide) + path_.size() * wangPointBytes(WangLayout::wide));
         word(count);
         word(count);
+        // Around the end of 32 bits, as reading adds.
         for (const POINT& p : path_) {
-            word(static_cast<uint32_t>(p.x) -
-                 static_cast<uint32_t>(bounds.left)); // around the end of 32 bits, as reading adds
+            word(static_cast<uint32_t>(p.x) - static_cast<uint32_t>(bounds.left));
             word(static_cast<uint32_t>(p.y) - static_cast<uint32_t>(bounds.top));
         }
     }

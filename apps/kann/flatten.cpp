@@ -25,7 +25,16 @@ struct Placing {
 };
 
 void place(HANNOBJECT item, const Placing& by, const AnnPoint& from, double shiftX, double shiftY, const std::string& name) {
-    if (by.scaleX != 1 || by.scaleY != 1) check(K_AnnResize(item, by.scaleX, by.scaleY, &from, flags), name);
+    if (by.scaleX != 1 || by.scaleY != 1) {
+        if (typeOf(item) == ANN_OBJECT_POINT) { // it has a place alone, in the middle of its picture
+            AnnRect at{};
+            check(K_AnnGetRect(item, &at, nullptr), name);
+            shiftX += (by.scaleX - 1) * ((at.left + at.right) / 2 - from.x);
+            shiftY += (by.scaleY - 1) * ((at.top + at.bottom) / 2 - from.y);
+        } else {
+            check(K_AnnResize(item, by.scaleX, by.scaleY, &from, flags), name);
+        }
+    }
     if (shiftX != 0 || shiftY != 0) check(K_AnnMove(item, shiftX, shiftY, flags), name);
 }
 

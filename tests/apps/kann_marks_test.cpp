@@ -209,14 +209,17 @@ TEST_F(KannMarksTest, ObjectsOfNestedContainersStandWhereTheyWere) {
         return std::string("BEGINOBJECT\r\n") + type + "\r\nVISIBLE\r\n1\r\n" + more + "LINEWIDTH\r\n0\r\nPOINTS\r\n3\r\n" +
                points + "ENDOBJECT\r\n";
     };
+    const std::string point =
+        "BEGINOBJECT\r\n19\r\nVISIBLE\r\n1\r\nPOINTS\r\n1\r\n10\r\n20\r\nENDOBJECT\r\n"; // can't be resized
     const std::string open = "BLOCKBEGIN\r\n", close = "BLOCKEND\r\n";
     write("nested.kba", "KBANNBEGIN\r\n" + object("0", "", "0\r\n0\r\n400\r\n0\r\n400\r\n300\r\n") + open +
                             object("0", "SCALARX\r\n2\r\nOFFSETY\r\n7\r\n", "100\r\n50\r\n300\r\n50\r\n300\r\n250\r\n") +
-                            open + object("12", "SCALARY\r\n0.5\r\n", "10\r\n20\r\n60\r\n20\r\n60\r\n50\r\n") +
+                            open + point + object("12", "SCALARY\r\n0.5\r\n", "10\r\n20\r\n60\r\n20\r\n60\r\n50\r\n") +
                             object("0", "OFFSETX\r\n3\r\n", "40\r\n40\r\n90\r\n40\r\n90\r\n90\r\n") + open +
                             object("12", "", "5\r\n5\r\n15\r\n5\r\n15\r\n15\r\n") + close + close + close + "KBANNEND\r\n");
     done({"convert", "nested.kba", "--to", "wangtag", "-o", "flat.tag"});
     const std::string tree = done({"info", "flat.tag"});
+    EXPECT_NE(tree.find("STAMP 111,68,129,86 image"), std::string::npos) << tree;
     EXPECT_NE(tree.find("RECT 119,76,221,93\n"), std::string::npos) << tree;
     EXPECT_NE(tree.find("RECT 195,101,217,113\n"), std::string::npos) << tree;
 }
